@@ -1,0 +1,113 @@
+// The wire format shared by the client and velmorad: separators, codes,
+// building a command or a reply, and cutting a received batch into records.
+//
+// The format has no terminator and no escaping. A command is its head
+// (" ## " + code + " /:/ ") followed by fields joined with " /:/ "; a reply
+// record is " ## " + code followed by fields each preceded by " /$/ ".
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora::protocol {
+
+inline constexpr std::string_view kRecordMark = " ## ";
+inline constexpr std::string_view kCommandFieldSep = " /:/ ";
+inline constexpr std::string_view kReplyFieldSep = " /$/ ";
+// Separators used inside one field.
+inline constexpr std::string_view kListItemSep = " :%: ";
+inline constexpr std::string_view kSubFieldSep = " %/ ";
+inline constexpr std::string_view kNameListSep = " :/ ";
+
+// Command heads, kept as whole literals.
+inline constexpr std::string_view kHeadLI = " ## cmdLI /:/ ";
+inline constexpr std::string_view kHeadPM = " ## cmdPM /:/ ";
+inline constexpr std::string_view kHeadAB = " ## cmdAB /:/ ";
+inline constexpr std::string_view kHeadDB = " ## cmdDB /:/ ";
+inline constexpr std::string_view kHeadCO = " ## cmdCO /:/ ";
+inline constexpr std::string_view kHeadCM = " ## cmdCM /:/ ";
+inline constexpr std::string_view kHeadCE = " ## cmdCE /:/ ";
+inline constexpr std::string_view kHeadCI = " ## cmdCI /:/ ";
+inline constexpr std::string_view kHeadRA = " ## cmdRA /:/ ";
+inline constexpr std::string_view kHeadSU = " ## cmdSU /:/ ";
+
+// Command codes as they appear after the record mark.
+namespace cmd {
+inline constexpr std::string_view LI = "cmdLI";
+inline constexpr std::string_view PM = "cmdPM";
+inline constexpr std::string_view AB = "cmdAB";
+inline constexpr std::string_view DB = "cmdDB";
+inline constexpr std::string_view CO = "cmdCO";
+inline constexpr std::string_view CM = "cmdCM";
+inline constexpr std::string_view CE = "cmdCE";
+inline constexpr std::string_view CI = "cmdCI";
+inline constexpr std::string_view RA = "cmdRA";
+inline constexpr std::string_view SU = "cmdSU";
+} // namespace cmd
+
+// Reply codes, in the order the client's dispatcher tests them.
+namespace reply {
+inline constexpr std::string_view LI = "+LI";
+inline constexpr std::string_view RU = "+RU";
+inline constexpr std::string_view SO = "+SO";
+inline constexpr std::string_view BL = "+BL";
+inline constexpr std::string_view OM = "+OM";
+inline constexpr std::string_view PM = "+PM";
+inline constexpr std::string_view LOn = "+LOn";
+inline constexpr std::string_view LOff = "+LOff";
+inline constexpr std::string_view CI = "+CI";
+inline constexpr std::string_view CDet = "+CDet";
+inline constexpr std::string_view CO = "+CO";
+inline constexpr std::string_view CE = "+CE";
+inline constexpr std::string_view CM = "+CM";
+inline constexpr std::string_view FR = "+FR";
+inline constexpr std::string_view FA = "+FA";
+inline constexpr std::string_view SU = "+SU";
+inline constexpr std::string_view UNO = "+UNO";
+inline constexpr std::string_view UNV = "+UNV";
+} // namespace reply
+
+using Fields = std::vector<std::string>;
+
+// Splits like the classic string Split: an empty input gives no pieces, and
+// empty pieces between two separators are kept.
+[[nodiscard]] Fields split(std::string_view text, std::string_view separator);
+
+// Joins with a separator between pieces.
+[[nodiscard]] std::string join(const Fields& pieces, std::string_view separator);
+
+// head + fields joined with " /:/ ". Nothing is appended after the last field.
+[[nodiscard]] std::string buildCommand(std::string_view head,
+                                       std::initializer_list<std::string_view> fields);
+
+// " ## " + code + (" /$/ " + field) for each field.
+[[nodiscard]] std::string buildReply(std::string_view code,
+                                     std::initializer_list<std::string_view> fields);
+[[nodiscard]] std::string buildReply(std::string_view code, const Fields& fields);
+
+// Cuts one received batch into records: split on " ## ", piece 0 dropped, each
+// later piece split on `fieldSeparator` (field 0 is the code). No state is
+// kept between batches: a record cut by the network is not reassembled.
+[[nodiscard]] std::vector<Fields> splitBatch(std::string_view batch,
+                                             std::string_view fieldSeparator = kReplyFieldSep);
+
+// Calls `onRecord(fields)` for each record in arrival order, without holding
+// every record of the batch at once.
+template <typename OnRecord>
+void forEachRecord(std::string_view batch, std::string_view fieldSeparator, OnRecord&& onRecord) {
+    std::size_t pos = batch.find(kRecordMark);
+    while (pos != std::string_view::npos) {
+        const std::size_t start = pos + kRecordMark.size();
+        const std::size_t next = batch.find(kRecordMark, start);
+        const std::string_view piece =
+            batch.substr(start, next == std::string_view::npos ? std::string_view::npos
+                                                               : next - start);
+        Fields fields = split(piece, fieldSeparator);
+        onRecord(fields);
+        pos = next;
+    }
+}
+
+} // namespace velmora::protocol

@@ -1,0 +1,28 @@
+// libFuzzer target: splitting any batch must not crash, and joining the
+// records back must reproduce everything after the first record mark.
+#include "protocol/wire.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+namespace p = velmora::protocol;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view batch(reinterpret_cast<const char*>(data), size);
+    std::string rebuilt;
+    bool any = false;
+    p::forEachRecord(batch, p::kReplyFieldSep, [&](const p::Fields& fields) {
+        rebuilt += p::kRecordMark;
+        rebuilt += p::join(fields, p::kReplyFieldSep);
+        any = true;
+    });
+    const std::size_t first = batch.find(p::kRecordMark);
+    if (any != (first != std::string_view::npos)) {
+        std::abort();
+    }
+    if (any && batch.substr(first) != rebuilt) {
+        std::abort();
+    }
+    return 0;
+}

@@ -4,17 +4,36 @@
 // file kept as it was when one key is written.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 namespace velmora::IniFile {
 
-// A missing key, section or file gives `defaultValue` (also cut to 127).
-[[nodiscard]] QString read(const QString& section, const QString& key,
-                           const QString& defaultValue, const QString& path);
+// A missing key, section or file gives `defaultValue` (also cut to 127, and
+// without its trailing blanks). A key present with an empty value gives "".
+// Values lose the blanks around them and one pair of matching quotes.
+[[nodiscard]] QString read(const QString& section, const QString& key, const QString& defaultValue,
+                           const QString& path);
 
-// Creates the file, section and key as needed. False when the file cannot be
-// written; callers may ignore it.
-bool write(const QString& section, const QString& key, const QString& value,
-           const QString& path);
+// Creates the file, section and key as needed; every other byte of the file
+// stays as it was. The file is replaced in one step, so a crash leaves either
+// the old file or the new one. A line break in `value` ends it, so a value
+// can never add keys. False when the file cannot be read or written; callers
+// may ignore it.
+bool write(const QString& section, const QString& key, const QString& value, const QString& path);
+
+// The file as read once, for callers that read many keys in a row.
+class Snapshot {
+public:
+    // An unreadable or missing file is an empty one.
+    [[nodiscard]] static Snapshot load(const QString& path);
+    explicit Snapshot(QByteArray bytes) : bytes_(std::move(bytes)) {}
+
+    [[nodiscard]] QString read(const QString& section, const QString& key,
+                               const QString& defaultValue) const;
+
+private:
+    QByteArray bytes_;
+};
 
 } // namespace velmora::IniFile

@@ -1,0 +1,35 @@
+#include "core/names.h"
+
+#include <algorithm>
+
+namespace velmora::server::core {
+
+namespace {
+char upper(char c) {
+    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+}
+} // namespace
+
+bool isNameText(std::string_view name) {
+    return std::all_of(name.begin(), name.end(), [](char c) {
+        const char u = upper(c);
+        return (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '_' || u == '-';
+    });
+}
+
+bool isValidName(std::string_view name, std::size_t min, std::size_t max) {
+    return name.size() >= min && name.size() <= max && isNameText(name);
+}
+
+std::string nameKey(std::string_view name) {
+    std::string key(name);
+    std::transform(key.begin(), key.end(), key.begin(), upper);
+    return key;
+}
+
+bool sameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                              [](char x, char y) { return upper(x) == upper(y); });
+}
+
+} // namespace velmora::server::core

@@ -1,0 +1,20 @@
+// User and room names: letters, digits, "_" and "-", compared ignoring case.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora::server::core {
+
+// The character rule only; callers check the length.
+[[nodiscard]] bool isNameText(std::string_view name);
+
+// A name of `min`..`max` characters that passes the character rule.
+[[nodiscard]] bool isValidName(std::string_view name, std::size_t min, std::size_t max);
+
+// The key under which a name is unique: upper case (names are ASCII).
+[[nodiscard]] std::string nameKey(std::string_view name);
+
+[[nodiscard]] bool sameName(std::string_view a, std::string_view b);
+
+} // namespace velmora::server::core

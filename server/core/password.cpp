@@ -1,0 +1,32 @@
+#include "core/password.h"
+
+#include <sodium.h>
+
+#include <stdexcept>
+
+namespace velmora::server::core {
+
+PasswordHasher::PasswordHasher(HashCost cost)
+    : opsLimit_(cost == HashCost::Fast ? crypto_pwhash_OPSLIMIT_MIN
+                                       : crypto_pwhash_OPSLIMIT_INTERACTIVE),
+      memLimit_(cost == HashCost::Fast ? crypto_pwhash_MEMLIMIT_MIN
+                                       : crypto_pwhash_MEMLIMIT_INTERACTIVE) {
+    if (sodium_init() < 0) {
+        throw std::runtime_error("libsodium failed to initialise");
+    }
+}
+
+std::string PasswordHasher::hash(const std::string& password) const {
+    char out[crypto_pwhash_STRBYTES];
+    if (crypto_pwhash_str_alg(out, password.data(), password.size(), opsLimit_, memLimit_,
+                              crypto_pwhash_ALG_ARGON2ID13) != 0) {
+        throw std::runtime_error("password hashing ran out of memory");
+    }
+    return out;
+}
+
+bool PasswordHasher::verify(const std::string& hash, const std::string& password) const {
+    return crypto_pwhash_str_verify(hash.c_str(), password.data(), password.size()) == 0;
+}
+
+} // namespace velmora::server::core

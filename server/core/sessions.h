@@ -1,0 +1,35 @@
+// Who is logged in on which connection.
+#pragma once
+
+#include "core/effects.h"
+#include "store/store.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace velmora::server::core {
+
+struct Session {
+    store::UserId id = 0;
+    std::string name; // as registered
+};
+
+class Sessions {
+public:
+    void attach(ConnId conn, Session session);
+    std::optional<Session> detach(ConnId conn);
+
+    [[nodiscard]] const Session* of(ConnId conn) const;
+    [[nodiscard]] std::optional<ConnId> connectionOf(std::string_view name) const;
+    [[nodiscard]] bool isOnline(std::string_view name) const {
+        return connectionOf(name).has_value();
+    }
+
+private:
+    std::unordered_map<ConnId, Session> byConnection_;
+    std::unordered_map<std::string, ConnId> byName_;
+};
+
+} // namespace velmora::server::core

@@ -1,0 +1,185 @@
+#include "options.h"
+
+#include <charconv>
+#include <fstream>
+#include <functional>
+#include <map>
+
+namespace velmora::server {
+
+namespace {
+
+std::size_t count(const std::string& key, const std::string& value) {
+    std::size_t out = 0;
+    const auto* end = value.data() + value.size();
+    const auto [ptr, ec] = std::from_chars(value.data(), end, out);
+    if (value.empty() || ec != std::errc() || ptr != end) {
+        throw OptionError("--" + key + " needs a whole number, not \"" + value + "\"");
+    }
+    return out;
+}
+
+int smallCount(const std::string& key, const std::string& value) {
+    const std::size_t n = count(key, value);
+    if (n > 1'000'000'000) {
+        throw OptionError("--" + key + " is too large");
+    }
+    return static_cast<int>(n);
+}
+
+void setListen(Options& o, const std::string& value) {
+    const auto colon = value.rfind(':');
+    if (colon == std::string::npos || colon == 0) {
+        throw OptionError("--listen needs HOST:PORT, not \"" + value + "\"");
+    }
+    const std::size_t port = count("listen", value.substr(colon + 1));
+    if (port > 65535) {
+        throw OptionError("--listen port out of range");
+    }
+    o.host = value.substr(0, colon);
+    o.port = static_cast<unsigned short>(port);
+}
+
+bool onOff(const std::string& key, const std::string& value) {
+    if (value == "on") {
+        return true;
+    }
+    if (value == "off") {
+        return false;
+    }
+    throw OptionError("--" + key + " needs on or off");
+}
+
+using Setter = std::function<void(Options&, const std::string& key, const std::string& value)>;
+
+const std::map<std::string, Setter>& setters() {
+    static const std::map<std::string, Setter> table = {
+        {"listen", [](Options& o, auto&, auto& v) { setListen(o, v); }},
+        {"db", [](Options& o, auto&, auto& v) { o.db = v; }},
+        {"min-version",
+         [](Options& o, auto&, auto& v) {
+             o.core.minVersion = core::parseVersion(v);
+             if (!o.core.minVersion) {
+                 throw OptionError("--min-version needs MAJOR.MINOR, not \"" + v + "\"");
+             }
+         }},
+        {"signup", [](Options& o, auto& k, auto& v) { o.core.signup = onOff(k, v); }},
+        {"profile-site", [](Options& o, auto&, auto& v) { o.core.profileSite = v; }},
+        {"room-limit", [](Options& o, auto& k, auto& v) { o.core.roomLimit = smallCount(k, v); }},
+        {"welcome", [](Options& o, auto&, auto& v) { o.core.welcome = v; }},
+        {"max-offline-per-user",
+         [](Options& o, auto& k, auto& v) { o.core.maxOfflinePerUser = smallCount(k, v); }},
+        {"max-logins-per-minute",
+         [](Options& o, auto& k, auto& v) { o.core.maxLoginsPerMinute = smallCount(k, v); }},
+        {"max-name-length",
+         [](Options& o, auto& k, auto& v) { o.core.maxNameLength = count(k, v); }},
+        {"hash-cost",
+         [](Options& o, auto&, auto& v) {
+             if (v != "interactive" && v != "fast") {
+                 throw OptionError("--hash-cost needs interactive or fast");
+             }
+             o.core.hashCost = v == "fast" ? core::HashCost::Fast : core::HashCost::Interactive;
+         }},
+        {"max-record-bytes",
+         [](Options& o, auto& k, auto& v) { o.limits.connection.maxRecordBytes = count(k, v); }},
+        {"max-pending-bytes",
+         [](Options& o, auto& k, auto& v) { o.limits.connection.maxPendingBytes = count(k, v); }},
+        {"max-connections",
+         [](Options& o, auto& k, auto& v) { o.limits.maxConnections = count(k, v); }},
+        {"quiet-ms",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.connection.quiet.complete = std::chrono::milliseconds(smallCount(k, v));
+         }},
+        {"partial-quiet-ms",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
+         }},
+    };
+    return table;
+}
+
+void set(Options& o, const std::string& key, const std::string& value) {
+    const auto it = setters().find(key);
+    if (it == setters().end()) {
+        throw OptionError("unknown option --" + key);
+    }
+    it->second(o, key, value);
+}
+
+std::string trim(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+void readConfig(Options& o, const std::string& path) {
+    std::ifstream in(path);
+    if (!in) {
+        throw OptionError("cannot read config file " + path);
+    }
+    std::string line;
+    int number = 0;
+    while (std::getline(in, line)) {
+        ++number;
+        const std::string text = trim(line);
+        if (text.empty() || text[0] == '#') {
+            continue;
+        }
+        const auto eq = text.find('=');
+        if (eq == std::string::npos) {
+            throw OptionError(path + ":" + std::to_string(number) + ": expected key=value");
+        }
+        set(o, trim(text.substr(0, eq)), trim(text.substr(eq + 1)));
+    }
+}
+
+} // namespace
+
+Options parseOptions(const std::vector<std::string>& args) {
+    Options o;
+    for (std::size_t i = 0; i + 1 < args.size(); ++i) {
+        if (args[i] == "--config") {
+            readConfig(o, args[i + 1]);
+        }
+    }
+    for (std::size_t i = 0; i < args.size(); i += 2) {
+        if (!args[i].starts_with("--")) {
+            throw OptionError("unexpected argument \"" + args[i] + "\"");
+        }
+        if (i + 1 >= args.size()) {
+            throw OptionError(args[i] + " needs a value");
+        }
+        if (args[i] != "--config") {
+            set(o, args[i].substr(2), args[i + 1]);
+        }
+    }
+    return o;
+}
+
+std::string usage() {
+    return R"(usage: velmorad [--flag value]...
+       velmorad useradd NAME PASSWORD [--db PATH] [--hash-cost COST]
+
+  --listen HOST:PORT          address to listen on (127.0.0.1:6668; port 0 picks one)
+  --db PATH                   SQLite database (velmorad.db)
+  --config FILE               key=value lines with the flag names below; flags win
+  --min-version X.Y           oldest client version allowed to log in (none)
+  --signup on|off             sign-up from the client (on)
+  --profile-site URL          profile web site sent to clients (empty)
+  --room-limit N              members per conference room (10)
+  --welcome TEXT              notice sent after each login (none)
+  --hash-cost interactive|fast  Argon2id cost of new password hashes (interactive)
+  --max-record-bytes N        largest command accepted (16000)
+  --max-pending-bytes N       unsent output per connection before it is dropped (1048576)
+  --max-offline-per-user N    offline messages kept per recipient (500)
+  --max-logins-per-minute N   login and sign-up attempts per address (30; 0 = no limit)
+  --max-connections N         open connections (10000)
+  --max-name-length N         longest user or room name accepted at sign-up (32)
+  --quiet-ms N                wait for a complete last command (5)
+  --partial-quiet-ms N        wait for the rest of an incomplete last command (150)
+)";
+}
+
+} // namespace velmora::server

@@ -1,0 +1,57 @@
+#include "store/schema.h"
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace velmora::server::store {
+
+namespace {
+// Step i brings the schema from version i to version i + 1. Append only.
+constexpr std::array<std::string_view, 1> kSteps = {
+    R"sql(
+    CREATE TABLE users (
+        id      INTEGER PRIMARY KEY,
+        name    TEXT NOT NULL UNIQUE COLLATE NOCASE,
+        hash    TEXT NOT NULL,
+        created TEXT NOT NULL DEFAULT (datetime('now'))
+    );
+    CREATE TABLE buddies (
+        id    INTEGER PRIMARY KEY,
+        owner INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        buddy INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        UNIQUE (owner, buddy)
+    );
+    CREATE INDEX buddies_by_buddy ON buddies(buddy);
+    CREATE TABLE offline (
+        id        INTEGER PRIMARY KEY AUTOINCREMENT,
+        recipient INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        sender    TEXT NOT NULL,
+        body      TEXT NOT NULL,
+        sent      TEXT NOT NULL
+    );
+    CREATE INDEX offline_by_recipient ON offline(recipient, id);
+    )sql",
+};
+} // namespace
+
+int schemaVersion(Database& db) {
+    Statement query(db.handle(), "PRAGMA user_version");
+    return query.step() ? static_cast<int>(query.integer(0)) : 0;
+}
+
+void migrate(Database& db) {
+    const int current = schemaVersion(db);
+    if (current > static_cast<int>(kSteps.size())) {
+        throw StoreError("database schema version " + std::to_string(current) +
+                         " is newer than this server understands");
+    }
+    for (int version = current; version < static_cast<int>(kSteps.size()); ++version) {
+        Transaction tx(db);
+        db.exec(kSteps[static_cast<std::size_t>(version)]);
+        db.exec("PRAGMA user_version = " + std::to_string(version + 1));
+        tx.commit();
+    }
+}
+
+} // namespace velmora::server::store

@@ -8,7 +8,7 @@
 #include <QTcpSocket>
 #include <QTest>
 
-namespace velmora::testing {
+namespace velmora::test {
 
 class LoopbackServer : public QObject {
 public:
@@ -45,4 +45,4 @@ private:
     QByteArray received_;
 };
 
-} // namespace velmora::testing
+} // namespace velmora::test

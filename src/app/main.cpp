@@ -1,0 +1,25 @@
+#include "app/app_folder.h"
+#include "app/client.h"
+#include "platform/qt_desktop.h"
+#include "platform/qt_prompter.h"
+#include "shell/main_window.h"
+
+#include <QApplication>
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Velmora"));
+    QApplication::setApplicationVersion(velmora::Client::versionField());
+    // The tray keeps the client running while its window is hidden.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const QString home =
+        velmora::resolveAppFolder(QApplication::arguments(), QApplication::applicationDirPath());
+    velmora::QtPrompter prompter;
+    velmora::QtDesktop desktop;
+    velmora::Client client(home, prompter, desktop);
+    QObject::connect(&client.mainWindow(), &velmora::MainWindow::exitRequested, &app,
+                     &QApplication::quit);
+    client.start();
+    return QApplication::exec();
+}

@@ -1,0 +1,140 @@
+#include "session/connection.h"
+
+#include "session/app_error.h"
+
+#include <QTcpSocket>
+
+namespace velmora {
+
+namespace {
+constexpr int kDefaultQuietMs = 5;
+
+// Bytes at the end of `data` that begin a UTF-8 sequence not yet complete;
+// they wait for the next arrival so that no character is cut in two.
+qsizetype incompleteUtf8Tail(const QByteArray& data) {
+    const qsizetype n = data.size();
+    for (qsizetype back = 1; back <= 3 && back <= n; ++back) {
+        const auto c = static_cast<unsigned char>(data[n - back]);
+        if ((c & 0xC0) == 0x80) {
+            continue; // continuation byte, keep looking for the lead byte
+        }
+        qsizetype need = 1;
+        if ((c & 0xE0) == 0xC0) {
+            need = 2;
+        } else if ((c & 0xF0) == 0xE0) {
+            need = 3;
+        } else if ((c & 0xF8) == 0xF0) {
+            need = 4;
+        }
+        return need > back ? back : 0;
+    }
+    return 0;
+}
+} // namespace
+
+Connection::Connection(QObject* parent) : QObject(parent), socket_(new QTcpSocket(this)) {
+    setObjectName(QStringLiteral("ConnSock"));
+    quietTimer_.setSingleShot(true);
+    quietTimer_.setInterval(kDefaultQuietMs);
+    connect(&quietTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
+    connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
+    connect(socket_, &QTcpSocket::connected, this, [this] {
+        localPort_ = socket_->localPort();
+        emit connected();
+    });
+    connect(socket_, &QTcpSocket::disconnected, this, &Connection::onDisconnected);
+    connect(socket_, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        if (error == QAbstractSocket::RemoteHostClosedError) {
+            return; // an ordinary close by the peer, reported as closed()
+        }
+        failed_ = true;
+        emit errorOccurred(socket_->errorString());
+    });
+}
+
+Connection::~Connection() {
+    // No events for a connection that is going away.
+    socket_->disconnect(this);
+    socket_->abort();
+}
+
+int Connection::State() const {
+    switch (socket_->state()) {
+    case QAbstractSocket::HostLookupState:
+        return ResolvingHost;
+    case QAbstractSocket::ConnectingState:
+        return Connecting;
+    case QAbstractSocket::ConnectedState:
+        return Connected;
+    case QAbstractSocket::ClosingState:
+        return Closing;
+    case QAbstractSocket::BoundState:
+    case QAbstractSocket::ListeningState:
+        return Open;
+    case QAbstractSocket::UnconnectedState:
+        break;
+    }
+    return failed_ ? Error : Closed;
+}
+
+quint16 Connection::LocalPort() const {
+    return localPort_;
+}
+
+void Connection::Connect() {
+    failed_ = false;
+    pending_.clear();
+    socket_->connectToHost(remoteHost_, remotePort_);
+}
+
+void Connection::Close() {
+    quietTimer_.stop();
+    pending_.clear();
+    failed_ = false;
+    socket_->blockSignals(true);
+    socket_->abort();
+    socket_->blockSignals(false);
+}
+
+void Connection::SendData(const QString& data) {
+    if (socket_->state() != QAbstractSocket::ConnectedState) {
+        throw AppError(err::kWrongProtocolOrConnectionState, objectName(),
+                       QStringLiteral("Wrong protocol or connection state for the requested "
+                                      "transaction or request"));
+    }
+    socket_->write(data.toUtf8());
+}
+
+QString Connection::GetData() {
+    pending_ += socket_->readAll();
+    const qsizetype keep = incompleteUtf8Tail(pending_);
+    const QString text = QString::fromUtf8(pending_.constData(), pending_.size() - keep);
+    pending_ = pending_.right(keep);
+    return text;
+}
+
+void Connection::onReadyRead() {
+    if (quietTimer_.interval() <= 0) {
+        fireDataArrival();
+        return;
+    }
+    quietTimer_.start();
+}
+
+void Connection::fireDataArrival() {
+    const qint64 waiting = socket_->bytesAvailable() + pending_.size();
+    if (waiting > 0) {
+        emit dataArrival(waiting);
+    }
+}
+
+void Connection::onDisconnected() {
+    // Data that came in just before the close is still delivered first.
+    if (quietTimer_.isActive()) {
+        quietTimer_.stop();
+        fireDataArrival();
+    }
+    emit closed();
+}
+
+} // namespace velmora

@@ -1,0 +1,78 @@
+// `ConnSock`: the one TCP connection to the IM server, with the states and
+// operations the rest of the client expects of a socket control.
+//
+// Data arrival is coalesced: the event fires once data has come in and the
+// stream has then been quiet for a short time, so a record the server wrote
+// in one send reaches the dispatcher whole even when TCP delivers it in
+// pieces. A record that still arrives in two events is handled as it falls.
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+class QTcpSocket;
+
+namespace velmora {
+
+class Connection : public QObject {
+    Q_OBJECT
+public:
+    // Socket control states.
+    enum State : int {
+        Closed = 0,
+        Open = 1,
+        ResolvingHost = 4,
+        Connecting = 6,
+        Connected = 7,
+        Closing = 8,
+        Error = 9,
+    };
+
+    explicit Connection(QObject* parent = nullptr);
+    ~Connection() override;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    [[nodiscard]] int State() const;
+    [[nodiscard]] QString RemoteHost() const { return remoteHost_; }
+    void setRemoteHost(const QString& host) { remoteHost_ = host; }
+    [[nodiscard]] quint16 RemotePort() const { return remotePort_; }
+    void setRemotePort(quint16 port) { remotePort_ = port; }
+    [[nodiscard]] quint16 LocalPort() const;
+    void setLocalPort(quint16 port) { localPort_ = port; }
+
+    void Connect();
+    void Close();
+    // One command in one send. Raises error 40006 when not connected.
+    void SendData(const QString& data);
+    // Everything that has arrived, as one string.
+    [[nodiscard]] QString GetData();
+
+    // Quiet time before data arrival fires; 0 fires on every read.
+    void setQuietTimeMs(int ms) { quietTimer_.setInterval(ms); }
+    [[nodiscard]] int quietTimeMs() const { return quietTimer_.interval(); }
+
+signals:
+    void dataArrival(qint64 bytesTotal);
+    // The peer closed the connection (not raised by Close()).
+    void closed();
+    void connected();
+    void errorOccurred(const QString& description);
+
+private:
+    void onReadyRead();
+    void fireDataArrival();
+    void onDisconnected();
+
+    QTcpSocket* socket_;
+    QTimer quietTimer_;
+    QString remoteHost_;
+    quint16 remotePort_ = 0;
+    quint16 localPort_ = 0;
+    QByteArray pending_;
+    bool failed_ = false;
+};
+
+} // namespace velmora

@@ -1,0 +1,96 @@
+// `frmMain`: the buddy tree, the toolbar `tbMain`, the menus, the status bar
+// `sbConnect` and the tray icon. It lives as long as its Client.
+#pragma once
+
+#include <QMainWindow>
+#include <QString>
+
+#include <array>
+#include <memory>
+
+class QAction;
+class QMenu;
+class QSystemTrayIcon;
+class QTreeWidget;
+class QTreeWidgetItem;
+class QStatusBar;
+class QToolBar;
+
+namespace velmora {
+
+class BuddyList;
+class Client;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    static constexpr int kImageOffline = 13;
+    static constexpr int kImageOnline = 12;
+    // Tray notification codes: left double click and right button down.
+    static constexpr int kTrayDoubleClick = 0x203;
+    static constexpr int kTrayRightButtonDown = 0x204;
+
+    explicit MainWindow(Client& client);
+    ~MainWindow() override;
+
+    [[nodiscard]] BuddyList& buddies() { return *buddies_; }
+    [[nodiscard]] QTreeWidget& tvBuddies() { return *tvBuddies_; }
+
+    void setConnectStatus(const QString& text);
+    [[nodiscard]] QString connectStatus() const;
+
+    // Toolbar buttons by index, 1 to 5.
+    [[nodiscard]] QAction* toolbarButton(int index) const;
+    void setToolbarButtonEnabled(int index, bool enabled);
+    // After login: the buttons that act on the session come alive.
+    void setToolbarOnline();
+    // Buttons 1 to 5 disabled and the profile button hidden.
+    void setToolbarOffline();
+    void setProfileEntriesVisible(bool visible);
+    void setOpenConferenceVisible(bool visible);
+    void resetBuddyTree();
+
+    // Tray icon image (main image list index) and tip: title + " - " + text.
+    void SetTrayStatus(int image, const QString& text);
+    [[nodiscard]] QString trayTip() const;
+    [[nodiscard]] int trayImage() const { return trayImage_; }
+    // One tray notification, by code (see kTray*).
+    void onTrayNotification(int code);
+    [[nodiscard]] QMenu* trayMenu() const { return mnuSys_; }
+
+    // The buddy selected in the tree, or empty when none or a group node.
+    [[nodiscard]] QString selectedBuddy() const;
+
+    void hideToTray();
+    void restoreFromTray();
+
+signals:
+    // A buddy node was double-clicked or "Send IM" chosen for it.
+    void buddyActivated(const QString& name);
+    // The main window was closed: the program ends.
+    void exitRequested();
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildMenus();
+    void buildToolbar();
+    void buildTray();
+    void updateTrayMenu();
+    QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
+
+    Client& client_;
+    QTreeWidget* tvBuddies_;
+    std::unique_ptr<BuddyList> buddies_;
+    QStatusBar* sbConnect_;
+    QToolBar* tbMain_;
+    std::array<QAction*, 5> buttons_{};
+    QSystemTrayIcon* pctSys_;
+    QMenu* mnuSys_;
+    QString trayTip_;
+    int trayImage_ = kImageOffline;
+};
+
+} // namespace velmora

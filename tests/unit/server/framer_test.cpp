@@ -1,0 +1,125 @@
+#include "net/framer.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using velmora::protocol::Fields;
+using velmora::server::net::Framer;
+using velmora::server::net::QuietTimes;
+using Commands = std::vector<Fields>;
+using namespace std::chrono_literals;
+
+namespace {
+constexpr QuietTimes kQuiet{5ms, 150ms};
+
+// Feeds the pieces in order and then lets the peer go quiet.
+Commands frame(const std::vector<std::string>& pieces, Framer& framer) {
+    Commands out;
+    for (const auto& piece : pieces) {
+        bool ok = true;
+        for (auto& c : framer.feed(piece, ok)) {
+            out.push_back(c);
+        }
+        EXPECT_TRUE(ok);
+    }
+    if (framer.hasPending()) {
+        out.push_back(framer.takePending());
+    }
+    return out;
+}
+} // namespace
+
+TEST(Framer, ACommandStreamSplitAtAnyByteGivesTheSameCommands) {
+    // Junk first, a command with an empty last field, then a second command.
+    const std::string stream =
+        "junk ## cmdPM /:/ alicia /:/ bobby /:/ hi%%you /:/ Arial /:/ 10 /:/ "
+        " ## cmdSU /:/ bob";
+    const Commands expected{{"cmdPM", "alicia", "bobby", "hi%%you", "Arial", "10", ""},
+                            {"cmdSU", "bob"}};
+    for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
+        Framer framer(16000, kQuiet);
+        EXPECT_EQ(frame({stream.substr(0, cut), stream.substr(cut)}, framer), expected)
+            << "cut at " << cut;
+    }
+    // Three pieces: every pair of cut points.
+    for (std::size_t a = 0; a < stream.size(); a += 3) {
+        for (std::size_t b = a; b < stream.size(); b += 2) {
+            Framer framer(16000, kQuiet);
+            EXPECT_EQ(
+                frame({stream.substr(0, a), stream.substr(a, b - a), stream.substr(b)}, framer),
+                expected);
+        }
+    }
+}
+
+TEST(Framer, MergedCommandsAreAllHandledAndOnlyTheLastWaitsForQuiet) {
+    std::string burst;
+    for (int i = 0; i < 100; ++i) {
+        burst += " ## cmdSU /:/ q" + std::to_string(i);
+    }
+    Framer framer(16000, kQuiet);
+    bool ok = true;
+    const Commands now = framer.feed(burst, ok);
+    ASSERT_EQ(now.size(), 99u);
+    EXPECT_EQ(now[0], (Fields{"cmdSU", "q0"}));
+    EXPECT_EQ(now[98], (Fields{"cmdSU", "q98"}));
+    ASSERT_TRUE(framer.hasPending());
+    EXPECT_EQ(framer.takePending(), (Fields{"cmdSU", "q99"}));
+    EXPECT_FALSE(framer.hasPending());
+}
+
+TEST(Framer, QuietTimeDependsOnWhetherTheLastCommandHasAllItsFields) {
+    Framer framer(16000, kQuiet);
+    bool ok = true;
+    (void)framer.feed(" ## cmdPM /:/ alicia /:/ bobby /:/ hel", ok);
+    EXPECT_EQ(framer.quietFor(), 150ms);
+    (void)framer.feed("lo /:/ Arial /:/ 10 /:/ B", ok);
+    EXPECT_EQ(framer.quietFor(), 5ms);
+    (void)framer.takePending();
+    (void)framer.feed(" ## cmdXX /:/ a /:/ b", ok);
+    EXPECT_EQ(framer.quietFor(), 150ms); // unknown codes never count as complete
+    (void)framer.takePending();
+    (void)framer.feed(" ## cm", ok);
+    EXPECT_EQ(framer.quietFor(), 150ms);
+}
+
+TEST(Framer, APartialMarkAtTheTailIsHeldBackWhenThePeerGoesQuiet) {
+    Framer framer(16000, kQuiet);
+    bool ok = true;
+    // The quiet timer fires inside the next command's mark ...
+    (void)framer.feed(" ## cmdSU /:/ abc #", ok);
+    EXPECT_EQ(framer.takePending(), (Fields{"cmdSU", "abc"}));
+    EXPECT_FALSE(framer.hasPending());
+    // ... and the rest of that mark still starts the next command.
+    EXPECT_EQ(framer.feed("# cmdSU /:/ def ## ", ok), (Commands{{"cmdSU", "def"}}));
+    // The closing space of a field separator is not held back.
+    Framer other(16000, kQuiet);
+    (void)other.feed(" ## cmdSU /:/ ", ok);
+    EXPECT_EQ(other.takePending(), (Fields{"cmdSU", ""}));
+}
+
+TEST(Framer, OversizedCommandsAreRefusedAndJunkNeverAccumulates) {
+    Framer framer(100, kQuiet);
+    bool ok = true;
+    (void)framer.feed(" ## cmdPM /:/ " + std::string(80, 'x'), ok);
+    EXPECT_TRUE(ok);
+    (void)framer.feed(std::string(20, 'x'), ok);
+    EXPECT_FALSE(ok);
+
+    // 1 MiB of random bytes without a mark is dropped as it arrives.
+    Framer junk(16000, kQuiet);
+    std::mt19937 random(7);
+    std::string noise(1 << 20, '\0');
+    for (auto& c : noise) {
+        c = static_cast<char>(random() % 256);
+        if (c == '#') {
+            c = '+';
+        }
+    }
+    for (std::size_t at = 0; at < noise.size(); at += 8192) {
+        EXPECT_TRUE(junk.feed(std::string_view(noise).substr(at, 8192), ok).empty());
+        EXPECT_LE(junk.buffered(), 3u);
+    }
+    EXPECT_GE(junk.dropped(), noise.size() - 3);
+}

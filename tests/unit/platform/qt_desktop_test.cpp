@@ -12,7 +12,6 @@ class QtDesktopTest : public QObject {
     Q_OBJECT
 private slots:
     void helpWindowShowsTopicAndIsReused();
-    void missingSoundPlaysNothing();
 };
 
 void QtDesktopTest::helpWindowShowsTopicAndIsReused() {
@@ -34,14 +33,6 @@ void QtDesktopTest::helpWindowShowsTopicAndIsReused() {
     desktop.showHelp(home.filePath("help"), "Login.html", &owner);
     QCOMPARE(desktop.helpWindow(), help);
     QCOMPARE(help->toPlainText(), QString("Logging in"));
-}
-
-void QtDesktopTest::missingSoundPlaysNothing() {
-    TempHome home;
-    QtDesktop desktop;
-    desktop.playSound(home.filePath("Sounds/Enter.wav"));
-    desktop.playSound(QString());
-    QVERIFY(desktop.findChildren<QObject*>().isEmpty());
 }
 
 QTEST_MAIN(QtDesktopTest)

@@ -71,20 +71,13 @@ void QtPrompterTest::styleGivesIconButtonsAndAnswer_data() {
     QTest::newRow("plain OK") << 0 << int(QMessageBox::NoIcon) << ok << ok << answer::kOk;
     QTest::newRow("confirmation, No")
         << 36 << int(QMessageBox::Question) << yesNo << int(QMessageBox::No) << answer::kNo;
-    QTest::newRow("confirmation, Yes")
-        << 36 << int(QMessageBox::Question) << yesNo << int(QMessageBox::Yes) << answer::kYes;
     QTest::newRow("error report") << 48 << int(QMessageBox::Warning) << ok << ok << answer::kOk;
     QTest::newRow("server notice")
         << 4160 << int(QMessageBox::Information) << ok << ok << answer::kOk;
-    QTest::newRow("critical, closed")
-        << 16 << int(QMessageBox::Critical) << ok << int(QMessageBox::NoButton) << answer::kOk;
     QTest::newRow("yes/no/cancel, closed")
         << 3 << int(QMessageBox::NoIcon)
         << int(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel)
         << int(QMessageBox::NoButton) << answer::kCancel;
-    QTest::newRow("ok/cancel") << 1 << int(QMessageBox::NoIcon)
-                               << int(QMessageBox::Ok | QMessageBox::Cancel)
-                               << int(QMessageBox::Cancel) << answer::kCancel;
 }
 
 void QtPrompterTest::styleGivesIconButtonsAndAnswer() {

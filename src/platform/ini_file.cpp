@@ -211,19 +211,36 @@ Snapshot Snapshot::load(const QString& path) {
     return Snapshot(readBytes(path).value_or(QByteArray()));
 }
 
+Snapshot::Snapshot(const QByteArray& bytes) {
+    QHash<QString, std::optional<QString>>* current = nullptr;
+    for (const Line& line : parse(bytes)) {
+        if (line.kind == Line::Kind::Section) {
+            // A later section of the same name is never looked at.
+            const QString name = line.name.toCaseFolded();
+            current = sections_.contains(name) ? nullptr : &sections_[name];
+        } else if (line.kind == Line::Kind::Key && current && !line.comment) {
+            const QString name = line.name.toCaseFolded();
+            if (!current->contains(name)) {
+                current->insert(name, line.hasValue ? std::optional<QString>(
+                                                          decode(bytes, line.valueBegin, line.end))
+                                                    : std::nullopt);
+            }
+        }
+    }
+}
+
 QString Snapshot::read(const QString& section, const QString& key,
                        const QString& defaultValue) const {
     const QString wantedKey = key.trimmed();
-    if (wantedKey.isEmpty()) {
+    const auto keys = sections_.constFind(section.trimmed().toCaseFolded());
+    if (wantedKey.isEmpty() || keys == sections_.constEnd()) {
         return givenDefault(defaultValue);
     }
-    const QList<Line> lines = parse(bytes_);
-    const Place place = locate(lines, section.trimmed(), wantedKey);
-    if (!place.key || !lines[*place.key].hasValue) {
+    const auto value = keys->constFind(wantedKey.toCaseFolded());
+    if (value == keys->constEnd() || !value->has_value()) {
         return givenDefault(defaultValue);
     }
-    const Line& line = lines[*place.key];
-    return cutToBuffer(unquoted(decode(bytes_, line.valueBegin, line.end)));
+    return cutToBuffer(unquoted(**value));
 }
 
 QString read(const QString& section, const QString& key, const QString& defaultValue,

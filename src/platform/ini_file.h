@@ -5,7 +5,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
+
+#include <optional>
 
 namespace velmora::IniFile {
 
@@ -22,18 +25,22 @@ namespace velmora::IniFile {
 // may ignore it.
 bool write(const QString& section, const QString& key, const QString& value, const QString& path);
 
-// The file as read once, for callers that read many keys in a row.
+// The file as read and indexed once, for callers that read many keys in a
+// row (a server list of thousands of entries stays one pass over the file).
 class Snapshot {
 public:
     // An unreadable or missing file is an empty one.
     [[nodiscard]] static Snapshot load(const QString& path);
-    explicit Snapshot(QByteArray bytes) : bytes_(std::move(bytes)) {}
+    explicit Snapshot(const QByteArray& bytes);
 
     [[nodiscard]] QString read(const QString& section, const QString& key,
                                const QString& defaultValue) const;
 
 private:
-    QByteArray bytes_;
+    // Case-folded section name -> case-folded key name -> value, for the
+    // first section and the first key of each name; no value for a key
+    // line without '='.
+    QHash<QString, QHash<QString, std::optional<QString>>> sections_;
 };
 
 } // namespace velmora::IniFile

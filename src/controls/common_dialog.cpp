@@ -123,10 +123,6 @@ QString CommonDialog::fileRecord() const {
     return m_ofn.lpstrFile;
 }
 
-quint32 CommonDialog::structSize() const {
-    return m_ofn.lStructSize;
-}
-
 bool CommonDialog::ShowOpen(QWidget* owner) {
     return show(FileRequest::Kind::Open, owner);
 }

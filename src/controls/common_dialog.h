@@ -16,9 +16,8 @@ namespace velmora {
 
 class CommonDialog {
 public:
-    // The size of the parameter record, and of its file name and folder
-    // buffers, in characters including the terminating NUL.
-    static constexpr quint32 kStructSize = 76;
+    // The file name and folder buffers, in characters including the
+    // terminating NUL.
     static constexpr int kMaxFile = 1024;
     static constexpr int kMaxPath = 260;
     static constexpr quint32 kDefaultFlags = ofn::kOverwritePrompt | ofn::kHideReadOnly |
@@ -53,7 +52,6 @@ public:
     // the file name buffer.
     [[nodiscard]] QString filterRecord() const;
     [[nodiscard]] QString fileRecord() const;
-    [[nodiscard]] quint32 structSize() const;
 
     // True when the user chose a file; FileName then holds its path. On
     // cancel FileName keeps its value.
@@ -70,7 +68,6 @@ private:
 
     // The parameter record, field for field.
     struct Record {
-        quint32 lStructSize = kStructSize;
         QWidget* hwndOwner = nullptr;
         QString lpstrFilter;
         QString lpstrFile;

@@ -1,9 +1,13 @@
 #include "messaging/message_formatter.h"
+#include "platform/html_message_view.h"
 #include "platform/message_view.h"
 #include "session/app_error.h"
 
 #include <QStringList>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextImageFormat>
 
 using namespace velmora;
 
@@ -144,12 +148,6 @@ private slots:
         QCOMPARE(body("word:)s", smilies), QStringList{"word" + img("smilie.gif") + "s "});
     }
 
-    void smilieFolderUsesForwardSlashes() {
-        const FormatterOptions home{true, QStringLiteral("/home/u/velmora")};
-        QCOMPARE(body(";)", home),
-                 QStringList{"<img src='/home/u/velmora/Smilies/wink.gif' alt='' border='0'> "});
-    }
-
     void smiliesOffLeaveCodesButStillLink() {
         QCOMPARE(body("O:)%%:)%%:D%%www.x.org", plain),
                  (QStringList{"O:) ", ":) ", ":D ",
@@ -186,7 +184,41 @@ private slots:
         QCOMPARE(body("www.<x>", plain),
                  QStringList{"<a href=\"http://www.&lt;x&gt;\" target=\"_blank\">www.&lt;x></a> "});
     }
+
+    void chatLinesShowInTheRealViewWithTheirPictures() {
+        HtmlMessageView view;
+        const FormatterOptions shipped{true, QStringLiteral(VELMORA_ASSETS_DIR)};
+        QString first = "hi%%:)";
+        QString second = "www.x.org%%;)";
+        AppendMessageHtml(first, "#0000C0", "alice", "Arial", "10", view, "B", shipped);
+        const QString afterFirst = view.source();
+        AppendMessageHtml(second, "#000000", "bob", "Arial", "12", view, "", shipped);
+
+        QVERIFY(view.source().startsWith(afterFirst));
+        QVERIFY(view.source().endsWith("</font>\r\n<br>\r\n"));
+        QCOMPARE(view.renderedLines(), 2);
+        QCOMPARE(view.document()->blockCount(), 2);
+        // U+FFFC stands for each picture.
+        QCOMPARE(view.document()->firstBlock().text(), QString("alice:\u00a0 hi \ufffc "));
+        QCOMPARE(view.document()->lastBlock().text(), QString("bob:\u00a0 www.x.org \ufffc "));
+
+        // Every picture written is found where the formatter points to it.
+        QStringList pictures;
+        for (QTextBlock block = view.document()->begin(); block.isValid(); block = block.next()) {
+            for (auto it = block.begin(); !it.atEnd(); ++it) {
+                const QTextCharFormat format = it.fragment().charFormat();
+                if (format.isImageFormat()) {
+                    const QString name = format.toImageFormat().name();
+                    pictures << name.section('/', -1);
+                    const QVariant data =
+                        view.document()->resource(QTextDocument::ImageResource, QUrl(name));
+                    QVERIFY2(data.isValid(), qPrintable(name));
+                }
+            }
+        }
+        QCOMPARE(pictures, (QStringList{"smilie.gif", "wink.gif"}));
+    }
 };
 
-QTEST_GUILESS_MAIN(MessageFormatterTest)
+QTEST_MAIN(MessageFormatterTest)
 #include "message_formatter_test.moc"

@@ -1,0 +1,49 @@
+#include "loopback_fixture.h"
+
+namespace velmora::test {
+
+TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
+    addUser("alicia", "secret");
+    addUser("bobby", "secret");
+    {
+        const auto server = start();
+        WireClient alicia(server->port());
+        alicia.login("alicia", "secret");
+        alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ kept%%safe /:/ A /:/ 9 /:/ ");
+        EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
+        server->kill();
+    }
+    const auto server = start();
+    {
+        WireClient bobby(server->port());
+        bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+        const std::string got = bobby.sync();
+        const std::string head = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ "
+                                 " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
+        EXPECT_EQ(got.substr(0, head.size()), head);
+        EXPECT_EQ(got.size(), head.size() + 19); // the sent time
+    }
+    WireClient bobby(server->port());
+    bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+    EXPECT_EQ(bobby.sync(), " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ");
+}
+
+TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {
+    addUser("alicia", "secret");
+    EXPECT_EQ(runVelmorad({"useradd", "ALICIA", "other1", "--db", db}), 1);
+    EXPECT_EQ(runVelmorad({"useradd", "bad name", "secret", "--db", db}), 1);
+    EXPECT_EQ(runVelmorad({"useradd", "bobby", "sec:ret", "--db", db}), 1);
+    EXPECT_EQ(runVelmorad({"--listen", "127.0.0.1:0", "--room-limit", "many"}), 2);
+    EXPECT_EQ(runVelmorad({"--no-such-flag", "1"}), 2);
+
+    const std::string config = dir.file("velmorad.conf");
+    std::ofstream(config) << "# test settings\nprofile-site = http://conf.example\nroom-limit=7\n";
+    const auto server = start({"--config", config, "--room-limit", "5"});
+    WireClient alicia(server->port());
+    alicia.send(" ## cmdLI /:/ alicia /:/ secret /:/ 1.4");
+    EXPECT_EQ(alicia.sync(),
+              " ## +LI /$/ Login=True ## +SO /$/ http://conf.example /$/ 5 /$/ 1 ## +BL /$/ ");
+    EXPECT_EQ(server->stop(), 0);
+}
+
+} // namespace velmora::test

@@ -1,0 +1,29 @@
+#include "transfer/file_sender.h"
+
+#include "app/client.h"
+#include "platform/desktop.h"
+
+#include <QLabel>
+#include <QWidget>
+
+namespace velmora {
+
+bool findFileSender(Client& client, const QString& userName) {
+    for (QWidget* window : client.windows()) {
+        if (window->objectName() != QLatin1String("frmFileSender")) {
+            continue;
+        }
+        const auto* remoteUser = window->findChild<QLabel*>(QStringLiteral("lblRemoteUser"));
+        if (!remoteUser) {
+            // A sender window without its label is a fault: the search ends quietly.
+            return false;
+        }
+        if (remoteUser->text().compare(userName, Qt::CaseInsensitive) == 0) {
+            client.desktop().bringToFront(window);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace velmora

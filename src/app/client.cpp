@@ -130,6 +130,8 @@ void Client::registerHandlers() {
     installServerNotices(*this);
     installLogin(*this);
     installContacts(*this);
+    installSearch(*this);
+    installRegistration(*this);
     installShell(*this);
     installMessaging(*this);
     installOfflineMessages(*this);

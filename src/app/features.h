@@ -10,6 +10,8 @@ class Client;
 void installServerNotices(Client& client); // session/server_notices.cpp
 void installLogin(Client& client);         // session/login_feature.cpp
 void installContacts(Client& client);      // contacts/contacts_feature.cpp
+void installSearch(Client& client);        // contacts/search_feature.cpp
+void installRegistration(Client& client);  // session/registration_feature.cpp
 void installShell(Client& client);         // shell/shell_feature.cpp
 void installMessaging(Client& client);     // messaging/messaging_feature.cpp
 void installOfflineMessages(Client& client); // messaging/offline_feature.cpp

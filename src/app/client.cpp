@@ -1,11 +1,12 @@
 #include "app/client.h"
 
+#include "app/features.h"
 #include "platform/desktop.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
+#include "session/login_window.h"
 #include "session/offline_aware.h"
-#include "app/features.h"
 #include "shell/main_window.h"
 
 namespace velmora {
@@ -29,6 +30,7 @@ Client::~Client() {
     for (const QPointer<QWidget>& window : windows_) {
         delete window.data();
     }
+    delete loginWindow_.data();
     dispatcher_.reset();
     connection_.reset();
     mainWindow_.reset();
@@ -36,6 +38,29 @@ Client::~Client() {
 
 void Client::start() {
     mainWindow_->show();
+    LoginWindow& login = loginWindow();
+    if (values_.autoConnect != 1) {
+        login.show();
+        return;
+    }
+    // The saved details log in without showing the window; if they cannot
+    // even be sent, the user gets the window to correct them.
+    QPointer<LoginWindow> window(&login);
+    login.cmdLogin_Click();
+    if (window && !window->awaitingLogin() && session_.userName.isEmpty()) {
+        window->show();
+    }
+}
+
+LoginWindow* Client::existingLoginWindow() const {
+    return loginWindow_.data();
+}
+
+LoginWindow& Client::loginWindow() {
+    if (!loginWindow_) {
+        loginWindow_ = new LoginWindow(*this, mainWindow_.get());
+    }
+    return *loginWindow_;
 }
 
 QString Client::versionField() {

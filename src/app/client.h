@@ -22,6 +22,7 @@ namespace velmora {
 class Connection;
 class Desktop;
 class Dispatcher;
+class LoginWindow;
 class MainWindow;
 class Prompter;
 
@@ -50,6 +51,11 @@ public:
     // Shows the main window and begins the session (the login window, or
     // the automatic connection when it is switched on).
     void start();
+
+    // The login window, created (hidden) when none is open.
+    [[nodiscard]] LoginWindow& loginWindow();
+    // The login window if one is open, else null.
+    [[nodiscard]] LoginWindow* existingLoginWindow() const;
 
     // The client version as the login and sign-up commands carry it ("1.4").
     [[nodiscard]] static QString versionField();
@@ -95,6 +101,7 @@ private:
     std::unique_ptr<Dispatcher> dispatcher_;
     std::unique_ptr<MainWindow> mainWindow_;
     QList<QPointer<QWidget>> windows_;
+    QPointer<LoginWindow> loginWindow_;
 };
 
 } // namespace velmora

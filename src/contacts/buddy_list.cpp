@@ -33,10 +33,10 @@ QTreeWidgetItem* BuddyList::addNode(QTreeWidgetItem* parent, const QString& key,
 
 void BuddyList::reset() {
     tree_.clear();
-    onlineInsert_ = addNode(nullptr, kOnlineKey, QStringLiteral("Online Buddies"),
-                            images::kOnlineGroup);
-    offlineInsert_ = addNode(nullptr, kOfflineKey, QStringLiteral("Offline Buddies"),
-                             images::kOfflineGroup);
+    onlineInsert_ =
+        addNode(nullptr, kOnlineKey, QStringLiteral("Online Buddies"), images::kOnlineGroup);
+    offlineInsert_ =
+        addNode(nullptr, kOfflineKey, QStringLiteral("Offline Buddies"), images::kOfflineGroup);
     onlineInsert_->setExpanded(true);
     offlineInsert_->setExpanded(true);
     nodeKey_ = 2;
@@ -44,8 +44,8 @@ void BuddyList::reset() {
 
 void BuddyList::addBuddy(bool online, const QString& name) {
     QTreeWidgetItem*& insert = online ? onlineInsert_ : offlineInsert_;
-    const QString key = (online ? QStringLiteral("n") : QStringLiteral("f")) +
-                        QString::number(nodeKey_);
+    const QString key =
+        (online ? QStringLiteral("n") : QStringLiteral("f")) + QString::number(nodeKey_);
     insert = addNode(insert, key, name, online ? images::kOnlineBuddy : images::kOfflineBuddy);
     // Show the whole chain: each buddy sits under the one before it.
     for (QTreeWidgetItem* up = insert->parent(); up; up = up->parent()) {

@@ -1,0 +1,103 @@
+#include "contacts/add_buddy_dialog.h"
+
+#include "app/client.h"
+#include "contacts/buddy_list.h"
+#include "contacts/user_name.h"
+#include "platform/prompter.h"
+#include "session/connection.h"
+#include "shell/image_list.h"
+#include "shell/main_window.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTreeWidgetItem>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+AddBuddyDialog::AddBuddyDialog(Client& client, QWidget* owner)
+    : QDialog(owner), client_(client), txtUName_(new QLineEdit(this)),
+      cmdAddBuddy_(new QPushButton(QStringLiteral("&Add Buddy"), this)),
+      cmdExit_(new QPushButton(QStringLiteral("&Close"), this)) {
+    setObjectName(QStringLiteral("frmAddBuddy"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(QStringLiteral("Add a Buddy"));
+    setWindowIcon(images::mainImage(images::kOnlineBuddy));
+    txtUName_->setObjectName(QStringLiteral("txtUName"));
+    txtUName_->setPlaceholderText(QStringLiteral("user name"));
+    cmdAddBuddy_->setObjectName(QStringLiteral("cmdAddBuddy"));
+    cmdAddBuddy_->setDefault(true);
+    cmdExit_->setObjectName(QStringLiteral("cmdExit"));
+
+    auto* prompt = new QLabel(QStringLiteral("Enter the user name of the buddy to add:"), this);
+    prompt->setBuddy(txtUName_);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(cmdAddBuddy_);
+    buttons->addWidget(cmdExit_);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(prompt);
+    layout->addWidget(txtUName_);
+    layout->addLayout(buttons);
+    setMinimumWidth(300);
+
+    connect(cmdAddBuddy_, &QPushButton::clicked, this, [this] { cmdAddBuddy_Click(); });
+    connect(cmdExit_, &QPushButton::clicked, this, &QWidget::close);
+}
+
+void AddBuddyDialog::setControlsEnabled(bool enabled) {
+    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
+        control->setEnabled(enabled);
+    }
+}
+
+QString AddBuddyDialog::refusal(const QString& name) const {
+    const BuddyList& buddies = client_.mainWindow().buddies();
+    if (name.compare(client_.session().userName, Qt::CaseInsensitive) == 0) {
+        return QStringLiteral("Error: You cannot add yourself to your buddy list!");
+    }
+    const QList<QTreeWidgetItem*> nodes = buddies.allNodes();
+    if (nodes.size() - 2 >= kMaxBuddies) {
+        return QStringLiteral("Error: Your buddylist already contains 75 buddies!\r\n"
+                              "You cannot add any more friends until you delete some of your "
+                              "current buddies!");
+    }
+    if (!isValidUserName(name)) {
+        return QStringLiteral("Error: You entered an invalid username:\r\n"
+                              "Usernames can only contain Alpha-Numberic Chars!");
+    }
+    for (const QTreeWidgetItem* node : nodes) {
+        if (node->text(0).compare(name, Qt::CaseInsensitive) == 0) {
+            return QStringLiteral("Error: The buddy you choose is already in your buddy list!");
+        }
+    }
+    return QString();
+}
+
+void AddBuddyDialog::cmdAddBuddy_Click() {
+    client_.trap([&] {
+        const QString name = txtUName_->text();
+        if (name.size() < 5) {
+            client_.ShowMessage(QStringLiteral("Error: Username's must be at least 5 chars long!"),
+                                style::kOk, QStringLiteral("Input Error"), this);
+            return;
+        }
+        setControlsEnabled(false);
+        const QString refused = refusal(name);
+        setControlsEnabled(true);
+        if (!refused.isEmpty()) {
+            client_.ShowMessage(refused, style::kOk, QString(), this);
+            return;
+        }
+        client_.connection().SendData(QStringLiteral(" ## cmdAB /:/ ") +
+                                      client_.session().userName + QStringLiteral(" /:/ ") + name);
+        client_.ShowMessage(QStringLiteral("The user ") + name +
+                                QStringLiteral(" was added to your buddy list!"),
+                            style::kOk, QString(), this);
+        close();
+    });
+}
+
+} // namespace velmora

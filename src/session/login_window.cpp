@@ -1,0 +1,380 @@
+#include "session/login_window.h"
+
+#include "app/client.h"
+#include "contacts/user_name.h"
+#include "platform/desktop.h"
+#include "platform/number_text.h"
+#include "platform/prompter.h"
+#include "session/connection.h"
+#include "shell/image_list.h"
+#include "shell/main_window.h"
+#include "shell/server_list.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+namespace {
+constexpr quint16 kDefaultPort = 6668;
+const QString kFallbackServer = QStringLiteral("127.0.0.1:6668");
+
+QString hostPart(const QString& address) {
+    return address.section(QLatin1Char(':'), 0, 0);
+}
+} // namespace
+
+QString connectionProblemText() {
+    return QStringLiteral(
+        "There was a problem when trying to connect to the I.M. server!\r\n"
+        "This may be for one of the following reasons:\r\n\r\n"
+        "1) The server is down / rebooting [This is the most likely causes];\r\n"
+        "2) You are banned from connecting to the IM Server;\r\n"
+        "3) You entered an invalid connection address for the server you wish to connect "
+        "to;\r\n\r\n"
+        "Please use a different server address, or try again later!");
+}
+
+LoginWindow::LoginWindow(Client& client, QWidget* owner)
+    : QDialog(owner), client_(client), cboHost_(new QComboBox(this)),
+      txtUName_(new QLineEdit(this)), txtPWord_(new QLineEdit(this)),
+      chkSaveDetails_(new QCheckBox(QStringLiteral("&Save login details"), this)),
+      chkAutoLogin_(new QCheckBox(QStringLiteral("Log in &automatically at start"), this)),
+      cmdLogin_(new QPushButton(QStringLiteral("&Log In"), this)),
+      cmdRegister_(new QPushButton(QStringLiteral("&Register..."), this)),
+      buttonRow_(new QHBoxLayout), tmrShow_(new QTimer(this)) {
+    setObjectName(QStringLiteral("frmLogin"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(QStringLiteral("Velmora - Log In"));
+    setWindowIcon(images::mainImage(MainWindow::kImageOnline));
+    buildForm();
+
+    tmrShow_->setObjectName(QStringLiteral("tmrShow"));
+    tmrShow_->setSingleShot(true);
+    connect(tmrShow_, &QTimer::timeout, this, [this] { tmrShow_Timer(); });
+    connect(cmdLogin_, &QPushButton::clicked, this, [this] { cmdLogin_Click(); });
+    connect(cmdRegister_, &QPushButton::clicked, this, [this] { openSignUpPage(); });
+    connect(&client_.connection(), &Connection::closed, this, [this] { onConnectionLost(); });
+
+    loadServers();
+    loadDetails();
+}
+
+void LoginWindow::buildForm() {
+    cboHost_->setObjectName(QStringLiteral("cboHost"));
+    cboHost_->setEditable(true);
+    // Enter logs in; it must not also add the typed address to the list.
+    cboHost_->setInsertPolicy(QComboBox::NoInsert);
+    txtUName_->setObjectName(QStringLiteral("txtUName"));
+    txtPWord_->setObjectName(QStringLiteral("txtPWord"));
+    txtPWord_->setEchoMode(QLineEdit::Password);
+    chkSaveDetails_->setObjectName(QStringLiteral("chkSaveDetails"));
+    chkAutoLogin_->setObjectName(QStringLiteral("chkAutoLogin"));
+    cmdLogin_->setObjectName(QStringLiteral("cmdLogin"));
+    cmdLogin_->setDefault(true);
+    cmdRegister_->setObjectName(QStringLiteral("cmdRegister"));
+    cmdRegister_->setToolTip(QStringLiteral("Create an account on the server's web site"));
+
+    auto* logo = new QLabel(this);
+    logo->setPixmap(images::mainImage(MainWindow::kImageOnline).pixmap(40, 40));
+    auto* title = new QLabel(QStringLiteral("<b style='font-size:14pt'>Velmora</b><br>"
+                                            "Log in to your instant messaging server"),
+                             this);
+    auto* header = new QHBoxLayout;
+    header->addWidget(logo);
+    header->addWidget(title, 1);
+
+    auto* form = new QFormLayout;
+    form->addRow(QStringLiteral("Se&rver:"), cboHost_);
+    form->addRow(QStringLiteral("&User name:"), txtUName_);
+    form->addRow(QStringLiteral("&Password:"), txtPWord_);
+
+    // Further buttons (such as a sign-up window) join this row.
+    buttonRow_->setObjectName(QStringLiteral("buttonRow"));
+    buttonRow_->addWidget(cmdRegister_);
+    buttonRow_->addStretch(1);
+    buttonRow_->addWidget(cmdLogin_);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(header);
+    layout->addSpacing(6);
+    layout->addLayout(form);
+    layout->addWidget(chkSaveDetails_);
+    layout->addWidget(chkAutoLogin_);
+    layout->addSpacing(6);
+    layout->addLayout(buttonRow_);
+    setMinimumWidth(340);
+
+    // Keys are seen by the window first, whichever control has the focus.
+    for (QWidget* control : findChildren<QWidget*>()) {
+        control->installEventFilter(this);
+    }
+}
+
+void LoginWindow::loadServers() {
+    client_.trap([&] {
+        const QString typed = cboHost_->currentText();
+        QStringList servers = server_list::load(client_.settings().serverListPath());
+        if (servers.isEmpty()) {
+            servers.append(kFallbackServer);
+        }
+        cboHost_->clear();
+        cboHost_->addItems(servers);
+        if (!typed.isEmpty()) {
+            cboHost_->setEditText(typed);
+        }
+    });
+}
+
+void LoginWindow::loadDetails() {
+    client_.trap([&] {
+        Settings& settings = client_.settings();
+        txtUName_->setText(settings.loginUser());
+        txtPWord_->setText(settings.loginPass());
+        chkSaveDetails_->setChecked(settings.loginCheck() == 1);
+        chkAutoLogin_->setChecked(settings.loginAutoConnect() == 1);
+    });
+}
+
+void LoginWindow::SetLoginControlsEnabled(bool enabled) {
+    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
+        control->setEnabled(enabled);
+    }
+}
+
+void LoginWindow::cmdLogin_Click() {
+    if (connecting_) {
+        return;
+    }
+    client_.trap([&] {
+        const QString user = txtUName_->text();
+        const QString password = txtPWord_->text();
+        const QString address = cboHost_->currentText();
+        if (password.contains(QLatin1Char(':')) || address.size() < 2 || password.size() < 5 ||
+            user.size() < 5) {
+            client_.ShowMessage(QStringLiteral("Error: You have not entered valid information!"),
+                                style::kOk, QStringLiteral("Input Error"), this);
+            return;
+        }
+        if (!isValidUserName(user)) {
+            client_.ShowMessage(QStringLiteral("Error: You entered an invalid username:\r\n"
+                                               "Usernames can only contain Alpha-Numberic Chars!"),
+                                style::kOk, QStringLiteral("Input Error"), this);
+            return;
+        }
+
+        Connection& connection = client_.connection();
+        if (connection.State() != Connection::Closed) {
+            connection.Close();
+        }
+        const QStringList parts = address.split(QLatin1Char(':'));
+        connection.setRemoteHost(parts[0]);
+        quint16 port = kDefaultPort;
+        if (parts.size() > 1) {
+            const qint32 wanted = number_text::toInt32(parts[1]);
+            if (wanted < 1 || wanted > 65535) {
+                throw AppError(380, QStringLiteral("ConnSock"),
+                               QStringLiteral("Invalid property value"));
+            }
+            port = static_cast<quint16>(wanted);
+        }
+        connection.setRemotePort(port);
+        connection.Connect();
+        client_.mainWindow().setConnectStatus(QStringLiteral("-> Connecting...."));
+
+        Client& client = client_;
+        QPointer<LoginWindow> alive(this);
+        connecting_ = true;
+        const bool ok = waitForConnection();
+        if (!alive) {
+            // The window was closed while connecting: the attempt is abandoned.
+            client.connection().Close();
+            client.OnConnectionClosed();
+            return;
+        }
+        connecting_ = false;
+        if (!ok) {
+            fail(connectionProblemText());
+            return;
+        }
+
+        SetLoginControlsEnabled(false);
+        cboHost_->lineEdit()->selectAll();
+        try {
+            connection.SendData(QStringLiteral(" ## cmdLI /:/ ") + user + QStringLiteral(" /:/ ") +
+                                password + QStringLiteral(" /:/ ") + Client::versionField());
+        } catch (const AppError&) {
+            SetLoginControlsEnabled(true);
+            throw;
+        }
+        blnAwaitingLogin_ = true;
+        tmrShow_->setInterval(kAnswerTimeoutMs);
+        tmrShow_->start();
+    });
+}
+
+bool LoginWindow::waitForConnection() {
+    Connection& connection = client_.connection();
+    const auto pending = [&connection] {
+        const int state = connection.State();
+        return state != Connection::Connected && state != Connection::Error &&
+               state != Connection::Closed;
+    };
+    if (pending()) {
+        QEventLoop loop;
+        connect(&connection, &Connection::connected, &loop, &QEventLoop::quit);
+        connect(&connection, &Connection::errorOccurred, &loop, &QEventLoop::quit);
+        connect(&connection, &Connection::closed, &loop, &QEventLoop::quit);
+        connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return connection.State() == Connection::Connected;
+}
+
+void LoginWindow::fail(const QString& text) {
+    blnAwaitingLogin_ = false;
+    tmrShow_->stop();
+    client_.connection().Close();
+    client_.OnConnectionClosed();
+    SetLoginControlsEnabled(true);
+    // An automatic login at start runs with the window hidden.
+    show();
+    client_.ShowMessage(text, style::kOk, QString(), this);
+}
+
+void LoginWindow::OnLoginReply(const QString& answer) {
+    client_.trap([&] {
+        blnAwaitingLogin_ = false;
+        tmrShow_->stop();
+        if (answer == QLatin1String("Login=True")) {
+            const QString user = txtUName_->text();
+            const QString password = txtPWord_->text();
+            const QString host = cboHost_->currentText();
+            const bool saveDetails = chkSaveDetails_->isChecked();
+            const bool autoLogin = chkAutoLogin_->isChecked();
+            MainWindow& main = client_.mainWindow();
+            main.setConnectStatus(QStringLiteral("-> Connected [") + user + QLatin1Char(']'));
+            main.setToolbarOnline();
+            client_.session().userName = user;
+            client_.session().password = password;
+            QPointer<LoginWindow> alive(this);
+            QCoreApplication::processEvents();
+            Settings& settings = client_.settings();
+            if (saveDetails) {
+                settings.setLoginUser(user);
+                settings.setLoginPass(password);
+                settings.setLoginHost(host);
+            } else {
+                settings.setLoginUser(QString());
+                settings.setLoginPass(QString());
+                settings.setLoginHost(QString::fromLatin1(kDefaultServerHost));
+            }
+            settings.setLoginAutoConnect(autoLogin);
+            settings.setLoginCheck(saveDetails);
+            QCoreApplication::processEvents();
+            main.SetTrayStatus(MainWindow::kImageOnline, user);
+            if (alive) {
+                close();
+            }
+        } else if (answer == QLatin1String("Login=False")) {
+            fail(QStringLiteral("Error: The login details which you entered were invalid!"));
+            txtPWord_->setFocus();
+            txtPWord_->selectAll();
+        } else if (answer == QLatin1String("CUgd")) {
+            fail(QStringLiteral("Error: To login to this I.M. server you will need to upgrade "
+                                "your I.M. client to the latest version!"));
+        } else {
+            fail(QStringLiteral("Error: The server response was invalid!\r\n"
+                                "You may need to upgrade your I.M. Client!"));
+        }
+    });
+}
+
+void LoginWindow::tmrShow_Timer() {
+    client_.trap([&] {
+        tmrShow_->stop();
+        if (!blnAwaitingLogin_) {
+            return;
+        }
+        blnAwaitingLogin_ = false;
+        client_.OnConnectionClosed();
+        show();
+        client_.ShowMessage(connectionProblemText(), style::kOk, QString(), this);
+        SetLoginControlsEnabled(true);
+    });
+}
+
+void LoginWindow::onConnectionLost() {
+    // A server that drops the connection instead of answering is known at
+    // once; there is no point in waiting for the time-out.
+    if (blnAwaitingLogin_) {
+        tmrShow_Timer();
+    }
+}
+
+void LoginWindow::openSignUpPage() {
+    client_.trap([&] {
+        client_.desktop().openUrl(QStringLiteral("http://") + hostPart(cboHost_->currentText()) +
+                                  QStringLiteral(":88/modules.php?name=Your_Account&op=new_user"));
+    });
+}
+
+void LoginWindow::closeEvent(QCloseEvent* event) {
+    // Leaving the window while the server has not answered gives up the login.
+    if (blnAwaitingLogin_) {
+        blnAwaitingLogin_ = false;
+        tmrShow_->stop();
+        client_.trap([&] {
+            client_.connection().Close();
+            client_.OnConnectionClosed();
+        });
+    }
+    QDialog::closeEvent(event);
+}
+
+bool LoginWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::FocusIn && (watched == txtUName_ || watched == txtPWord_)) {
+        // Queued: a mouse click would otherwise place the cursor afterwards.
+        auto* edit = static_cast<QLineEdit*>(watched);
+        QTimer::singleShot(0, edit, &QLineEdit::selectAll);
+        return false;
+    }
+    if (event->type() != QEvent::KeyPress) {
+        return false;
+    }
+    const auto* key = static_cast<QKeyEvent*>(event);
+    switch (key->key()) {
+    case Qt::Key_Escape:
+        close();
+        return true;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (cmdLogin_->isEnabled()) {
+            cmdLogin_Click();
+        }
+        return true;
+    default:
+        break;
+    }
+    // An address has at most one colon.
+    if (watched == cboHost_->lineEdit() && key->text() == QLatin1String(":") &&
+        cboHost_->currentText().contains(QLatin1Char(':'))) {
+        client_.prompter().beep();
+        return true;
+    }
+    return false;
+}
+
+} // namespace velmora

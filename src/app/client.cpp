@@ -139,6 +139,15 @@ QWidget* Client::findWindowByCaption(const QString& caption) const {
     return nullptr;
 }
 
+QWidget* Client::findWindowByName(const QString& name) const {
+    for (QWidget* window : windows()) {
+        if (window->objectName() == name) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
 void Client::closeSessionWindows() {
     for (QWidget* window : windows()) {
         window->close();

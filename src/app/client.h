@@ -82,6 +82,8 @@ public:
     [[nodiscard]] QList<QWidget*> windows() const;
     // The open window whose caption equals `caption`, ignoring case.
     [[nodiscard]] QWidget* findWindowByCaption(const QString& caption) const;
+    // The open window with this objectName (a form's name), or null.
+    [[nodiscard]] QWidget* findWindowByName(const QString& name) const;
     // Closes every window of the session except the main window.
     void closeSessionWindows();
 

@@ -51,11 +51,9 @@ void onPresence(Client& client, const QString& name, bool online) {
 }
 
 void showAddBuddy(Client& client) {
-    for (QWidget* window : client.windows()) {
-        if (window->objectName() == QLatin1String("frmAddBuddy")) {
-            client.desktop().bringToFront(window);
-            return;
-        }
+    if (QWidget* open = client.findWindowByName(QStringLiteral("frmAddBuddy"))) {
+        client.desktop().bringToFront(open);
+        return;
     }
     auto* dialog = new AddBuddyDialog(client, &client.mainWindow());
     client.adoptWindow(dialog);

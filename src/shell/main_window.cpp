@@ -3,6 +3,7 @@
 #include "app/client.h"
 #include "contacts/buddy_list.h"
 #include "shell/image_list.h"
+#include "shell/toolbar_icons.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -17,17 +18,20 @@ namespace velmora {
 
 MainWindow::MainWindow(Client& client)
     : client_(client), tvBuddies_(new QTreeWidget(this)), sbConnect_(new QStatusBar(this)),
-      tbMain_(new QToolBar(this)), pctSys_(new QSystemTrayIcon(this)), mnuSys_(new QMenu(this)) {
+      tbMain_(new QToolBar(this)), pctSys_(new QSystemTrayIcon(this)), mnuSys_(new QMenu(this)),
+      mnuBuddy_(new QMenu(this)) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QString::fromLatin1(Client::kAppTitle));
     setWindowIcon(images::mainImage(images::kTrayOnline));
-    resize(260, 520);
+    resize(300, 560);
 
     tvBuddies_->setObjectName(QStringLiteral("tvBuddies"));
     tvBuddies_->setHeaderHidden(true);
     tvBuddies_->setIndentation(10);
-    tvBuddies_->setIconSize(QSize(18, 18));
+    tvBuddies_->setIconSize(QSize(20, 20));
     tvBuddies_->setRootIsDecorated(false);
+    tvBuddies_->setUniformRowHeights(true);
+    tvBuddies_->setContextMenuPolicy(Qt::CustomContextMenu);
     setCentralWidget(tvBuddies_);
     buddies_ = std::make_unique<BuddyList>(*tvBuddies_, client_.session().lngNodeKey);
 
@@ -37,13 +41,15 @@ MainWindow::MainWindow(Client& client)
     buildMenus();
     buildToolbar();
     buildTray();
+    buildBuddyMenu();
 
-    connect(tvBuddies_, &QTreeWidget::itemDoubleClicked, this,
-            [this](QTreeWidgetItem* item, int) {
-                if (item && !BuddyList::isGroupNode(item)) {
-                    emit buddyActivated(item->text(0));
-                }
-            });
+    connect(tvBuddies_, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item, int) {
+        if (item && !BuddyList::isGroupNode(item)) {
+            emit buddyActivated(item->text(0));
+        }
+    });
+    connect(tvBuddies_, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint& pos) { showBuddyMenu(pos); });
 
     resetBuddyTree();
     setToolbarOffline();
@@ -67,7 +73,8 @@ void MainWindow::buildMenus() {
     addMenuAction(file, "mnuFileLogInOut", QStringLiteral("Log &In / Out"));
     addMenuAction(file, "mnuFileEditServerList", QStringLiteral("Edit &Server List..."));
     file->addSeparator();
-    QAction* toTray = addMenuAction(file, "mnuFileMinimizeToTray", QStringLiteral("&Minimize to Tray"));
+    QAction* toTray =
+        addMenuAction(file, "mnuFileMinimizeToTray", QStringLiteral("&Minimize to Tray"));
     connect(toTray, &QAction::triggered, this, [this] {
         setWindowState(windowState() | Qt::WindowMinimized);
         hideToTray();
@@ -82,7 +89,8 @@ void MainWindow::buildMenus() {
 
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     tools->setObjectName(QStringLiteral("mnuTools"));
-    QAction* sendMessage = addMenuAction(tools, "mnuToolsSendMessage", QStringLiteral("Send &Message"));
+    QAction* sendMessage =
+        addMenuAction(tools, "mnuToolsSendMessage", QStringLiteral("Send &Message"));
     connect(sendMessage, &QAction::triggered, this, [this] {
         const QString buddy = selectedBuddy();
         if (!buddy.isEmpty()) {
@@ -109,7 +117,11 @@ void MainWindow::buildMenus() {
 void MainWindow::buildToolbar() {
     tbMain_->setObjectName(QStringLiteral("tbMain"));
     tbMain_->setMovable(false);
-    tbMain_->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    tbMain_->setFloatable(false);
+    // Icons only, the captions as tips: five captions do not fit a buddy
+    // list's width.
+    tbMain_->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    tbMain_->setIconSize(QSize(26, 26));
     addToolBar(Qt::TopToolBarArea, tbMain_);
     // Each button runs the menu command of the same meaning.
     const std::array<std::pair<const char*, const char*>, 5> buttons{{
@@ -120,9 +132,11 @@ void MainWindow::buildToolbar() {
         {"Open Conference", "mnuToolsOpenConference"},
     }};
     for (std::size_t i = 0; i < buttons.size(); ++i) {
-        QAction* button = tbMain_->addAction(QString::fromLatin1(buttons[i].first));
+        QAction* button = tbMain_->addAction(toolbar_icons::button(static_cast<int>(i) + 1),
+                                             QString::fromLatin1(buttons[i].first));
         button->setObjectName(QStringLiteral("tbMainButton%1").arg(i + 1));
         auto* command = findChild<QAction*>(QString::fromLatin1(buttons[i].second));
+        command->setIcon(button->icon());
         connect(button, &QAction::triggered, command, &QAction::trigger);
         buttons_[i] = button;
     }
@@ -144,7 +158,8 @@ void MainWindow::buildTray() {
     QAction* sendAnIM = addMenuAction(mnuSys_, "mnuSysSendAnIM", QStringLiteral("Send an IM..."));
     connect(sendAnIM, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuToolsSendAPM")),
             &QAction::trigger);
-    QAction* addABuddy = addMenuAction(mnuSys_, "mnuSysAddABuddy", QStringLiteral("Add a Buddy..."));
+    QAction* addABuddy =
+        addMenuAction(mnuSys_, "mnuSysAddABuddy", QStringLiteral("Add a Buddy..."));
     connect(addABuddy, &QAction::triggered,
             findChild<QAction*>(QStringLiteral("mnuToolsAddContact")), &QAction::trigger);
     mnuSys_->addSeparator();
@@ -163,6 +178,28 @@ void MainWindow::buildTray() {
     if (QSystemTrayIcon::isSystemTrayAvailable()) {
         pctSys_->show();
     }
+}
+
+void MainWindow::buildBuddyMenu() {
+    mnuBuddy_->setObjectName(QStringLiteral("mnuBuddy"));
+    for (const char* name :
+         {"mnuToolsSendMessage", "mnuToolsSendAPM", "mnuToolsSendFile", "mnuToolsViewProfile", "",
+          "mnuToolsAddContact", "mnuToolsDeleteContact", "mnuToolsSearchUsers", "",
+          "mnuToolsOpenConference", "mnuToolsOfflineMsgs"}) {
+        if (*name == '\0') {
+            mnuBuddy_->addSeparator();
+        } else {
+            mnuBuddy_->addAction(findChild<QAction*>(QString::fromLatin1(name)));
+        }
+    }
+}
+
+void MainWindow::showBuddyMenu(const QPoint& pos) {
+    // A right click acts on the node under the mouse, as a left click would.
+    if (QTreeWidgetItem* node = tvBuddies_->itemAt(pos)) {
+        tvBuddies_->setCurrentItem(node);
+    }
+    mnuBuddy_->popup(tvBuddies_->viewport()->mapToGlobal(pos));
 }
 
 void MainWindow::updateTrayMenu() {
@@ -208,6 +245,7 @@ void MainWindow::setToolbarOnline() {
     for (int i = 1; i <= 5; ++i) {
         setToolbarButtonEnabled(i, true);
     }
+    setSessionCommandsEnabled(true);
 }
 
 void MainWindow::setToolbarOffline() {
@@ -215,6 +253,19 @@ void MainWindow::setToolbarOffline() {
         setToolbarButtonEnabled(i, false);
     }
     toolbarButton(3)->setVisible(false);
+    setSessionCommandsEnabled(false);
+}
+
+void MainWindow::setSessionCommandsEnabled(bool enabled) {
+    // The commands that talk to the server; the offline messages are kept
+    // on this computer and stay readable while offline.
+    for (const char* name : {"mnuToolsSendMessage", "mnuToolsSendAPM", "mnuToolsSendFile",
+                             "mnuToolsViewProfile", "mnuToolsAddContact", "mnuToolsDeleteContact",
+                             "mnuToolsSearchUsers", "mnuToolsOpenConference"}) {
+        findChild<QAction*>(QString::fromLatin1(name))->setEnabled(enabled);
+    }
+    findChild<QAction*>(QStringLiteral("mnuFileLogInOut"))
+        ->setText(enabled ? QStringLiteral("Log &Out") : QStringLiteral("Log &In..."));
 }
 
 void MainWindow::setProfileEntriesVisible(bool visible) {
@@ -265,7 +316,8 @@ void MainWindow::restoreFromTray() {
 
 void MainWindow::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::WindowStateChange && isMinimized() && client_.values().minTray) {
+    if (event->type() == QEvent::WindowStateChange && isMinimized() &&
+        client_.values().minTray == 1) {
         hideToTray();
     }
 }

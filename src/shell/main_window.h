@@ -10,6 +10,7 @@
 
 class QAction;
 class QMenu;
+class QPoint;
 class QSystemTrayIcon;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -42,9 +43,11 @@ public:
     // Toolbar buttons by index, 1 to 5.
     [[nodiscard]] QAction* toolbarButton(int index) const;
     void setToolbarButtonEnabled(int index, bool enabled);
-    // After login: the buttons that act on the session come alive.
+    // After login: the buttons and menu commands that act on the session
+    // come alive.
     void setToolbarOnline();
-    // Buttons 1 to 5 disabled and the profile button hidden.
+    // Buttons 1 to 5 disabled and the profile button hidden; the session's
+    // menu commands disabled.
     void setToolbarOffline();
     void setProfileEntriesVisible(bool visible);
     void setOpenConferenceVisible(bool visible);
@@ -57,6 +60,10 @@ public:
     // One tray notification, by code (see kTray*).
     void onTrayNotification(int code);
     [[nodiscard]] QMenu* trayMenu() const { return mnuSys_; }
+    // The tree's context menu: the Tools commands for the selected buddy.
+    [[nodiscard]] QMenu* buddyMenu() const { return mnuBuddy_; }
+    // Pops up the context menu for the node at `pos` (tree viewport coordinates).
+    void showBuddyMenu(const QPoint& pos);
 
     // The buddy selected in the tree, or empty when none or a group node.
     [[nodiscard]] QString selectedBuddy() const;
@@ -78,6 +85,8 @@ private:
     void buildMenus();
     void buildToolbar();
     void buildTray();
+    void buildBuddyMenu();
+    void setSessionCommandsEnabled(bool enabled);
     void updateTrayMenu();
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
 
@@ -89,6 +98,7 @@ private:
     std::array<QAction*, 5> buttons_{};
     QSystemTrayIcon* pctSys_;
     QMenu* mnuSys_;
+    QMenu* mnuBuddy_;
     QString trayTip_;
     int trayImage_ = kImageOffline;
 };

@@ -1,0 +1,64 @@
+#include "shell/settings_dialog.h"
+
+#include "app/client.h"
+#include "shell/font_options_page.h"
+#include "shell/general_options_page.h"
+#include "shell/sound_options_page.h"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+SettingsDialog::SettingsDialog(Client& client, QWidget* owner)
+    : QDialog(owner), client_(client), tabs_(new QTabWidget(this)) {
+    setObjectName(QStringLiteral("frmSettings"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(QStringLiteral("Settings"));
+    tabs_->setObjectName(QStringLiteral("tabSettings"));
+
+    auto* general = new GeneralOptionsPage(tabs_);
+    auto* font = new FontOptionsPage(tabs_);
+    auto* sounds = new SoundOptionsPage(client_.desktop(), tabs_);
+    tabs_->addTab(general, QStringLiteral("General Settings"));
+    tabs_->addTab(font, QStringLiteral("Default Font Settings"));
+    tabs_->addTab(sounds, QStringLiteral("Sound Settings"));
+    pages_ = {general, font, sounds};
+    for (OptionsPage* page : pages_) {
+        client_.trap([&] { page->restoreOptions(client_.settings()); });
+    }
+
+    auto* ok = new QPushButton(QStringLiteral("OK"), this);
+    ok->setObjectName(QStringLiteral("cmdOK"));
+    ok->setDefault(true);
+    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
+    cancel->setObjectName(QStringLiteral("cmdCancel"));
+    auto* apply = new QPushButton(QStringLiteral("&Apply"), this);
+    apply->setObjectName(QStringLiteral("cmdApply"));
+    connect(ok, &QPushButton::clicked, this, [this] {
+        applyOptions();
+        close();
+    });
+    connect(cancel, &QPushButton::clicked, this, &QWidget::close);
+    connect(apply, &QPushButton::clicked, this, [this] { applyOptions(); });
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(ok);
+    buttons->addWidget(cancel);
+    buttons->addWidget(apply);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(tabs_);
+    layout->addLayout(buttons);
+    resize(460, 400);
+}
+
+void SettingsDialog::applyOptions() {
+    for (OptionsPage* page : pages_) {
+        client_.trap([&] { page->applyOptions(client_.settings(), client_.values()); });
+    }
+}
+
+} // namespace velmora

@@ -1,0 +1,28 @@
+// `frmSettings`: the three tabs of options. OK and Apply write every page's
+// keys to "Velmora.ini" and update the copies the main window loaded.
+#pragma once
+
+#include <QDialog>
+#include <QList>
+
+class QTabWidget;
+
+namespace velmora {
+
+class Client;
+class OptionsPage;
+
+class SettingsDialog : public QDialog {
+    Q_OBJECT
+public:
+    SettingsDialog(Client& client, QWidget* owner);
+
+    void applyOptions();
+
+private:
+    Client& client_;
+    QTabWidget* tabs_;
+    QList<OptionsPage*> pages_;
+};
+
+} // namespace velmora

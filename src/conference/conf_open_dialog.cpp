@@ -1,0 +1,75 @@
+#include "conference/conf_open_dialog.h"
+
+#include "app/client.h"
+#include "conference/conference_rooms.h"
+#include "contacts/user_name.h"
+#include "platform/prompter.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+namespace {
+constexpr int kShortestName = 4;
+}
+
+ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
+    : client_(client), rooms_(rooms), txtConfName_(new QLineEdit(this)),
+      cmdOK_(new QPushButton(QStringLiteral("OK"), this)),
+      cmdCancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
+    setObjectName(QStringLiteral("frmConfOpen"));
+    setWindowTitle(QStringLiteral("Open Conference"));
+    setAttribute(Qt::WA_DeleteOnClose);
+
+    txtConfName_->setObjectName(QStringLiteral("txtConfName"));
+    cmdOK_->setObjectName(QStringLiteral("cmdOK"));
+    cmdCancel_->setObjectName(QStringLiteral("cmdCancel"));
+    cmdOK_->setDefault(true);
+
+    auto* prompt = new QLabel(QStringLiteral("&Conference name:"), this);
+    prompt->setBuddy(txtConfName_);
+    auto* hint = new QLabel(
+        QStringLiteral("A new room is created when no room of that name is open."), this);
+    hint->setWordWrap(true);
+    hint->setEnabled(false);
+
+    auto* buttons = new QDialogButtonBox(this);
+    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel_, QDialogButtonBox::RejectRole);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(prompt);
+    layout->addWidget(txtConfName_);
+    layout->addWidget(hint);
+    layout->addWidget(buttons);
+
+    connect(cmdOK_, &QPushButton::clicked, this,
+            [this] { client_.trap([this] { cmdOK_Click(); }); });
+    connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::close);
+    resize(320, sizeHint().height());
+}
+
+void ConfOpenDialog::cmdOK_Click() {
+    const QString name = txtConfName_->text();
+    if (name.size() < kShortestName) {
+        client_.prompter().beep();
+        return;
+    }
+    if (!isValidUserName(name)) {
+        client_.ShowMessage(
+            QStringLiteral("Error: You have not entered a valid conference name!\r\n"
+                           "Conference names can only contain Alpha Numberic Characters!\r\n"
+                           "[With the exception of \"-\" and \"_\"]"),
+            style::kOk, QStringLiteral("Input Error"), this);
+        return;
+    }
+    close();
+    rooms_.showRoom(name);
+    rooms_.sendJoin(name);
+}
+
+} // namespace velmora

@@ -1,0 +1,478 @@
+#include "conference/conf_window.h"
+
+#include "app/client.h"
+#include "conference/invite_dialog.h"
+#include "contacts/profile.h"
+#include "controls/common_dialog.h"
+#include "controls/font_toolbar.h"
+#include "messaging/conversation_log.h"
+#include "messaging/message_formatter.h"
+#include "messaging/pm_window.h"
+#include "platform/html_message_view.h"
+#include "platform/prompter.h"
+#include "session/connection.h"
+#include "shell/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+namespace {
+
+constexpr const char* kFormName = "frmConf";
+const QString kNoticeFont =
+    QStringLiteral("<font name=\"MS Sans Serif\" size=\"3.3\" color=\"#FF0000\">");
+const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
+
+// The same header and warning banner as a private conversation.
+const QString kViewHeader =
+    QStringLiteral("<html>\r\n"
+                   "<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
+                   "OnContextMenu=\"javascript: return true;\">\r\n"
+                   "<font name=\"MS Sans Serif\" size=\"3\" color=\"#FF0000\">"
+                   "Remember: You should never give out personal information online!</font>\r\n"
+                   "<hr color=\"#FF0000\" size=\"1\">\r\n"
+                   "<br>\r\n");
+
+QAction* addMenuAction(QMenu* menu, const char* name, const QString& text) {
+    QAction* action = menu->addAction(text);
+    action->setObjectName(QString::fromLatin1(name));
+    return action;
+}
+
+} // namespace
+
+ConfWindow::ConfWindow(Client& client)
+    : client_(client), brwMessage_(new HtmlMessageView(client.desktop(), this)),
+      tvUsers_(new QTreeWidget(this)), tbFontSettings_(new FontToolbar(this)),
+      txtSendMsg_(new QPlainTextEdit(this)),
+      cmdSend_(new QPushButton(QStringLiteral("&Send"), this)) {
+    setObjectName(QString::fromLatin1(kFormName));
+    setWindowTitle(QStringLiteral("Conference Room"));
+    // The rooms keep a guarded pointer: a closed room window is gone.
+    setAttribute(Qt::WA_DeleteOnClose);
+    resize(640, 460);
+
+    buildLayout();
+    buildMenus();
+
+    connect(tbFontSettings_, &FontToolbar::FontStyleChanged, this, [this] { updateStyle(); });
+    connect(tbFontSettings_, &FontToolbar::FontNameChanged, this, [this] { updateStyle(); });
+    connect(tbFontSettings_, &FontToolbar::FontSizeChanged, this, [this] { updateStyle(); });
+    connect(tbFontSettings_, &FontToolbar::SmilieClick, this,
+            [this](const QString& code) { insertSmilie(code); });
+    connect(cmdSend_, &QPushButton::clicked, this, [this] { cmdSend_Click(); });
+    txtSendMsg_->installEventFilter(this);
+
+    tbFontSettings_->loadSmilies(client_.appFolder());
+    client_.trap([this] { initView(); });
+    client_.trap([this] { restorePosition(); });
+    updateStyle();
+}
+
+ConfWindow::~ConfWindow() = default;
+
+void ConfWindow::buildLayout() {
+    brwMessage_->setObjectName(QStringLiteral("brwMessage"));
+    tvUsers_->setObjectName(QStringLiteral("tvUsers"));
+    tvUsers_->setHeaderLabel(QStringLiteral("In this room"));
+    tvUsers_->setRootIsDecorated(false);
+    tvUsers_->setIndentation(0);
+    tvUsers_->setContextMenuPolicy(Qt::ActionsContextMenu);
+    tbFontSettings_->setObjectName(QStringLiteral("tbFontSettings"));
+    txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
+    txtSendMsg_->setTabChangesFocus(true);
+    txtSendMsg_->setFixedHeight(64);
+    cmdSend_->setObjectName(QStringLiteral("cmdSend"));
+    cmdSend_->setMinimumHeight(64);
+
+    auto* split = new QSplitter(Qt::Horizontal, this);
+    split->addWidget(brwMessage_);
+    split->addWidget(tvUsers_);
+    split->setStretchFactor(0, 1);
+    split->setStretchFactor(1, 0);
+    split->setSizes({470, 150});
+    split->setChildrenCollapsible(false);
+
+    auto* input = new QHBoxLayout;
+    input->addWidget(txtSendMsg_, 1);
+    input->addWidget(cmdSend_);
+
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(6, 6, 6, 6);
+    layout->addWidget(split, 1);
+    layout->addWidget(tbFontSettings_);
+    layout->addLayout(input);
+    setCentralWidget(central);
+}
+
+void ConfWindow::buildMenus() {
+    QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
+    file->setObjectName(QStringLiteral("mnuFile"));
+    mnuSendPM_ = addMenuAction(file, "mnuFileSendPM", QStringLiteral("Send PM ["));
+    mnuViewProfile_ = addMenuAction(file, "mnuFileViewProfile", QStringLiteral("View Profile ["));
+    QAction* invite = addMenuAction(file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."));
+    file->addSeparator();
+    QAction* save =
+        addMenuAction(file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."));
+    file->addSeparator();
+    QAction* closeWindow = addMenuAction(file, "mnuFileClose", QStringLiteral("&Close"));
+
+    connect(mnuSendPM_, &QAction::triggered, this, [this] {
+        client_.trap([this] {
+            const QString name = selectedMember();
+            if (!name.isEmpty()) {
+                OpenPMWindow(client_, name);
+            }
+        });
+    });
+    connect(mnuViewProfile_, &QAction::triggered, this, [this] {
+        client_.trap([this] {
+            const QString name = selectedMember();
+            if (!name.isEmpty()) {
+                openProfile(client_, name, this);
+            }
+        });
+    });
+    connect(invite, &QAction::triggered, this, [this] { client_.trap([this] { inviteUsers(); }); });
+    connect(save, &QAction::triggered, this, [this] { client_.trap([this] { saveLog(); }); });
+    connect(closeWindow, &QAction::triggered, this, &QWidget::close);
+
+    tvUsers_->addAction(mnuSendPM_);
+    tvUsers_->addAction(mnuViewProfile_);
+    connect(tvUsers_, &QTreeWidget::itemSelectionChanged, this, [this] { updateMemberActions(); });
+    connect(tvUsers_, &QTreeWidget::itemDoubleClicked, mnuSendPM_, &QAction::trigger);
+    updateMemberActions();
+
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    edit->setObjectName(QStringLiteral("mnuEdit"));
+    connect(addMenuAction(edit, "mnuEditCut", QStringLiteral("Cu&t")), &QAction::triggered,
+            txtSendMsg_, &QPlainTextEdit::cut);
+    connect(addMenuAction(edit, "mnuEditCopy", QStringLiteral("&Copy")), &QAction::triggered, this,
+            [this] {
+                // The talk is copied when something of it is selected.
+                if (brwMessage_->textCursor().hasSelection()) {
+                    brwMessage_->copy();
+                } else {
+                    txtSendMsg_->copy();
+                }
+            });
+    connect(addMenuAction(edit, "mnuEditPaste", QStringLiteral("&Paste")), &QAction::triggered,
+            txtSendMsg_, &QPlainTextEdit::paste);
+    connect(addMenuAction(edit, "mnuEditSelectAll", QStringLiteral("Select &All")),
+            &QAction::triggered, txtSendMsg_, &QPlainTextEdit::selectAll);
+    edit->addSeparator();
+    const std::array<std::pair<const char*, QString>, 3> styles{{
+        {"mnuEditBold", QStringLiteral("&Bold")},
+        {"mnuEditItalic", QStringLiteral("&Italic")},
+        {"mnuEditUnderlined", QStringLiteral("&Underlined")},
+    }};
+    for (std::size_t i = 0; i < styles.size(); ++i) {
+        QAction* action = addMenuAction(edit, styles[i].first, styles[i].second);
+        action->setCheckable(true);
+        const auto which = static_cast<FontToolbar::Style>(i);
+        connect(action, &QAction::triggered, this, [this, which](bool on) {
+            switch (which) {
+            case FontToolbar::Style::Bold:
+                tbFontSettings_->setBold(on);
+                break;
+            case FontToolbar::Style::Italic:
+                tbFontSettings_->setItalic(on);
+                break;
+            case FontToolbar::Style::Underlined:
+                tbFontSettings_->setUnderlined(on);
+                break;
+            }
+        });
+        connect(tbFontSettings_, &FontToolbar::FontStyleChanged, action,
+                [action, which](FontToolbar::Style button, bool value) {
+                    if (button == which) {
+                        action->setChecked(value);
+                    }
+                });
+    }
+
+    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    help->setObjectName(QStringLiteral("mnuHelp"));
+    MainWindow& main = client_.mainWindow();
+    connect(addMenuAction(help, "mnuHelpHelp", QStringLiteral("&Help Contents")),
+            &QAction::triggered, main.findChild<QAction*>(QStringLiteral("mnuHelpHelp")),
+            &QAction::trigger);
+    connect(addMenuAction(help, "mnuHelpAbout", QStringLiteral("&About Velmora")),
+            &QAction::triggered, main.findChild<QAction*>(QStringLiteral("mnuHelpAbout")),
+            &QAction::trigger);
+}
+
+void ConfWindow::initView() {
+    brwMessage_->clear();
+    brwMessage_->write(kViewHeader);
+    headerBlocks_ = brwMessage_->document()->blockCount();
+
+    Settings& settings = client_.settings();
+    tbFontSettings_->setFontName(settings.fontName());
+    tbFontSettings_->setFontSize(settings.fontSize());
+    tbFontSettings_->setBold(settings.fontBold());
+    tbFontSettings_->setItalic(settings.fontItalic());
+    tbFontSettings_->setUnderlined(settings.fontUnderlined());
+}
+
+void ConfWindow::restorePosition() {
+    const Settings& settings = client_.settings();
+    const QString form = QString::fromLatin1(kFormName);
+    const int left = settings.formPos(form, QString::fromLatin1(edge::kLeft), x());
+    const int top = settings.formPos(form, QString::fromLatin1(edge::kTop), y());
+    const int height = settings.formPos(form, QString::fromLatin1(edge::kHeight), this->height());
+    const int width = settings.formPos(form, QString::fromLatin1(edge::kWidth), this->width());
+    move(left, top);
+    resize(width, height);
+}
+
+void ConfWindow::savePosition() {
+    Settings& settings = client_.settings();
+    const QString form = QString::fromLatin1(kFormName);
+    settings.setFormPos(form, QString::fromLatin1(edge::kLeft), x());
+    settings.setFormPos(form, QString::fromLatin1(edge::kTop), y());
+    settings.setFormPos(form, QString::fromLatin1(edge::kHeight), height());
+    settings.setFormPos(form, QString::fromLatin1(edge::kWidth), width());
+}
+
+void ConfWindow::updateStyle() {
+    style_.clear();
+    if (tbFontSettings_->Bold()) {
+        style_ += QLatin1Char('B');
+    }
+    if (tbFontSettings_->Italic()) {
+        style_ += QLatin1Char('I');
+    }
+    if (tbFontSettings_->Underlined()) {
+        style_ += QLatin1Char('U');
+    }
+    QFont font = txtSendMsg_->font();
+    font.setFamily(tbFontSettings_->FontName());
+    bool ok = false;
+    const double size = tbFontSettings_->FontSize().toDouble(&ok);
+    if (ok && size > 0) {
+        font.setPointSizeF(size);
+    }
+    font.setBold(tbFontSettings_->Bold());
+    font.setItalic(tbFontSettings_->Italic());
+    font.setUnderline(tbFontSettings_->Underlined());
+    txtSendMsg_->setFont(font);
+}
+
+void ConfWindow::insertSmilie(const QString& code) {
+    if (!txtSendMsg_->isEnabled()) {
+        return;
+    }
+    txtSendMsg_->insertPlainText(code);
+    txtSendMsg_->setFocus();
+}
+
+MessageView& ConfWindow::messageView() {
+    return *brwMessage_;
+}
+
+QStringList ConfWindow::members() const {
+    QStringList names;
+    for (int i = 0; i < tvUsers_->topLevelItemCount(); ++i) {
+        names.append(tvUsers_->topLevelItem(i)->text(0));
+    }
+    return names;
+}
+
+void ConfWindow::enterRoom(const QString& name) {
+    // Joining another room leaves the first one on the server, and the new
+    // room's details bring its own member list.
+    if (name.toUpper() != strConfName_.toUpper()) {
+        tvUsers_->clear();
+    }
+    strConfName_ = name;
+    txtSendMsg_->setEnabled(true);
+    cmdSend_->setEnabled(true);
+}
+
+void ConfWindow::writeNotice(const QString& html) {
+    brwMessage_->write(html);
+    brwMessage_->scrollToEnd();
+}
+
+void ConfWindow::addMember(const QString& name) {
+    removeMember(name);
+    tvUsers_->addTopLevelItem(new QTreeWidgetItem(QStringList{name}));
+}
+
+void ConfWindow::removeMember(const QString& name) {
+    const QString wanted = name.toUpper();
+    for (int i = tvUsers_->topLevelItemCount() - 1; i >= 0; --i) {
+        if (tvUsers_->topLevelItem(i)->text(0).toUpper() == wanted) {
+            delete tvUsers_->takeTopLevelItem(i);
+        }
+    }
+}
+
+void ConfWindow::playSound(bool enter) {
+    const SoundSetting& sound = enter ? client_.values().enter : client_.values().exit;
+    if (sound.enabled == 1) {
+        client_.PlaySoundFile(sound.path);
+    }
+}
+
+void ConfWindow::onDetails(const QString& details) {
+    if (details == QLatin1String("ConfFull")) {
+        client_.ShowMessage(QStringLiteral("Sorry, this conference already has the maximum users "
+                                           "allowed in a conference!"),
+                            style::kOk, QStringLiteral("Conference Full"), this);
+        return;
+    }
+    writeNotice(kNoticeFont + QStringLiteral("----> Entered Conference \"") + strConfName_ +
+                QStringLiteral("\"</font>\r\n<br><br>\r\n"));
+    setWindowTitle(strConfName_ + QLatin1String(kCaptionSuffix));
+    // Element 0 is what comes before the first separator: never a name.
+    const QStringList names = details.split(QStringLiteral(" :/ "));
+    for (qsizetype i = 1; i < names.size(); ++i) {
+        addMember(names[i]);
+    }
+    playSound(true);
+}
+
+void ConfWindow::onMemberEntered(const QString& name) {
+    writeNotice(QStringLiteral("<br>") + kNoticeFont + QStringLiteral(" -> ") + name +
+                QStringLiteral(" Entered</font>") + kLineEnd);
+    addMember(name);
+    playSound(true);
+}
+
+void ConfWindow::onMemberLeft(const QString& name) {
+    writeNotice(QStringLiteral("<br>") + kNoticeFont + QStringLiteral(" -> ") + name +
+                QStringLiteral(" Left</font>") + kLineEnd);
+    removeMember(name);
+    playSound(false);
+}
+
+void ConfWindow::onMessage(const QString& sender, QString text, const QString& fontName,
+                           const QString& fontSize, const QString& style) {
+    const bool own = sender.toUpper() == client_.session().userName.toUpper();
+    FormatterOptions options;
+    options.emote = client_.settings().emote() == 1;
+    options.appFolder = client_.appFolder();
+    AppendMessageHtml(text, QString::fromLatin1(own ? kOwnColour : kOthersColour), sender, fontName,
+                      fontSize, *brwMessage_, style, options);
+}
+
+void ConfWindow::onConnectionLost() {
+    txtSendMsg_->setEnabled(false);
+    cmdSend_->setEnabled(false);
+    tvUsers_->clear();
+    strConfName_.clear();
+}
+
+void ConfWindow::cmdSend_Click() {
+    client_.trap([this] { send(); });
+    // A failed send disconnects, and the disconnect leaves sending off.
+    if (client_.connection().State() == Connection::Connected && !strConfName_.isEmpty()) {
+        txtSendMsg_->setEnabled(true);
+        cmdSend_->setEnabled(true);
+    }
+    txtSendMsg_->setFocus();
+}
+
+void ConfWindow::send() {
+    cmdSend_->setEnabled(false);
+    txtSendMsg_->setEnabled(false);
+    QString text = txtSendMsg_->toPlainText();
+    // "%%" is the wire's space marker, so a typed one is only a space.
+    text.replace(QLatin1String("%%"), QLatin1String(" "));
+    while (text.contains(QLatin1String("  "))) {
+        text.replace(QLatin1String("  "), QLatin1String(" "));
+    }
+    text.replace(QLatin1Char('\n'), QLatin1String("\r\n"));
+    if (text.trimmed().isEmpty()) {
+        client_.prompter().beep();
+        return;
+    }
+    text.replace(QLatin1Char(' '), QLatin1String("%%"));
+    const QFont font = txtSendMsg_->font();
+    const QString sep = QStringLiteral(" /:/ ");
+    client_.connection().SendData(QStringLiteral(" ## cmdCM /:/ ") + client_.session().userName +
+                                  sep + strConfName_ + sep + text + sep + font.family() + sep +
+                                  QString::number(font.pointSizeF()) + sep + style_);
+    txtSendMsg_->clear();
+}
+
+void ConfWindow::inviteUsers() {
+    auto* dialog = new InviteDialog(client_, *this);
+    client_.adoptWindow(dialog);
+    dialog->show();
+}
+
+void ConfWindow::saveLog() {
+    CommonDialog dialog(fileChooser_);
+    dialog.setDialogTitle(QStringLiteral("Save Conference Log As..."));
+    dialog.setFilter(QStringLiteral("Text Document (*.txt)|*.txt"));
+    dialog.setDefaultExt(QStringLiteral("txt"));
+    if (dialog.ShowSave(this)) {
+        saveTextFile(dialog.FileName(), conversationText(*brwMessage_->document(), headerBlocks_));
+    }
+}
+
+QString ConfWindow::selectedMember() const {
+    const QList<QTreeWidgetItem*> selected = tvUsers_->selectedItems();
+    return selected.isEmpty() ? QString() : selected.first()->text(0);
+}
+
+void ConfWindow::updateMemberActions() {
+    const QString name = selectedMember();
+    mnuSendPM_->setText(QStringLiteral("Send PM [") + name + QLatin1Char(']'));
+    mnuViewProfile_->setText(QStringLiteral("View Profile [") + name + QLatin1Char(']'));
+    mnuSendPM_->setEnabled(!name.isEmpty());
+    mnuViewProfile_->setEnabled(!name.isEmpty() && !client_.session().strProfileSite.isEmpty());
+}
+
+void ConfWindow::closeEvent(QCloseEvent* event) {
+    // Without a room (the connection was lost) there is nothing to leave.
+    if (!strConfName_.isEmpty()) {
+        const int answer = client_.ShowMessage(
+            QStringLiteral("You are about to exit the conference \"") + strConfName_ +
+                QStringLiteral("\".\r\nDo you wish to continue?"),
+            style::kYesNoQuestion, QStringLiteral("Exit Conference"), this);
+        if (answer != answer::kYes) {
+            event->ignore();
+            return;
+        }
+        client_.trap([this] {
+            client_.connection().SendData(QStringLiteral(" ## cmdCE /:/ ") +
+                                          client_.session().userName + QStringLiteral(" /:/ ") +
+                                          strConfName_);
+        });
+        tvUsers_->clear();
+    }
+    client_.trap([this] { savePosition(); });
+    event->accept();
+}
+
+bool ConfWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == txtSendMsg_ && event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+            cmdSend_Click();
+            return true;
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+} // namespace velmora

@@ -1,0 +1,104 @@
+#include "conference/invite_dialog.h"
+
+#include "app/client.h"
+#include "conference/conf_window.h"
+#include "contacts/buddy_list.h"
+#include "platform/prompter.h"
+#include "session/connection.h"
+#include "shell/main_window.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace velmora {
+
+InviteDialog::InviteDialog(Client& client, ConfWindow& room)
+    : client_(client), room_(&room), tvUsers_(new QTreeWidget(this)),
+      txtSendMsg_(new QPlainTextEdit(this)),
+      cmdInvite_(new QPushButton(QStringLiteral("&Invite"), this)),
+      cmdCancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
+    setObjectName(QStringLiteral("frmInviteConference"));
+    setWindowTitle(QStringLiteral("Invite to Conference \"") + room.strConfName() +
+                   QLatin1Char('"'));
+    setAttribute(Qt::WA_DeleteOnClose);
+
+    tvUsers_->setObjectName(QStringLiteral("tvUsers"));
+    tvUsers_->setHeaderHidden(true);
+    tvUsers_->setRootIsDecorated(false);
+    txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
+    txtSendMsg_->setFixedHeight(56);
+    txtSendMsg_->setPlainText(QStringLiteral("Come and join us!"));
+    cmdInvite_->setObjectName(QStringLiteral("cmdInvite"));
+    cmdCancel_->setObjectName(QStringLiteral("cmdCancel"));
+    cmdInvite_->setDefault(true);
+
+    auto* buttons = new QDialogButtonBox(this);
+    buttons->addButton(cmdInvite_, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel_, QDialogButtonBox::RejectRole);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(new QLabel(QStringLiteral("Online buddies to invite:"), this));
+    layout->addWidget(tvUsers_, 1);
+    layout->addWidget(new QLabel(QStringLiteral("Message:"), this));
+    layout->addWidget(txtSendMsg_);
+    layout->addWidget(buttons);
+    resize(300, 360);
+
+    connect(cmdInvite_, &QPushButton::clicked, this,
+            [this] { client_.trap([this] { cmdInvite_Click(); }); });
+    connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::close);
+    client_.trap([this] { fillBuddies(); });
+}
+
+void InviteDialog::fillBuddies() {
+    QStringList inRoom;
+    for (const QString& member : room_->members()) {
+        inRoom.append(member.toUpper());
+    }
+    for (QTreeWidgetItem* node : client_.mainWindow().buddies().allNodes()) {
+        // Offline buddies carry "f" keys like the two group nodes.
+        if (BuddyList::keyOf(node).startsWith(QLatin1Char('f')) ||
+            inRoom.contains(node->text(0).toUpper())) {
+            continue;
+        }
+        auto* item = new QTreeWidgetItem(tvUsers_, QStringList{node->text(0)});
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+        item->setCheckState(0, Qt::Unchecked);
+    }
+}
+
+void InviteDialog::cmdInvite_Click() {
+    if (!room_) {
+        close();
+        return;
+    }
+    if (room_->members().size() >= client_.session().intServerLimit) {
+        client_.ShowMessage(
+            QStringLiteral("Error: The conference already has the maximum users allowed!"),
+            style::kOk, QString(), this);
+        return;
+    }
+    QString invitees;
+    for (int i = 0; i < tvUsers_->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* item = tvUsers_->topLevelItem(i);
+        if (item->checkState(0) == Qt::Checked) {
+            invitees += QStringLiteral(" :/ ") + item->text(0);
+        }
+    }
+    if (invitees.isEmpty()) {
+        client_.prompter().beep();
+        return;
+    }
+    QString message = txtSendMsg_->toPlainText();
+    message.replace(QLatin1Char(' '), QLatin1String("%%"));
+    const QString sep = QStringLiteral(" /:/ ");
+    client_.connection().SendData(QStringLiteral(" ## cmdCI /:/ ") + client_.session().userName +
+                                  sep + room_->strConfName() + sep + invitees + sep + message);
+    close();
+}
+
+} // namespace velmora

@@ -20,8 +20,17 @@ namespace {
 // The length every window asks of a typed user name.
 constexpr int kShortestName = 5;
 
+constexpr const char* kOnlineFolder = "f1";
+
 bool isFolderKey(const QString& key) {
     return key.startsWith(QLatin1Char('f'));
+}
+
+QTreeWidgetItem* copyNode(const QTreeWidgetItem* node) {
+    auto* copy = new QTreeWidgetItem(QStringList{node->text(0)});
+    copy->setData(0, BuddyList::kKeyRole, node->data(0, BuddyList::kKeyRole));
+    copy->setIcon(0, node->icon(0));
+    return copy;
 }
 
 } // namespace
@@ -82,24 +91,17 @@ SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
 }
 
 void SendPMDialog::fillUsers() {
-    // Both groups are copied: a message to an offline buddy waits for them
-    // on the server.
-    QTreeWidgetItem* folder = nullptr;
+    // Every key beginning with "f" counts as a folder here, and offline
+    // buddies carry "f" keys too: only the online group and its buddies can
+    // be picked. A message for someone offline is typed by name.
+    QTreeWidgetItem* online = nullptr;
     for (QTreeWidgetItem* node : client_.mainWindow().buddies().allNodes()) {
         const QString key = BuddyList::keyOf(node);
-        if (key.isEmpty()) {
-            continue;
-        }
-        auto* copy = new QTreeWidgetItem(QStringList{node->text(0)});
-        copy->setData(0, BuddyList::kKeyRole, key);
-        copy->setIcon(0, node->icon(0));
-        if (isFolderKey(key)) {
-            tvUsers_->addTopLevelItem(copy);
-            folder = copy;
-        } else if (folder) {
-            folder->addChild(copy);
-        } else {
-            tvUsers_->addTopLevelItem(copy);
+        if (key == QLatin1StringView(kOnlineFolder)) {
+            online = copyNode(node);
+            tvUsers_->addTopLevelItem(online);
+        } else if (online && !key.isEmpty() && !isFolderKey(key)) {
+            online->addChild(copyNode(node));
         }
     }
     tvUsers_->expandAll();

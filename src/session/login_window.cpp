@@ -6,6 +6,7 @@
 #include "platform/number_text.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
+#include "session/registration_window.h"
 #include "shell/image_list.h"
 #include "shell/main_window.h"
 #include "shell/server_list.h"
@@ -104,6 +105,12 @@ void LoginWindow::buildForm() {
     // Further buttons (such as a sign-up window) join this row.
     buttonRow_->setObjectName(QStringLiteral("buttonRow"));
     buttonRow_->addWidget(cmdRegister_);
+    auto* cmdNewAccount = new QPushButton(QStringLiteral("&New Account..."), this);
+    cmdNewAccount->setObjectName(QStringLiteral("cmdNewAccount"));
+    cmdNewAccount->setToolTip(QStringLiteral("Create an account on this server from here"));
+    connect(cmdNewAccount, &QPushButton::clicked, this,
+            [this] { client_.trap([this] { showRegistrationWindow(client_); }); });
+    buttonRow_->addWidget(cmdNewAccount);
     buttonRow_->addStretch(1);
     buttonRow_->addWidget(cmdLogin_);
 

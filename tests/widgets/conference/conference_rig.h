@@ -6,6 +6,7 @@
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
 #include "session/connection.h"
+#include "shell/main_window.h"
 #include "support/loopback_server.h"
 #include "support/recording_desktop.h"
 #include "support/recording_prompter.h"
@@ -29,8 +30,13 @@ struct ConferenceRig {
         c.setRemoteHost(QStringLiteral("127.0.0.1"));
         c.setRemotePort(server.port());
         c.Connect();
-        return QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 5000) &&
-               server.waitForPeer();
+        if (!QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 5000) ||
+            !server.waitForPeer()) {
+            return false;
+        }
+        // What a successful login does to the main window.
+        client.mainWindow().setToolbarOnline();
+        return true;
     }
 
     ConferenceRooms& rooms() { return *client.findChild<ConferenceRooms*>(); }

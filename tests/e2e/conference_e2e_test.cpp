@@ -8,6 +8,7 @@
 #include "conference/conference_rooms.h"
 #include "conference/invitation_dialog.h"
 #include "conference/invite_dialog.h"
+#include "controls/font_toolbar.h"
 #include "contacts/buddy_list.h"
 #include "platform/html_message_view.h"
 #include "session/connection.h"
@@ -20,6 +21,9 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QImage>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -39,7 +43,14 @@ struct Person {
     Client client{home.path(), prompter, desktop};
     QString name;
 
-    explicit Person(const QString& user) : name(user) {}
+    explicit Person(const QString& user) : name(user) {
+        // The shipped smilie pictures, so that the room draws them.
+        const QDir smilies(QStringLiteral(VELMORA_ASSETS "/Smilies"));
+        QDir(home.path()).mkdir(QStringLiteral("Smilies"));
+        for (const QString& file : smilies.entryList(QDir::Files)) {
+            QFile::copy(smilies.filePath(file), home.filePath(QStringLiteral("Smilies/") + file));
+        }
+    }
 
     bool logIn(const QString& address, const QString& password) {
         LoginWindow& login = client.loginWindow();
@@ -187,6 +198,60 @@ private slots:
         QCOMPARE(bobby.prompter.boxes().last().title, QStringLiteral("Exit Conference"));
         QVERIFY(roomHas(alicia, {"alicia"}));
         QVERIFY(viewHas(alicia, QStringLiteral(" -> bobby Left</font>")));
+    }
+
+    void threeMembersTalk() {
+        test::VelmoradProcess server({QStringLiteral("--room-limit"), QStringLiteral("3")});
+        QVERIFY(server.addUser(QStringLiteral("alicia"), QStringLiteral("alicia1")));
+        QVERIFY(server.addUser(QStringLiteral("bobby"), QStringLiteral("bobby1")));
+        QVERIFY(server.addUser(QStringLiteral("carol1"), QStringLiteral("carol1")));
+        QVERIFY(server.start());
+
+        Person alicia(QStringLiteral("alicia"));
+        Person bobby(QStringLiteral("bobby"));
+        Person carol(QStringLiteral("carol1"));
+        QVERIFY(bobby.logIn(server.address(), QStringLiteral("bobby1")));
+        QVERIFY(carol.logIn(server.address(), QStringLiteral("carol1")));
+        QVERIFY(alicia.logIn(server.address(), QStringLiteral("alicia1")));
+        QVERIFY(alicia.addBuddy(QStringLiteral("bobby")));
+        QVERIFY(alicia.addBuddy(QStringLiteral("carol1")));
+
+        QVERIFY(alicia.openRoom(QStringLiteral("lobby")));
+        QVERIFY(roomHas(alicia, {"alicia"}));
+        QVERIFY(alicia.invite(QStringLiteral("bobby")));
+        QVERIFY(bobby.acceptInvitation());
+        QVERIFY(roomHas(alicia, {"alicia", "bobby"}));
+        QVERIFY(alicia.invite(QStringLiteral("carol1")));
+        QVERIFY(carol.acceptInvitation());
+        const QStringList everyone{"alicia", "bobby", "carol1"};
+        QVERIFY(roomHas(alicia, everyone));
+        QVERIFY(roomHas(bobby, everyone));
+        QVERIFY(roomHas(carol, everyone));
+
+        alicia.say(QStringLiteral("Welcome to the lobby, both of you :)"));
+        QVERIFY(viewHas(carol, QStringLiteral("you ")));
+        bobby.room()->tbFontSettings().setItalic(true);
+        bobby.say(QStringLiteral("Thanks! Has anyone seen the release notes?"));
+        QVERIFY(viewHas(alicia, QStringLiteral("notes? ")));
+        carol.room()->tbFontSettings().setBold(true);
+        carol.say(QStringLiteral("They are on www.velmora.example/notes ;)"));
+        QVERIFY(viewHas(alicia, QStringLiteral("wink.gif")));
+        alicia.say(QStringLiteral("Great, let's go through them together :D"));
+        for (Person* p : {&alicia, &bobby, &carol}) {
+            QVERIFY(viewHas(*p, QStringLiteral("grin.gif")));
+        }
+
+        const QString shot = qEnvironmentVariable("VELMORA_SCREENSHOT");
+        if (!shot.isEmpty()) {
+            ConfWindow& room = *alicia.room();
+            room.resize(720, 480);
+            room.tvUsers().setCurrentItem(room.tvUsers().topLevelItem(1));
+            room.txtSendMsg().setPlainText(QStringLiteral("See you there"));
+            room.show();
+            room.activateWindow();
+            QTest::qWait(300);
+            QVERIFY(room.grab().save(shot));
+        }
     }
 };
 

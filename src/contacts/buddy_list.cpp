@@ -37,8 +37,12 @@ void BuddyList::reset() {
         addNode(nullptr, kOnlineKey, QStringLiteral("Online Buddies"), images::kOnlineGroup);
     offlineInsert_ =
         addNode(nullptr, kOfflineKey, QStringLiteral("Offline Buddies"), images::kOfflineGroup);
-    onlineInsert_->setExpanded(true);
-    offlineInsert_->setExpanded(true);
+    for (QTreeWidgetItem* group : {onlineInsert_, offlineInsert_}) {
+        QFont font = group->font(0);
+        font.setBold(true);
+        group->setFont(0, font);
+        group->setExpanded(true);
+    }
     nodeKey_ = 2;
 }
 

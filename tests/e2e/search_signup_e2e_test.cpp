@@ -12,6 +12,7 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QDir>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPointer>
@@ -50,6 +51,18 @@ struct User {
     }
 };
 
+// With VELMORA_SCREENSHOTS set to a folder, saves a picture of `window` there.
+void saveScreenshot(QWidget& window, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return;
+    }
+    window.raise();
+    window.activateWindow();
+    QTest::qWait(300); // let the window manager place and paint it
+    QVERIFY(window.grab().save(QDir(folder).filePath(file)));
+}
+
 } // namespace
 
 class SearchSignUpE2ETest : public QObject {
@@ -61,6 +74,8 @@ private slots:
         for (const auto& [name, password] : {std::pair{"alicia", "alicia1"},
                                              {"bobby", "bobby1"},
                                              {"bobby2", "bobby22"},
+                                             {"robbie1", "robbie11"},
+                                             {"bobbie_lee", "bobbie1"},
                                              {"carol1", "carol11"}}) {
             QVERIFY(server.addUser(QString::fromLatin1(name), QString::fromLatin1(password)));
         }
@@ -80,10 +95,15 @@ private slots:
         QTest::keyClick(query, Qt::Key_Return);
         QVERIFY(
             QTest::qWaitFor([&] { return search->statusText().startsWith("[ Search"); }, 15000));
-        QCOMPARE(search->statusText(), QStringLiteral("[ Search Complete: 2 Match(es)! ]"));
-        QCOMPARE(results->count(), 2);
-        QCOMPARE(results->item(0)->text(), QStringLiteral("bobby"));
-        QCOMPARE(results->item(1)->text(), QStringLiteral("bobby2"));
+        QCOMPARE(search->statusText(), QStringLiteral("[ Search Complete: 4 Match(es)! ]"));
+        QStringList names;
+        for (int i = 0; i < results->count(); ++i) {
+            names.append(results->item(i)->text());
+        }
+        QCOMPARE(names, (QStringList{QStringLiteral("bobbie_lee"), QStringLiteral("bobby"),
+                                     QStringLiteral("bobby2"), QStringLiteral("robbie1")}));
+        results->setCurrentRow(1);
+        saveScreenshot(*search, QStringLiteral("search.png"));
 
         query->setText(QStringLiteral("nobody"));
         search->cmdSearch_Click();

@@ -4,10 +4,14 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QDesktopServices>
+#include <QRegularExpression>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QTextBlockFormat>
 #include <QTextCharFormat>
 #include <QTextCursor>
+#include <QTextDocument>
+#include <QTextImageFormat>
 
 namespace velmora {
 
@@ -25,6 +29,25 @@ QString withoutClosingBreak(QString html) {
         html.chop(4);
     }
     return html;
+}
+
+// Message fonts carry fractional HTML sizes (points / 3, "3.33333333333333").
+// The source keeps them exactly; the renderer only knows the whole sizes 1
+// to 7 and would fall back to its smallest font, so it is shown the nearest.
+QString withWholeFontSizes(const QString& html) {
+    static const QRegularExpression fractional(QStringLiteral("size=\"(\\d+)\\.(\\d+)\""));
+    QString out;
+    qsizetype last = 0;
+    auto it = fractional.globalMatch(html);
+    while (it.hasNext()) {
+        const QRegularExpressionMatch m = it.next();
+        const double value = (m.captured(1) + QLatin1Char('.') + m.captured(2)).toDouble();
+        out += QStringView(html).mid(last, m.capturedStart() - last);
+        out += QStringLiteral("size=\"%1\"").arg(qBound(1, qRound(value), 7));
+        last = m.capturedEnd();
+    }
+    out += QStringView(html).mid(last);
+    return out;
 }
 
 } // namespace
@@ -60,16 +83,44 @@ void HtmlMessageView::renderPending() {
     if (pending_.isEmpty()) {
         return;
     }
+    // The line is parsed in a scratch document and copied over fragment by
+    // fragment. Inserting the HTML directly leaves an empty frame in the
+    // chat for every picture, and every new frame makes the document scan
+    // all of its fragments again: a chat full of smilies would get slower
+    // with each line.
+    QTextDocument line;
+    line.setDefaultFont(document()->defaultFont());
+    line.setHtml(withWholeFontSizes(withoutClosingBreak(pending_)));
+    pending_.clear();
+
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
     cursor.beginEditBlock();
-    if (renderedLines_ > 0) {
-        // Fresh formats: a line's unclosed tags must not leak into the next.
-        cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+    bool firstBlock = true;
+    for (QTextBlock block = line.begin(); block.isValid(); block = block.next()) {
+        if (renderedLines_ > 0 || !firstBlock) {
+            // Fresh formats: a line's unclosed tags must not leak into the next.
+            cursor.insertBlock(block.blockFormat(), block.charFormat());
+        } else {
+            cursor.setBlockFormat(block.blockFormat());
+            cursor.setBlockCharFormat(block.charFormat());
+        }
+        firstBlock = false;
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            QTextCharFormat format = fragment.charFormat();
+            // Objects belong to the scratch document; nothing refers to them here.
+            format.clearProperty(QTextFormat::ObjectIndex);
+            if (format.isImageFormat()) {
+                for (qsizetype i = 0; i < fragment.length(); ++i) {
+                    cursor.insertImage(format.toImageFormat());
+                }
+            } else {
+                cursor.insertText(fragment.text(), format);
+            }
+        }
     }
-    cursor.insertHtml(withoutClosingBreak(pending_));
     cursor.endEditBlock();
-    pending_.clear();
     ++renderedLines_;
 }
 

@@ -6,7 +6,10 @@
 #include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <QTextFrame>
+#include <QTextImageFormat>
 
 using velmora::HtmlMessageView;
 using velmora::test::RecordingDesktop;
@@ -57,6 +60,7 @@ private slots:
     void clearEmptiesViewAndSource();
     void linkGoesToDesktopAndKeepsChat();
     void scrollToEndShowsLastLine();
+    void picturesLeaveNoFramesBehind();
 };
 
 void HtmlMessageViewTest::keepsSourceAndRendersOneBlockPerLine() {
@@ -98,6 +102,15 @@ void HtmlMessageViewTest::lineWaitsForItsEnd() {
     QCOMPARE(view.toPlainText(), QString());
     writeAll(view, line.mid(5));
     QCOMPARE(view.document()->firstBlock().text(), QString::fromUtf8("alice:\u00a0 hello "));
+    // The fractional size 10 / 3 stays in the source but renders as the
+    // nearest whole HTML size, the size of the sender's name.
+    QVERIFY(view.source().contains("size=\"3.33333333333333\""));
+    QTextCursor name(view.document()->firstBlock());
+    name.movePosition(QTextCursor::Right);
+    QTextCursor text(view.document()->firstBlock());
+    text.movePosition(QTextCursor::EndOfBlock);
+    text.movePosition(QTextCursor::Left);
+    QCOMPARE(text.charFormat().font().pointSizeF(), name.charFormat().font().pointSizeF());
 
     // A notice that does not end like a chat line shows once scrolled to.
     view.write("\r\n<br><font color=\"#FF0000\"> -> bob Entered</font>\r\n");
@@ -151,6 +164,35 @@ void HtmlMessageViewTest::scrollToEndShowsLastLine() {
     QScrollBar* bar = view.verticalScrollBar();
     QVERIFY(bar->maximum() > 0);
     QCOMPARE(bar->value(), bar->maximum());
+}
+
+void HtmlMessageViewTest::picturesLeaveNoFramesBehind() {
+    // Each frame in the chat makes every later edit rescan the whole
+    // document, so pictures must arrive as plain image characters.
+    HtmlMessageView view;
+    view.write(kHeader);
+    for (int i = 0; i < 3; ++i) {
+        writeAll(view, chatLine("bob", {"hi", "<img src='/nowhere/smilie.gif' alt='' border='0'>",
+                                        "<img src='/nowhere/wink.gif' alt='' border='0'>"}));
+    }
+    QVERIFY(view.document()->rootFrame()->childFrames().isEmpty());
+    QStringList pictures;
+    for (QTextBlock block = view.document()->begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            if (it.fragment().charFormat().isImageFormat()) {
+                pictures << it.fragment().charFormat().toImageFormat().name();
+            }
+        }
+    }
+    QCOMPARE(pictures.size(), 6);
+    QCOMPARE(pictures.first(), QString("/nowhere/smilie.gif"));
+    QCOMPARE(view.document()->lastBlock().text(),
+             QString::fromUtf8("bob:\u00a0 hi \ufffc \ufffc "));
+    // The line keeps the formats of its tags.
+    QTextCursor cursor(view.document()->lastBlock());
+    cursor.movePosition(QTextCursor::EndOfBlock);
+    QVERIFY(cursor.charFormat().font().bold());
+    QCOMPARE(cursor.charFormat().foreground().color(), QColor("#0000C0"));
 }
 
 QTEST_MAIN(HtmlMessageViewTest)

@@ -1,6 +1,7 @@
 #include "messaging/pm_window.h"
 
 #include "app/client.h"
+#include "contacts/add_buddy_dialog.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
 #include "messaging/conversation_log.h"
@@ -13,6 +14,7 @@
 #include "protocol/wire.h"
 #include "session/connection.h"
 #include "shell/main_window.h"
+#include "transfer/file_sender.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -31,7 +33,6 @@
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTextDocument>
-#include <QTimer>
 #include <QVBoxLayout>
 
 namespace velmora {
@@ -180,9 +181,8 @@ void PMWindow::buildMenus() {
             this, trapped(&PMWindow::addRecipientAsBuddy));
     connect(addAction(file, "mnuFileSaveLog", tr("&Save Conversation As..."), QKeySequence::Save),
             &QAction::triggered, this, trapped(&PMWindow::saveLog));
-    // Offering a file needs the transfer feature, which the client does not
-    // carry yet.
-    addAction(file, "mnuFileSendFile", tr("Send &File..."))->setEnabled(false);
+    connect(addAction(file, "mnuFileSendFile", tr("Send &File...")), &QAction::triggered, this,
+            [this] { client_.trap([this] { findFileSender(client_, recipient_); }); });
     file->addSeparator();
     connect(addAction(file, "mnuFileClose", tr("&Close"), QKeySequence::Close), &QAction::triggered,
             this, &QWidget::close);
@@ -422,27 +422,12 @@ void PMWindow::askAndFind() {
 }
 
 void PMWindow::addRecipientAsBuddy() {
-    QAction* add = client_.mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsAddContact"));
-    if (!add) {
-        return;
-    }
-    // The add-buddy dialog comes up empty; the name is put in as soon as it
-    // shows, whether it runs modal or not.
-    const QString name = recipient_;
-    Client* client = &client_;
-    QTimer::singleShot(0, &client_.mainWindow(), [client, name] {
-        QList<QWidget*> candidates =
-            client->mainWindow().findChildren<QWidget*>(QStringLiteral("frmAddBuddy"));
-        candidates += client->windows();
-        for (QWidget* window : candidates) {
-            if (window->objectName() == QLatin1StringView("frmAddBuddy") && window->isVisible()) {
-                if (auto* box = window->findChild<QLineEdit*>(QStringLiteral("txtUName"))) {
-                    box->setText(name);
-                }
-            }
-        }
-    });
-    add->trigger();
+    // The add-buddy dialog owns the checks and the command; it runs unseen
+    // with the recipient's name, and only its boxes show.
+    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(client_, this);
+    dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(recipient_);
+    dialog->cmdAddBuddy_Click();
+    delete dialog.data();
 }
 
 PMWindow* OpenPMWindow(Client& client, const QString& name) {

@@ -4,13 +4,17 @@
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "session/connection.h"
+#include "session/login_window.h"
+#include "shell/main_window.h"
 #include "support/recording_desktop.h"
 #include "support/recording_prompter.h"
 #include "support/temp_home.h"
 #include "support/velmorad_process.h"
 
+#include <QComboBox>
+#include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QSignalSpy>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTcpSocket>
 #include <QTest>
@@ -19,31 +23,29 @@ using namespace velmora;
 
 namespace {
 
-// One user's client, logged in with the login command on its own connection.
+// One user's client.
 struct User {
     velmora::test::TempHome home;
     velmora::test::RecordingPrompter prompter;
     velmora::test::RecordingDesktop desktop;
     Client client{home.path(), prompter, desktop};
 
+    // Logs in through the login window, as the user would.
     bool logIn(const velmora::test::VelmoradProcess& server, const QString& name,
                const QString& password) {
-        Connection& c = client.connection();
-        c.setRemoteHost(QStringLiteral("127.0.0.1"));
-        c.setRemotePort(server.port());
-        c.Connect();
-        if (!QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 10000)) {
-            return false;
-        }
-        QSignalSpy arrived(&c, &Connection::dataArrival);
-        c.SendData(QStringLiteral(" ## cmdLI /:/ ") + name + QStringLiteral(" /:/ ") + password +
-                   QStringLiteral(" /:/ 1.4"));
-        if (!QTest::qWaitFor([&] { return arrived.count() > 0; }, 10000)) {
-            return false;
-        }
-        client.session().userName = name;
-        client.session().password = password;
-        return true;
+        LoginWindow& login = client.loginWindow();
+        login.show();
+        login.findChild<QComboBox*>(QStringLiteral("cboHost"))->setEditText(server.address());
+        login.findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
+        login.findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText(password);
+        QTest::mouseClick(login.findChild<QPushButton*>(QStringLiteral("cmdLogin")),
+                          Qt::LeftButton);
+        return QTest::qWaitFor(
+            [&] {
+                return client.mainWindow().connectStatus() ==
+                       QStringLiteral("-> Connected [") + name + QLatin1Char(']');
+            },
+            10000);
     }
     PMWindow* window(const QString& caption) {
         return qobject_cast<PMWindow*>(client.findWindowByCaption(caption));

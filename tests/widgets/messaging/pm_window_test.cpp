@@ -317,6 +317,17 @@ private slots:
         QCOMPARE(w->txtSendMsg().textCursor().selectedText(), QStringLiteral("a:-\\b"));
     }
 
+    void theFileMenuAddsTheRecipientAsABuddy() {
+        Rig rig;
+        QVERIFY(rig.connect());
+        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        w->findChild<QAction*>(QStringLiteral("mnuFileAddBuddy"))->trigger();
+        QVERIFY(rig.server.waitForReceived(" ## cmdAB /:/ alicia /:/ bobby"));
+        QCOMPARE(rig.server.received(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
+        QCOMPARE(rig.prompter.texts(),
+                 QStringList{QStringLiteral("The user bobby was added to your buddy list!")});
+    }
+
     void theLogIsSavedAsTheWindowReads() {
         Rig rig;
         QVERIFY(rig.connect());

@@ -12,6 +12,8 @@
 #include "support/velmorad_process.h"
 
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -29,6 +31,15 @@ struct User {
     velmora::test::RecordingPrompter prompter;
     velmora::test::RecordingDesktop desktop;
     Client client{home.path(), prompter, desktop};
+
+    User() {
+        // The shipped smilie pictures, for the views and the font toolbar.
+        const QDir smilies(QStringLiteral(VELMORA_ASSETS "/Smilies"));
+        QDir(home.path()).mkdir(QStringLiteral("Smilies"));
+        for (const QString& file : smilies.entryList(QDir::Files)) {
+            QFile::copy(smilies.filePath(file), home.filePath(QStringLiteral("Smilies/") + file));
+        }
+    }
 
     // Logs in through the login window, as the user would.
     bool logIn(const velmora::test::VelmoradProcess& server, const QString& name,
@@ -71,6 +82,19 @@ void useFont(PMWindow& w, const char* name, const char* size, bool bold) {
 void send(PMWindow& w, const QString& text) {
     w.txtSendMsg().setPlainText(text);
     QTest::keyClick(&w.txtSendMsg(), Qt::Key_Return);
+}
+
+// With VELMORA_SCREENSHOTS set to a folder (and a real display, e.g.
+// xvfb-run with QT_QPA_PLATFORM=xcb), saves a picture of `window` there.
+void saveScreenshot(QWidget& window, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return;
+    }
+    window.raise();
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(window.grab().save(QDir(folder).filePath(file)));
 }
 
 // A line as the receiving window writes it: black, in the sender's font.
@@ -119,14 +143,19 @@ private slots:
 
         // bobby answers in his own font; it lands in alicia's open window.
         useFont(*toAlicia, "Verdana", "10", false);
-        send(*toAlicia, QStringLiteral("hi alicia, got it"));
+        send(*toAlicia, QStringLiteral("got it :D see www.velmora.org"));
+        const QString answer = "got it " + bobby.smilie("grin.gif") +
+                               "see <a href=\"http://www.velmora.org\" "
+                               "target=\"_blank\">www.velmora.org</a> ";
         QVERIFY(toAlicia->messageView().source().endsWith(
-            "<font color=\"#0000C0\" face=\"Verdana\" size=\"3.33333333333333\">hi alicia, got it "
+            "<font color=\"#0000C0\" face=\"Verdana\" size=\"3.33333333333333\">" + answer +
             "</font>\r\n<br>\r\n"));
+        const QString received = QString(answer).replace(bobby.home.path(), alicia.home.path());
         QVERIFY(QTest::qWaitFor([&] {
             return toBobby->messageView().source().endsWith(
-                receivedLine("bobby", "Verdana", "3.33333333333333", "", "hi alicia, got it "));
+                receivedLine("bobby", "Verdana", "3.33333333333333", "", received));
         }));
+        saveScreenshot(*toBobby, QStringLiteral("conversation.png"));
         QCOMPARE(alicia.client.windows().size(), 1);
 
         // An unknown user, then one who is offline (carol1 never logged in).

@@ -2,6 +2,7 @@
 
 #include "app/client.h"
 #include "contacts/buddy_list.h"
+#include "contacts/buddy_tree_delegate.h"
 #include "shell/image_list.h"
 #include "shell/toolbar_icons.h"
 
@@ -27,7 +28,12 @@ MainWindow::MainWindow(Client& client)
 
     tvBuddies_->setObjectName(QStringLiteral("tvBuddies"));
     tvBuddies_->setHeaderHidden(true);
-    tvBuddies_->setIndentation(10);
+    // The chains are always open and drawn flat; a double click opens a
+    // conversation instead of folding a chain.
+    tvBuddies_->setIndentation(0);
+    tvBuddies_->setItemsExpandable(false);
+    tvBuddies_->setExpandsOnDoubleClick(false);
+    tvBuddies_->setItemDelegate(new BuddyTreeDelegate(tvBuddies_));
     tvBuddies_->setIconSize(QSize(20, 20));
     tvBuddies_->setRootIsDecorated(false);
     tvBuddies_->setUniformRowHeights(true);

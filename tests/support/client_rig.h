@@ -29,7 +29,7 @@ public:
     // Sends records and waits until `boxes` boxes in all have been shown.
     [[nodiscard]] bool feed(const QByteArray& bytes, qsizetype boxes);
     // Sends records and waits until `done` holds.
-    template <typename Done> [[nodiscard]] bool feed(const QByteArray& bytes, Done done) {
+    template <typename Done> [[nodiscard]] bool feedUntil(const QByteArray& bytes, Done done) {
         server.send(bytes);
         return QTest::qWaitFor(done, 5000);
     }

@@ -35,8 +35,8 @@ private slots:
         rig.client.mainWindow().buddies().onBuddyList(
             "n %/ bobby :%: f %/ dave1 :%: n %/ Carol1 :%: n %/ erin1");
         ConfWindow& room = rig.openLobby();
-        QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ carol1",
-                         [&] { return room.members().size() == 2; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/  :/ alicia :/ carol1",
+                              [&] { return room.members().size() == 2; }));
 
         room.inviteUsers();
         auto* dialog = rig.window<InviteDialog>("frmInviteConference");
@@ -64,8 +64,8 @@ private slots:
         rig.client.session().intServerLimit = 2;
         rig.client.mainWindow().buddies().onBuddyList("n %/ bobby :%: n %/ erin1");
         ConfWindow& room = rig.openLobby();
-        QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ carol1",
-                         [&] { return room.members().size() == 2; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/  :/ alicia :/ carol1",
+                              [&] { return room.members().size() == 2; }));
 
         room.inviteUsers();
         auto* dialog = rig.window<InviteDialog>("frmInviteConference");
@@ -80,9 +80,10 @@ private slots:
     void eachInvitationOpensItsOwnDialog() {
         ConferenceRig rig;
         QVERIFY(rig.connect());
-        QVERIFY(rig.feed(" ## +CI /$/ bobby /$/ lobby /$/ come%%on%%in ## +CI /$/ carol1 /$/ "
-                         "games /$/ ",
-                         [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 2; }));
+        QVERIFY(
+            rig.feedUntil(" ## +CI /$/ bobby /$/ lobby /$/ come%%on%%in ## +CI /$/ carol1 /$/ "
+                          "games /$/ ",
+                          [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 2; }));
         const auto dialogs = rig.windows<InvitationDialog>("frmInvConf");
         InvitationDialog* fromBobby = dialogs[0]->strFromWho() == "bobby" ? dialogs[0] : dialogs[1];
         InvitationDialog* fromCarol = dialogs[0] == fromBobby ? dialogs[1] : dialogs[0];

@@ -68,18 +68,18 @@ private slots:
         const QString sounds = rig.home.path() + QStringLiteral("/Sounds/");
 
         // A member announced before the details arrive is not listed twice.
-        QVERIFY(rig.feed(" ## +CO /$/ bobby", [&] { return room.members().size() == 1; }));
+        QVERIFY(rig.feedUntil(" ## +CO /$/ bobby", [&] { return room.members().size() == 1; }));
         const QString before = room.brwMessage().source();
-        QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ BOBBY :/ carol1",
-                         [&] { return room.members().size() == 3; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/  :/ alicia :/ BOBBY :/ carol1",
+                              [&] { return room.members().size() == 3; }));
         QCOMPARE(room.members(), (QStringList{"alicia", "BOBBY", "carol1"}));
         QCOMPARE(room.brwMessage().source().mid(before.size()),
                  kNoticeFont +
                      QStringLiteral("----> Entered Conference \"lobby\"</font>\r\n<br><br>\r\n"));
         QCOMPARE(room.windowTitle(), QStringLiteral("lobby - [ Conference Room ]"));
 
-        QVERIFY(rig.feed(" ## +CO /$/ CAROL1 ## +CE /$/ bobby",
-                         [&] { return room.members().size() == 2; }));
+        QVERIFY(rig.feedUntil(" ## +CO /$/ CAROL1 ## +CE /$/ bobby",
+                              [&] { return room.members().size() == 2; }));
         QTest::qWait(50);
         QCOMPARE(room.members(), (QStringList{"alicia", "CAROL1"}));
         QVERIFY(room.brwMessage().source().endsWith(
@@ -91,8 +91,8 @@ private slots:
 
         // A full room: one box, nothing else changes.
         const QString shown = room.brwMessage().source();
-        QVERIFY(
-            rig.feed(" ## +CDet /$/ ConfFull", [&] { return rig.prompter.boxes().size() == 1; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/ ConfFull",
+                              [&] { return rig.prompter.boxes().size() == 1; }));
         const auto& box = rig.prompter.boxes()[0];
         QCOMPARE(box.text, QStringLiteral("Sorry, this conference already has the maximum users "
                                           "allowed in a conference!"));
@@ -107,9 +107,10 @@ private slots:
         ConferenceRig rig;
         QVERIFY(rig.connect());
         ConfWindow& room = rig.openLobby();
-        QVERIFY(rig.feed(" ## +CM /$/ ALICIA /$/ hi%%all /$/ Arial /$/ 12 /$/ B ## +CM /$/ bobby "
-                         "/$/ hey /$/ Tahoma /$/ 10 /$/ ",
-                         [&] { return room.brwMessage().source().contains("hey"); }));
+        QVERIFY(
+            rig.feedUntil(" ## +CM /$/ ALICIA /$/ hi%%all /$/ Arial /$/ 12 /$/ B ## +CM /$/ bobby "
+                          "/$/ hey /$/ Tahoma /$/ 10 /$/ ",
+                          [&] { return room.brwMessage().source().contains("hey"); }));
         const QString source = room.brwMessage().source();
         QVERIFY(source.contains(QStringLiteral(
             "<b><font color=\"#0000C0\" face=\"MS Sans Serif\" size=\"3\">ALICIA:</font></b>&nbsp; "
@@ -152,8 +153,8 @@ private slots:
         ConferenceRig rig;
         QVERIFY(rig.connect());
         ConfWindow* room = &rig.openLobby();
-        QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ bobby",
-                         [&] { return room->members().size() == 2; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/  :/ alicia :/ bobby",
+                              [&] { return room->members().size() == 2; }));
 
         rig.prompter.queueAnswer(answer::kNo);
         room->close();
@@ -177,8 +178,8 @@ private slots:
         ConferenceRig rig;
         QVERIFY(rig.connect());
         ConfWindow& room = rig.openLobby();
-        QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ bobby",
-                         [&] { return room.members().size() == 2; }));
+        QVERIFY(rig.feedUntil(" ## +CDet /$/  :/ alicia :/ bobby",
+                              [&] { return room.members().size() == 2; }));
         room.txtSendMsg().setPlainText(QStringLiteral("unsent"));
 
         rig.server.closePeer();

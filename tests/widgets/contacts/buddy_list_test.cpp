@@ -8,10 +8,7 @@
 #include "platform/html_message_view.h"
 #include "session/connection.h"
 #include "shell/main_window.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QLineEdit>
@@ -22,7 +19,6 @@
 #include <QVBoxLayout>
 
 using namespace velmora;
-using velmora::test::LoopbackServer;
 
 namespace {
 
@@ -55,27 +51,11 @@ QStringList shape(const BuddyList& buddies) {
 class BuddyListTest : public QObject {
     Q_OBJECT
 
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        Client client{home.path(), prompter, desktop};
-        LoopbackServer server;
+    struct Rig : velmora::test::ClientRig {
         MainWindow& main = client.mainWindow();
         BuddyList& buddies = main.buddies();
 
-        // Logged in as bobby, as far as the client can tell.
-        bool logIn() {
-            client.values() = client.settings().loadMainWindowValues();
-            Connection& c = client.connection();
-            c.setRemoteHost(QStringLiteral("127.0.0.1"));
-            c.setRemotePort(server.port());
-            c.Connect();
-            client.session().userName = QStringLiteral("bobby");
-            main.setToolbarOnline();
-            return QTest::qWaitFor([&] { return c.State() == Connection::Connected; }) &&
-                   server.waitForPeer();
-        }
+        bool logIn() { return ClientRig::logIn(QStringLiteral("bobby")); }
         bool feed(const QByteArray& bytes, const QString& lastNode) {
             server.send(bytes);
             return QTest::qWaitFor([&] { return shape(buddies).join(' ').contains(lastNode); });

@@ -7,10 +7,7 @@
 #include "session/connection.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QLabel>
@@ -22,34 +19,17 @@
 #include <QTreeWidget>
 
 using namespace velmora;
+using velmora::test::child;
 
 namespace {
 
-struct Rig {
-    velmora::test::TempHome home;
-    velmora::test::RecordingPrompter prompter;
-    velmora::test::RecordingDesktop desktop;
-    Client client{home.path(), prompter, desktop};
-    velmora::test::LoopbackServer server;
-
-    bool connect() {
-        Connection& c = client.connection();
-        c.setRemoteHost(QStringLiteral("127.0.0.1"));
-        c.setRemotePort(server.port());
-        c.Connect();
-        return QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 5000) &&
-               server.waitForPeer();
-    }
+struct Rig : velmora::test::ClientRig {
     SearchUsersWindow& open() {
         client.mainWindow().setToolbarOnline(); // as after a login
-        client.mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsSearchUsers"))->trigger();
+        action("mnuToolsSearchUsers")->trigger();
         return *findSearchWindow(client);
     }
 };
-
-template <typename T> T* child(QWidget& window, const char* name) {
-    return window.findChild<T*>(QString::fromLatin1(name));
-}
 
 QStringList results(QWidget& window) {
     QStringList names;

@@ -8,10 +8,7 @@
 #include "session/connection.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QPlainTextEdit>
@@ -46,43 +43,12 @@ public:
 class PMWindowTest : public QObject {
     Q_OBJECT
 
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        std::unique_ptr<Client> client;
-        velmora::test::LoopbackServer server;
-
-        // `ini` becomes the settings file before the client loads it.
-        explicit Rig(const QByteArray& ini = QByteArray()) {
-            if (!ini.isEmpty()) {
-                home.writeFile(QStringLiteral("Velmora.ini"), ini);
-            }
-            client = std::make_unique<Client>(home.path(), prompter, desktop);
-            client->session().userName = QStringLiteral("alicia");
-        }
-        bool connect() {
-            Connection& c = client->connection();
-            c.setRemoteHost(QStringLiteral("127.0.0.1"));
-            c.setRemotePort(server.port());
-            c.Connect();
-            return QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 5000) &&
-                   server.waitForPeer();
-        }
-        QString smilie(const char* file) const {
-            return QStringLiteral("<img src='") + home.path() + QStringLiteral("/Smilies/") +
-                   QLatin1StringView(file) + QStringLiteral("' alt='' border='0'> ");
-        }
+    struct Rig : velmora::test::ClientRig {
+        using ClientRig::ClientRig;
         PMWindow* window(const QString& caption) const {
-            return qobject_cast<PMWindow*>(client->findWindowByCaption(caption));
+            return qobject_cast<PMWindow*>(client.findWindowByCaption(caption));
         }
-        int pmWindows() const {
-            int n = 0;
-            for (QWidget* w : client->windows()) {
-                n += qobject_cast<PMWindow*>(w) ? 1 : 0;
-            }
-            return n;
-        }
+        int pmWindows() const { return int(windows<PMWindow>().size()); }
     };
 
     static void setFont(PMWindow& w, const char* name, const char* size, bool bold, bool italic,
@@ -103,8 +69,8 @@ class PMWindowTest : public QObject {
 private slots:
     void enterSendsTheCommandAndShowsTheOwnLine() {
         Rig rig;
-        QVERIFY(rig.connect());
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         setFont(*w, "Arial", "12", true, false, false);
         QCOMPARE(w->style(), QStringLiteral("B"));
 
@@ -140,8 +106,8 @@ private slots:
 
     void emptyAndSelfAddressedMessagesAreNotSent() {
         Rig rig;
-        QVERIFY(rig.connect());
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         const QString before = w->messageView().source();
         type(*w, QStringLiteral("   "));
         type(*w, QStringLiteral("%%%%"));
@@ -150,7 +116,7 @@ private slots:
         QVERIFY(w->txtSendMsg().isEnabled());
 
         // To oneself (in any case): shown, never sent.
-        PMWindow* self = OpenPMWindow(*rig.client, QStringLiteral("ALICIA"));
+        PMWindow* self = OpenPMWindow(rig.client, QStringLiteral("ALICIA"));
         setFont(*self, "Arial", "10", false, false, false);
         type(*self, QStringLiteral("note to self"));
         QVERIFY(self->messageView().source().endsWith(
@@ -166,9 +132,8 @@ private slots:
 
     void receivedMessagesFindTheirWindowIgnoringCase() {
         Rig rig;
-        rig.client->session().userName = QStringLiteral("bobby");
-        QVERIFY(rig.connect());
-        PMWindow* open = OpenPMWindow(*rig.client, QStringLiteral("alicia"));
+        QVERIFY(rig.logIn(QStringLiteral("bobby")));
+        PMWindow* open = OpenPMWindow(rig.client, QStringLiteral("alicia"));
         const QString header = open->messageView().source();
         rig.server.send(" ## +PM /$/ ALICIA /$/ hi%%www.velmora.org%%;) /$/ Verdana /$/ 8 /$/ U"
                         " ## +PM /$/ carol1 /$/ second /$/ Arial /$/ 12 /$/ ");
@@ -209,12 +174,12 @@ private slots:
 
     void switchedOffSoundAndPopUpStayQuiet() {
         Rig rig("[Settings]\r\nNewPM=0\r\n[Sounds]\r\nReceiveIMEnabled=0\r\n");
-        rig.client->dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ B");
+        rig.client.dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ B");
         QVERIFY(rig.window(QStringLiteral("BOBBY - instant message")));
         QVERIFY(rig.desktop.sounds().isEmpty());
         QVERIFY(rig.desktop.broughtToFront().isEmpty());
         // A size that is no number is reported once the name is written.
-        rig.client->dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ big /$/ ");
+        rig.client.dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ big /$/ ");
         QCOMPARE(rig.prompter.boxes().size(), 1);
         QCOMPARE(rig.prompter.boxes().first().style, 48);
         QVERIFY(rig.prompter.boxes().first().text.startsWith(QStringLiteral("Error #13 ")));
@@ -222,7 +187,7 @@ private slots:
 
     void serverNoticesCannotBeAnswered() {
         Rig rig;
-        rig.client->dispatcher().dispatchBatch(
+        rig.client.dispatcher().dispatchBatch(
             " ## +PM /$/ IM Server /$/ Welcome! /$/ MS Sans Serif /$/ 10 /$/ ");
         PMWindow* w = rig.window(QStringLiteral("IM Server - Instant Message"));
         QVERIFY(w);
@@ -236,7 +201,7 @@ private slots:
     void theViewAndToolbarStartFromTheSettings() {
         // A style missing from the file is switched on.
         Rig fresh;
-        PMWindow* w = OpenPMWindow(*fresh.client, QStringLiteral("bobby"));
+        PMWindow* w = OpenPMWindow(fresh.client, QStringLiteral("bobby"));
         QCOMPARE(w->messageView().source(), kHeader);
         QCOMPARE(w->tbFontSettings().FontName(), QStringLiteral("MS Sans Serif"));
         QCOMPARE(w->tbFontSettings().FontSize(), QStringLiteral("10"));
@@ -245,7 +210,7 @@ private slots:
 
         Rig saved("[Font]\r\nName=Verdana\r\nSize=14\r\nBold=False\r\nItalic=True\r\n"
                   "Underlined=False\r\n");
-        PMWindow* v = OpenPMWindow(*saved.client, QStringLiteral("bobby"));
+        PMWindow* v = OpenPMWindow(saved.client, QStringLiteral("bobby"));
         QCOMPARE(v->tbFontSettings().FontName(), QStringLiteral("Verdana"));
         QCOMPARE(v->style(), QStringLiteral("I"));
         QCOMPARE(v->txtSendMsg().font().family(), QStringLiteral("Verdana"));
@@ -261,7 +226,7 @@ private slots:
     void positionIsSharedThroughTheSettingsFile() {
         Rig rig("[FormPos]\r\nfrmPM-Left=40\r\nfrmPM-Top=50\r\nfrmPM-Height=333\r\n"
                 "frmPM-Width=444\r\n");
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         QCOMPARE(w->size(), QSize(444, 333));
         QCOMPARE(w->pos(), QPoint(40, 50));
         w->resize(520, 410);
@@ -273,15 +238,15 @@ private slots:
                  ini.constData());
         // A position that is no number is reported, and the window still opens.
         Rig bad("[FormPos]\r\nfrmPM-Left=far\r\n");
-        QVERIFY(OpenPMWindow(*bad.client, QStringLiteral("bobby")));
+        QVERIFY(OpenPMWindow(bad.client, QStringLiteral("bobby")));
         QCOMPARE(bad.prompter.boxes().size(), 1);
         QVERIFY(bad.prompter.boxes().first().text.startsWith(QStringLiteral("Error #13 ")));
     }
 
     void aLostConnectionStopsSendingAndASendOfflineDisconnects() {
         Rig rig;
-        QVERIFY(rig.connect());
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         rig.server.closePeer();
         QVERIFY(QTest::qWaitFor([&] { return !w->txtSendMsg().isEnabled(); }, 5000));
         QVERIFY(!w->findChild<QPushButton*>(QStringLiteral("cmdSend"))->isEnabled());
@@ -289,21 +254,21 @@ private slots:
 
         // Without a connection the send fails on the socket: no box, offline.
         Rig offline;
-        PMWindow* v = OpenPMWindow(*offline.client, QStringLiteral("bobby"));
+        PMWindow* v = OpenPMWindow(offline.client, QStringLiteral("bobby"));
         type(*v, QStringLiteral("anyone?"));
         QVERIFY(offline.prompter.boxes().isEmpty());
         QVERIFY(!v->txtSendMsg().isEnabled());
-        QCOMPARE(offline.client->mainWindow().connectStatus(), QStringLiteral("-> Disconnected"));
+        QCOMPARE(offline.client.mainWindow().connectStatus(), QStringLiteral("-> Disconnected"));
     }
 
     void oneWindowPerUserAndSmiliesGoToTheCaret() {
         Rig rig;
-        emit rig.client->mainWindow().buddyActivated(QStringLiteral("bobby"));
+        emit rig.client.mainWindow().buddyActivated(QStringLiteral("bobby"));
         PMWindow* w = rig.window(QStringLiteral("bobby - Instant Message"));
         QVERIFY(w);
         QCOMPARE(w->objectName(), QStringLiteral("frmPM"));
         QVERIFY(rig.desktop.broughtToFront().isEmpty());
-        emit rig.client->mainWindow().buddyActivated(QStringLiteral("BOBBY"));
+        emit rig.client.mainWindow().buddyActivated(QStringLiteral("BOBBY"));
         QCOMPARE(rig.pmWindows(), 1);
         QCOMPARE(rig.desktop.broughtToFront(), (QList<QPointer<QWidget>>{w}));
 
@@ -319,8 +284,8 @@ private slots:
 
     void theFileMenuAddsTheRecipientAsABuddy() {
         Rig rig;
-        QVERIFY(rig.connect());
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         w->findChild<QAction*>(QStringLiteral("mnuFileAddBuddy"))->trigger();
         QVERIFY(rig.server.waitForReceived(" ## cmdAB /:/ alicia /:/ bobby"));
         QCOMPARE(rig.server.received(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
@@ -330,9 +295,9 @@ private slots:
 
     void theLogIsSavedAsTheWindowReads() {
         Rig rig;
-        QVERIFY(rig.connect());
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
-        rig.client->dispatcher().dispatchBatch(
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
+        rig.client.dispatcher().dispatchBatch(
             " ## +PM /$/ bobby /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
         setFont(*w, "Arial", "10", false, false, false);
         type(*w, QStringLiteral("Grüße, 你好 ;)"));
@@ -364,8 +329,8 @@ private slots:
 
     void findSelectsTheNextMatchAndWrapsAround() {
         Rig rig;
-        PMWindow* w = OpenPMWindow(*rig.client, QStringLiteral("bobby"));
-        rig.client->dispatcher().dispatchBatch(
+        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
+        rig.client.dispatcher().dispatchBatch(
             " ## +PM /$/ bobby /$/ apple%%pie /$/ Arial /$/ 10 "
             "/$/  ## +PM /$/ bobby /$/ apple /$/ Arial /$/ 10 /$/ ");
         QVERIFY(w->findInConversation(QStringLiteral("APPLE")));

@@ -4,9 +4,7 @@
 #include "messaging/pm_window.h"
 #include "messaging/send_pm_dialog.h"
 #include "shell/main_window.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QApplication>
@@ -22,11 +20,7 @@ using namespace velmora;
 class SendPMDialogTest : public QObject {
     Q_OBJECT
 
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        Client client{home.path(), prompter, desktop};
+    struct Rig : velmora::test::ClientRig {
 
         QTreeWidgetItem* node(SendPMDialog& d, const QString& text) {
             const auto found = d.tvUsers().findItems(text, Qt::MatchExactly | Qt::MatchRecursive);

@@ -2,50 +2,25 @@
 // dispatcher, the replies handled in line and the disconnect procedure.
 #include "app/client.h"
 #include "contacts/buddy_list.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QTest>
 #include <QTreeWidget>
 
 using namespace velmora;
-using velmora::test::LoopbackServer;
+using Rig = velmora::test::ClientRig;
 
 namespace {
-const QString kUnknown =
-    QStringLiteral("Error: The server sent an unknown command!\r\nYou may need to upgrade your I.M. Client!");
+const QString kUnknown = QStringLiteral(
+    "Error: The server sent an unknown command!\r\nYou may need to upgrade your I.M. Client!");
 }
 
 class DispatcherTest : public QObject {
     Q_OBJECT
-
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        Client client{home.path(), prompter, desktop};
-        LoopbackServer server;
-
-        bool connect() {
-            Connection& c = client.connection();
-            c.setRemoteHost(QStringLiteral("127.0.0.1"));
-            c.setRemotePort(server.port());
-            c.Connect();
-            return QTest::qWaitFor([&] { return c.State() == Connection::Connected; }, 5000) &&
-                   server.waitForPeer();
-        }
-        // Sends bytes and waits until the dispatcher has shown `boxes` boxes.
-        bool feed(const QByteArray& bytes, qsizetype boxes) {
-            server.send(bytes);
-            return QTest::qWaitFor([&] { return prompter.boxes().size() >= boxes; }, 5000);
-        }
-    };
 
 private slots:
     void noticesAndUnknownCodesShowTheirBoxes() {
@@ -152,13 +127,16 @@ private slots:
         QVERIFY(rig.connect());
         rig.client.session().userName = QStringLiteral("alicia");
         rig.client.session().password = QStringLiteral("secret");
-        rig.server.send(" ## +SO /$/ http://people.example /$/ 10 /$/ 1 ## +BL /$/ n %/ bobby :%: f %/ carol");
-        QVERIFY(QTest::qWaitFor([&] { return main.tvBuddies().topLevelItem(0)->childCount() == 1; }));
+        rig.server.send(
+            " ## +SO /$/ http://people.example /$/ 10 /$/ 1 ## +BL /$/ n %/ bobby :%: f %/ carol");
+        QVERIFY(
+            QTest::qWaitFor([&] { return main.tvBuddies().topLevelItem(0)->childCount() == 1; }));
         main.setToolbarOnline();
         main.SetTrayStatus(MainWindow::kImageOnline, QStringLiteral("alicia"));
 
         rig.server.closePeer();
-        QVERIFY(QTest::qWaitFor([&] { return main.connectStatus() == QStringLiteral("-> Disconnected"); }));
+        QVERIFY(QTest::qWaitFor(
+            [&] { return main.connectStatus() == QStringLiteral("-> Disconnected"); }));
         QCOMPARE(rig.client.connection().State(), int(Connection::Closed));
         QCOMPARE(main.tvBuddies().topLevelItemCount(), 2);
         QCOMPARE(main.tvBuddies().topLevelItem(0)->childCount(), 0);
@@ -181,7 +159,8 @@ private slots:
         Rig rig;
         rig.client.session().userName = QStringLiteral("alicia");
         rig.client.mainWindow().setConnectStatus(QStringLiteral("-> Connected [alicia]"));
-        rig.client.trap([&] { rig.client.connection().SendData(QStringLiteral(" ## cmdSU /:/ bob")); });
+        rig.client.trap(
+            [&] { rig.client.connection().SendData(QStringLiteral(" ## cmdSU /:/ bob")); });
         QVERIFY(rig.prompter.boxes().isEmpty());
         QCOMPARE(rig.client.mainWindow().connectStatus(), QStringLiteral("-> Disconnected"));
         QVERIFY(rig.client.session().userName.isEmpty());
@@ -197,16 +176,19 @@ private slots:
     void commandsGoOutInOneSendWithNothingAppended() {
         Rig rig;
         QVERIFY(rig.connect());
-        rig.client.connection().SendData(QStringLiteral(" ## cmdPM /:/ alicia /:/ bobby /:/ Grüße,%%你好 /:/ Arial /:/ 12 /:/ B"));
+        rig.client.connection().SendData(QStringLiteral(
+            " ## cmdPM /:/ alicia /:/ bobby /:/ Grüße,%%你好 /:/ Arial /:/ 12 /:/ B"));
         QVERIFY(rig.server.waitForReceived("B"));
         QCOMPARE(rig.server.received(),
-                 QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ Gr\xc3\xbc\xc3\x9f" "e,%%\xe4\xbd\xa0\xe5\xa5\xbd /:/ Arial /:/ 12 /:/ B"));
+                 QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ Gr\xc3\xbc\xc3\x9f"
+                            "e,%%\xe4\xbd\xa0\xe5\xa5\xbd /:/ Arial /:/ 12 /:/ B"));
         // A character cut between two arrivals is held back, never garbled:
         // the record ends before it and the rest of it, lacking a mark, is lost.
         rig.client.connection().setQuietTimeMs(0);
         rig.server.send(" ## +UNV /$/ Gr\xc3");
         QTest::qWait(100);
-        rig.server.send("\xbc\xc3\x9f" "e");
+        rig.server.send("\xbc\xc3\x9f"
+                        "e");
         QVERIFY(QTest::qWaitFor([&] { return !rig.prompter.boxes().isEmpty(); }));
         QCOMPARE(rig.prompter.boxes()[0].text,
                  QStringLiteral("The username \"Gr\" is not a valid user!"));

@@ -4,10 +4,7 @@
 #include "session/connection.h"
 #include "session/dispatcher.h"
 #include "session/registration_window.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -18,11 +15,7 @@ using namespace velmora;
 
 namespace {
 
-struct Rig {
-    velmora::test::TempHome home;
-    velmora::test::RecordingPrompter prompter;
-    velmora::test::RecordingDesktop desktop;
-    Client client{home.path(), prompter, desktop};
+struct Rig : velmora::test::ClientRig {
 
     RegistrationWindow& window() {
         showRegistrationWindow(client);
@@ -59,7 +52,6 @@ class RegistrationWindowTest : public QObject {
 private slots:
     void theChecksRefuseInOrderBeforeConnecting() {
         Rig rig;
-        velmora::test::LoopbackServer server;
         RegistrationWindow& window = rig.window();
         QCOMPARE(field(window, "txtHost")->text(), QStringLiteral("127.0.0.1"));
 
@@ -80,7 +72,7 @@ private slots:
         };
         for (const Case& c : cases) {
             rig.prompter.reset();
-            fill(window, server.address(), QString::fromLatin1(c.user),
+            fill(window, rig.server.address(), QString::fromLatin1(c.user),
                  QString::fromLatin1(c.password), QString::fromLatin1(c.confirm));
             window.findChild<QPushButton*>(QStringLiteral("cmdSignUp"))->click();
             QCOMPARE(rig.prompter.texts(), QStringList{QString::fromLatin1(c.message)});
@@ -89,19 +81,19 @@ private slots:
             QCOMPARE(rig.prompter.boxes()[0].owner, &window);
             QVERIFY(controlsEnabled(window));
         }
-        QVERIFY(!server.waitForPeer(100));
+        QVERIFY(!rig.server.waitForPeer(100));
         QCOMPARE(rig.client.connection().State(), int(Connection::Closed));
     }
 
     void signUpSendsOneCommandAndShowsEachAnswer() {
         Rig rig;
-        velmora::test::LoopbackServer server;
         RegistrationWindow& window = rig.window();
-        fill(window, server.address(), QStringLiteral("new_user-1"), QStringLiteral("p4ss word"),
-             QStringLiteral("p4ss word"));
+        fill(window, rig.server.address(), QStringLiteral("new_user-1"),
+             QStringLiteral("p4ss word"), QStringLiteral("p4ss word"));
         window.cmdSignUp_Click();
-        QVERIFY(server.waitForReceived(" /:/ 1.4"));
-        QCOMPARE(server.received(), QByteArray(" ## cmdRA /:/ new_user-1 /:/ p4ss word /:/ 1.4"));
+        QVERIFY(rig.server.waitForReceived(" /:/ 1.4"));
+        QCOMPARE(rig.server.received(),
+                 QByteArray(" ## cmdRA /:/ new_user-1 /:/ p4ss word /:/ 1.4"));
         QVERIFY(!field(window, "txtUName")->isEnabled());
         QVERIFY(!window.findChild<QPushButton*>(QStringLiteral("cmdSignUp"))->isEnabled());
 
@@ -123,7 +115,7 @@ private slots:
         };
         for (const auto& answer : answers) {
             rig.prompter.reset();
-            server.send(answer.record);
+            rig.server.send(answer.record);
             QVERIFY(QTest::qWaitFor([&] { return !rig.prompter.boxes().isEmpty(); }));
             QCOMPARE(rig.prompter.texts(), QStringList{answer.message});
             QCOMPARE(rig.prompter.boxes()[0].owner, &window);

@@ -5,10 +5,7 @@
 #include "session/login_window.h"
 #include "shell/main_window.h"
 #include "shell/server_list.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -19,7 +16,6 @@
 #include <QTimer>
 
 using namespace velmora;
-using velmora::test::LoopbackServer;
 
 namespace {
 const QString kInvalidInfo = QStringLiteral("Error: You have not entered valid information!");
@@ -30,12 +26,7 @@ const QString kInvalidName = QStringLiteral(
 class LoginWindowTest : public QObject {
     Q_OBJECT
 
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        Client client{home.path(), prompter, desktop};
-        LoopbackServer server;
+    struct Rig : velmora::test::ClientRig {
 
         LoginWindow& login() { return client.loginWindow(); }
         template <typename T> T* control(const char* name) {

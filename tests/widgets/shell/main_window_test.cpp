@@ -4,9 +4,7 @@
 #include "session/login_window.h"
 #include "shell/main_window.h"
 #include "shell/server_list.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -25,16 +23,9 @@ using namespace velmora;
 class MainWindowTest : public QObject {
     Q_OBJECT
 
-    struct Rig {
-        velmora::test::TempHome home;
-        velmora::test::RecordingPrompter prompter;
-        velmora::test::RecordingDesktop desktop;
-        Client client{home.path(), prompter, desktop};
+    struct Rig : velmora::test::ClientRig {
         MainWindow& main = client.mainWindow();
 
-        QAction* action(const char* name) {
-            return main.findChild<QAction*>(QString::fromLatin1(name));
-        }
         template <typename T> T* in(const char* window, const char* name) {
             QWidget* w = client.findWindowByName(QString::fromLatin1(window));
             return w ? w->findChild<T*>(QString::fromLatin1(name)) : nullptr;

@@ -4,9 +4,7 @@
 #include "contacts/buddy_list.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/client_rig.h"
 #include "transfer/file_sender.h"
 
 #include <QAction>
@@ -18,11 +16,7 @@ using namespace velmora;
 
 namespace {
 
-struct Rig {
-    velmora::test::TempHome home;
-    velmora::test::RecordingPrompter prompter;
-    velmora::test::RecordingDesktop desktop;
-    Client client{home.path(), prompter, desktop};
+struct Rig : velmora::test::ClientRig {
 
     // A window such as a file-sender feature would open; `remoteUser` null
     // leaves out its label.

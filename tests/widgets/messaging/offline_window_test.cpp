@@ -7,14 +7,13 @@
 #include "platform/html_message_view.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
+#include "support/offline_db.h"
 #include "support/recording_desktop.h"
 #include "support/recording_prompter.h"
 #include "support/temp_home.h"
 
 #include <QAction>
 #include <QPushButton>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -38,25 +37,6 @@ QString shown(const QString& sender, const QStringList& words) {
         html += word + QLatin1Char(' ');
     }
     return html + QStringLiteral("</font>0\r\n<br>\r\n");
-}
-
-// Runs `sql` on the file from outside the client; returns the first column
-// of every row.
-QStringList sqlOn(const QString& dbPath, const QString& sql) {
-    QStringList values;
-    {
-        QSqlDatabase db =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("peek"));
-        db.setDatabaseName(dbPath);
-        if (db.open()) {
-            QSqlQuery q(sql, db);
-            while (q.next()) {
-                values << q.value(0).toString();
-            }
-        }
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("peek"));
-    return values;
 }
 
 struct User {
@@ -131,21 +111,21 @@ private slots:
         QVERIFY(list.topLevelItem(2)->font(1).bold());
         const QString readFlags = QStringLiteral("SELECT read FROM messages WHERE touser='bobby' "
                                                  "ORDER BY \"index\"");
-        QCOMPARE(sqlOn(db, readFlags), (QStringList{"0", "1", "1"}));
+        QCOMPARE(velmora::test::sqlColumn(db, readFlags), (QStringList{"0", "1", "1"}));
 
         // A click shows the message from its "%%" form and marks it read.
         click(list, 1);
         QCOMPARE(window.brwMessage().source(), shown("dave1", {"see", "&lt;b>you&lt;/b>"}));
         QVERIFY(!list.topLevelItem(1)->font(0).bold());
-        QCOMPARE(sqlOn(db, readFlags), (QStringList{"0", "0", "1"}));
+        QCOMPARE(velmora::test::sqlColumn(db, readFlags), (QStringList{"0", "0", "1"}));
         QCOMPARE(window.shownPosition(), 2);
         // Clicking the row in view again writes nothing, even were it unread.
-        sqlOn(db, QStringLiteral("UPDATE messages SET read='1'"));
+        (void)velmora::test::sqlColumn(db, QStringLiteral("UPDATE messages SET read='1'"));
         QFont bold = list.topLevelItem(1)->font(0);
         bold.setBold(true);
         list.topLevelItem(1)->setFont(0, bold);
         click(list, 1);
-        QCOMPARE(sqlOn(db, readFlags), (QStringList{"1", "1", "1"}));
+        QCOMPARE(velmora::test::sqlColumn(db, readFlags), (QStringList{"1", "1", "1"}));
 
         // Reply opens the sender's message window; this one stays.
         button(window, "cmdReply")->click();
@@ -159,7 +139,8 @@ private slots:
         // Delete removes the row from the file and the list, clears the view
         // and leaves Reply and Delete off until a row is shown again.
         button(window, "cmdDelete")->click();
-        QCOMPARE(sqlOn(db, QStringLiteral("SELECT message FROM messages ORDER BY \"index\"")),
+        QCOMPARE(velmora::test::sqlColumn(
+                     db, QStringLiteral("SELECT message FROM messages ORDER BY \"index\"")),
                  (QStringList{"for%%carol", "hello%%there", "bye"}));
         QCOMPARE(list.topLevelItemCount(), 2);
         QCOMPARE(window.brwMessage().source(), QString());
@@ -174,7 +155,8 @@ private slots:
         QCOMPARE(list.topLevelItemCount(), 0);
         QCOMPARE(window.brwMessage().source(), kBlank);
         QVERIFY(!button(window, "cmdReply")->isEnabled());
-        QCOMPARE(sqlOn(db, QStringLiteral("SELECT fromwho FROM messages")), QStringList{"alicia"});
+        QCOMPARE(velmora::test::sqlColumn(db, QStringLiteral("SELECT fromwho FROM messages")),
+                 QStringList{"alicia"});
 
         // carol1's message was never listed for bobby and is still hers, unread.
         OfflineMessagesWindow& hers = carol.openFromMenu();
@@ -185,21 +167,6 @@ private slots:
 
         button(window, "cmdClose")->click();
         QVERIFY(!window.isVisible());
-    }
-
-    void aUserWithoutMessagesGetsAnEmptyListAndNothingIsMarked() {
-        velmora::test::TempHome home;
-        User carol(home, QStringLiteral("carol1"));
-        carol.client->dispatcher().dispatchBatch(
-            QStringLiteral(" ## +OM /$/ 1 :%: unread :/ alicia :/ t1 :%: also :/ alicia :/ t2"));
-        User erin(home, QStringLiteral("erin1"));
-        OfflineMessagesWindow& window = erin.openFromMenu();
-        QCOMPARE(window.lvMessages().topLevelItemCount(), 0);
-        QCOMPARE(window.brwMessage().source(), kBlank);
-        QCOMPARE(sqlOn(home.filePath(QStringLiteral("omess.db")),
-                       QStringLiteral("SELECT read FROM messages ORDER BY \"index\"")),
-                 (QStringList{"0", "1"}));
-        QVERIFY(erin.prompter.boxes().isEmpty());
     }
 };
 

@@ -6,7 +6,9 @@
 #include <QStringList>
 #include <QTest>
 #include <QTextBlock>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <QTextFrame>
 #include <QTextImageFormat>
 
 using namespace velmora;
@@ -217,6 +219,14 @@ private slots:
             }
         }
         QCOMPARE(pictures, (QStringList{"smilie.gif", "wink.gif"}));
+        // Pictures arrive as image characters, not frames (each frame makes
+        // every later edit rescan the whole document), and the line keeps the
+        // formats of its tags.
+        QVERIFY(view.document()->rootFrame()->childFrames().isEmpty());
+        QTextCursor end(view.document()->firstBlock());
+        end.movePosition(QTextCursor::EndOfBlock);
+        QVERIFY(end.charFormat().font().bold());
+        QCOMPARE(end.charFormat().foreground().color(), QColor("#0000C0"));
     }
 };
 

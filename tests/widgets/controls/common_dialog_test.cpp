@@ -46,8 +46,7 @@ class CommonDialogTest : public QObject {
 
 private slots:
     void propertiesConvertToAndFromTheRecord() {
-        ScriptedChooser chooser;
-        CommonDialog dialog(&chooser);
+        CommonDialog dialog;
         QCOMPARE(dialog.Flags(), 0x180Eu);
         QCOMPARE(dialog.DefaultExt(), QString("txt"));
         QCOMPARE(dialog.fileRecord(), nuls(1024));
@@ -56,8 +55,6 @@ private slots:
         QCOMPARE(dialog.filterRecord(),
                  QString("Text Document (*.txt)") + nuls(1) + "*.txt" + nuls(2));
         QCOMPARE(dialog.Filter(), QString("Text Document (*.txt)|*.txt"));
-        dialog.setFilter("Text|*.txt|All|*.*");
-        QCOMPARE(dialog.Filter(), QString("Text|*.txt|All|*.*"));
         dialog.setFilter("");
         QCOMPARE(dialog.filterRecord(), nuls(2));
         QCOMPARE(dialog.Filter(), QString());
@@ -74,27 +71,25 @@ private slots:
         QCOMPARE(dialog.fileRecord(), nuls(1024));
         QCOMPARE(dialog.FileName(), QString());
 
-        dialog.setInitDir("/tmp/logs");
-        QCOMPARE(dialog.InitDir(), QString("/tmp/logs"));
         dialog.setDialogTitle(QString("Save") + nuls(1) + "As");
         QCOMPARE(dialog.DialogTitle(), QString("SaveAs"));
         dialog.setFileTitle(QString("a") + nuls(1));
         QCOMPARE(dialog.FileTitle(), QString("a") + nuls(1));
     }
 
-    void saveShowsTheRequestAndKeepsTheChoice() {
+    void showPassesTheRequestAndKeepsTheNameOnCancel() {
         ScriptedChooser chooser;
-        chooser.answers = {QString("/home/al/chat.txt")};
+        chooser.answers = {QString("/home/al/chat.txt"), std::nullopt, QString(1024, 'x'),
+                           std::nullopt};
         CommonDialog dialog(&chooser);
         QWidget owner;
-        dialog.setDefaultExt("txt");
         dialog.setDialogTitle("Save IM Log As...");
-        dialog.setFilter("Text Document (*.txt)|*.txt");
+        // A filter list stops at an empty entry and drops an unpaired description.
+        dialog.setFilter("Text Document (*.txt)|*.txt||Other|*.x");
         dialog.setInitDir("/home/al");
         dialog.setFileName("bob.txt");
 
         QVERIFY(dialog.ShowSave(&owner));
-        QCOMPARE(chooser.requests.size(), 1u);
         const FileRequest& r = chooser.requests.front();
         QCOMPARE(r.kind, FileRequest::Kind::Save);
         QCOMPARE(r.owner, &owner);
@@ -106,30 +101,16 @@ private slots:
         QVERIFY(r.flags & ofn::kOverwritePrompt);
         QCOMPARE(dialog.FileName(), QString("/home/al/chat.txt"));
         QVERIFY(dialog.FileTitle().startsWith(QString("chat.txt") + nuls(1)));
-    }
 
-    void cancelOrAnOverlongPathKeepsTheName() {
-        ScriptedChooser chooser;
-        chooser.answers = {std::nullopt, QString(1024, 'x'), std::nullopt};
-        CommonDialog dialog(&chooser);
+        // Cancel, or a path longer than the buffer, keeps the name.
+        dialog.setFilter("Sounds|*.wav|All");
         dialog.setFileName("keep.txt");
         QVERIFY(!dialog.ShowOpen(nullptr));
         QCOMPARE(chooser.requests.back().kind, FileRequest::Kind::Open);
+        QCOMPARE(chooser.requests.back().filter, (QStringList{"Sounds", "*.wav"}));
         QVERIFY(!dialog.ShowOpen(nullptr));
         QVERIFY(!dialog.ShowSave(nullptr));
         QCOMPARE(dialog.FileName(), QString("keep.txt"));
-    }
-
-    void filterListStopsAtItsEndAndDropsAnUnpairedDescription() {
-        ScriptedChooser chooser;
-        chooser.answers = {std::nullopt, std::nullopt};
-        CommonDialog dialog(&chooser);
-        dialog.setFilter("Sounds|*.wav|All");
-        (void)dialog.ShowOpen(nullptr);
-        QCOMPARE(chooser.requests.back().filter, (QStringList{"Sounds", "*.wav"}));
-        dialog.setFilter("Sounds|*.wav||Other|*.x");
-        (void)dialog.ShowOpen(nullptr);
-        QCOMPARE(chooser.requests.back().filter, (QStringList{"Sounds", "*.wav"}));
     }
 
     void folderBrowserGivesThePathOrNothing() {
@@ -142,12 +123,8 @@ private slots:
         QCOMPARE(dialog.BrowseForFolder("x"), QString());
         QCOMPARE(dialog.BrowseForFolder("x"), QString());
         QCOMPARE(dialog.BrowseForFolder("x"), QString("/a"));
-    }
-
-    void qtFiltersShowEachPatternOnce() {
         QCOMPARE(qtNameFilters({"Text Document (*.txt)", "*.txt", "Logs", "*.log; *.old"}),
                  (QStringList{"Text Document (*.txt)", "Logs (*.log *.old)"}));
-        QCOMPARE(qtNameFilters({}), QStringList{});
     }
 };
 

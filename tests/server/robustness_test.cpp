@@ -1,100 +1,80 @@
-#include "loopback_fixture.h"
+#include "loopback.h"
 
 #include <random>
 #include <thread>
 
 namespace velmora::test {
 
-namespace {
-std::string repeated(const std::string& text, std::size_t times) {
-    std::string out;
-    for (std::size_t i = 0; i < times; ++i) {
-        out += text;
-    }
-    return out;
-}
-} // namespace
-
-TEST_F(LoopbackTest, CommandsSplitAtEveryByteOrMergedAreAllHandled) {
-    addUser("alicia", "secret");
-    addUser("bobby", "secret");
-    // Generous quiet times: a split command must never be taken early here.
-    const auto server = start({"--quiet-ms", "200", "--partial-quiet-ms", "2000"});
+TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
+    addUser("alicia");
+    addUser("bobby");
+    // A long quiet time: a split command must never be taken early here.
+    const auto server = start({"--quiet-ms", "500", "--partial-quiet-ms", "2000"});
     WireClient alicia(server->port());
     WireClient bobby(server->port());
-    alicia.login("alicia", "secret");
-    bobby.login("bobby", "secret");
+    alicia.login("alicia");
+    bobby.login("bobby");
 
-    const std::string command =
-        " ## cmdPM /:/ alicia /:/ bobby /:/ split%%me /:/ Arial /:/ 10 /:/ B";
-    const std::string record = " ## +PM /$/ alicia /$/ split%%me /$/ Arial /$/ 10 /$/ B";
-    for (std::size_t cut = 1; cut < command.size(); ++cut) {
-        alicia.send(command.substr(0, cut));
+    const std::string pair = " ## cmdPM /:/ alicia /:/ bobby /:/ split%%me /:/ Arial /:/ 10 /:/ "
+                             " ## cmdPM /:/ alicia /:/ bobby /:/ 2 /:/ A /:/ 9 /:/ B";
+    const std::string records = " ## +PM /$/ alicia /$/ split%%me /$/ Arial /$/ 10 /$/ "
+                                " ## +PM /$/ alicia /$/ 2 /$/ A /$/ 9 /$/ B";
+    std::string expected;
+    for (std::size_t cut = 1; cut < pair.size(); ++cut) {
+        alicia.send(pair.substr(0, cut));
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // two segments
-        alicia.send(command.substr(cut));
+        alicia.send(pair.substr(cut));
+        expected += records;
     }
-    EXPECT_EQ(bobby.read(record.size() * (command.size() - 1)),
-              repeated(record, command.size() - 1));
+    EXPECT_EQ(alicia.sync(), "");
+    EXPECT_EQ(bobby.sync(), expected);
 
     std::string burst;
-    std::string expected;
+    expected.clear();
     for (int i = 0; i < 100; ++i) {
-        const std::string n = std::to_string(i);
-        burst += " ## cmdPM /:/ alicia /:/ bobby /:/ m" + n + " /:/ A /:/ 9 /:/ ";
-        expected += " ## +PM /$/ alicia /$/ m" + n + " /$/ A /$/ 9 /$/ ";
+        burst += " ## cmdPM /:/ alicia /:/ bobby /:/ m" + std::to_string(i) + " /:/ A /:/ 9 /:/ ";
+        expected += " ## +PM /$/ alicia /$/ m" + std::to_string(i) + " /$/ A /$/ 9 /$/ ";
     }
     alicia.send(burst);
-    EXPECT_EQ(bobby.read(expected.size()), expected);
-}
+    EXPECT_EQ(alicia.sync(), "");
+    EXPECT_EQ(bobby.sync(), expected);
 
-TEST_F(LoopbackTest, MalformedInputAndRandomBytesLeaveTheServerServing) {
-    addUser("alicia", "secret");
-    addUser("bobby", "secret");
-    const auto server = start();
-    WireClient alicia(server->port());
-    WireClient bobby(server->port());
-    alicia.login("alicia", "secret");
-    bobby.login("bobby", "secret");
-
+    // 1 MiB of random bytes, with a few marks so that some of it looks like commands.
     WireClient junk(server->port());
     std::mt19937 random(1234);
     std::string noise(1 << 20, '\0');
     for (auto& c : noise) {
         c = static_cast<char>(random());
     }
-    // Plant a few marks so that some junk looks like commands.
     for (std::size_t at = 1000; at < noise.size(); at += 100000) {
         noise.replace(at, 10, " ## cmdPM ");
     }
     junk.send(noise);
-
-    alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ short /:/ A");
-    alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ long /:/ A /:/ 9 /:/ B /:/ more /:/ more");
-    alicia.send(" ## cmdZZ /:/ alicia ## ## \x01\x02 /:/ x");
+    alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ still%%here /:/ A /:/ 9 /:/ ");
     EXPECT_EQ(alicia.sync(), "");
-    EXPECT_EQ(bobby.sync(), " ## +PM /$/ alicia /$/ long /$/ A /$/ 9 /$/ B");
-    EXPECT_NE(log().find("cmdPM with 4 of 6 fields ignored"), std::string::npos);
-    EXPECT_NE(log().find("unknown command \"cmdZZ\" ignored"), std::string::npos);
+    EXPECT_EQ(bobby.sync(), " ## +PM /$/ alicia /$/ still%%here /$/ A /$/ 9 /$/ ");
 }
 
 TEST_F(LoopbackTest, APeerThatNeverReadsIsDroppedWhileOthersAreServed) {
-    addUser("alicia", "secret");
-    addUser("bobby", "secret");
+    addUser("alicia");
+    addUser("bobby");
     const auto server = start({"--max-pending-bytes", "65536"});
     WireClient alicia(server->port());
-    alicia.login("alicia", "secret");
+    alicia.login("alicia");
     alicia.send(" ## cmdAB /:/ alicia /:/ bobby");
     (void)alicia.sync();
     WireClient bobby(server->port(), 4096);
-    bobby.login("bobby", "secret");
+    bobby.login("bobby");
     EXPECT_EQ(alicia.sync(), " ## +LOn /$/ bobby");
 
     // bobby reads no more. Past the socket buffers his queue hits the limit.
-    const std::string pm =
-        " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::string(8000, 'x') + " /:/ A /:/ 9 /:/ ";
+    std::string pms;
+    for (int i = 0; i < 20; ++i) {
+        pms += " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::string(8000, 'x') + " /:/ A /:/ 9 /:/ ";
+    }
     bool dropped = false;
     for (int round = 0; round < 400 && !dropped; ++round) {
-        alicia.send(repeated(pm, 20));
+        alicia.send(pms);
         dropped = alicia.sync().find(" ## +LOff /$/ bobby") != std::string::npos;
     }
     EXPECT_TRUE(dropped);

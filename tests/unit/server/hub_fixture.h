@@ -1,10 +1,9 @@
-// Drives a hub over a real SQLite file, with no sockets: commands go in as
-// the bytes a client sends, and each connection's records come out as the
-// bytes it would receive.
+// Drives a hub over a real SQLite file, with no sockets. Connections have
+// names and are opened on first use; what each one receives comes out as the
+// bytes it would read, with send times shown as "YYYY-MM-DD HH:MM:SS".
 #pragma once
 
 #include "core/hub.h"
-#include "core/password.h"
 #include "store/store.h"
 #include "temp_dir.h"
 
@@ -12,63 +11,63 @@
 
 #include <map>
 #include <memory>
+#include <regex>
 #include <sstream>
 
 namespace velmora::test {
 
 namespace core = server::core;
-using Received = std::map<core::ConnId, std::string>;
+using Seen = std::map<std::string, std::string>; // connection name -> bytes
+
+// One command line: `from` sends `in` (or loses its connection on kDrop), and
+// `out` is everything every connection receives, so a stray record fails it.
+struct Row {
+    std::string from, in;
+    Seen out;
+};
+inline const std::string kDrop = "(connection lost)";
 
 class HubTest : public ::testing::Test {
 protected:
     HubTest() { config.hashCost = core::HashCost::Fast; }
 
-    void addUser(const std::string& name, const std::string& password) {
-        ASSERT_TRUE(store.addUser(name, core::PasswordHasher(core::HashCost::Fast).hash(password)));
+    void addUser(const std::string& name) {
+        ASSERT_TRUE(store.addUser(name, core::PasswordHasher(core::HashCost::Fast).hash("secret")));
     }
 
-    core::Hub& hub() {
+    Seen send(const std::string& from, const std::string& in) {
         if (!hub_) {
             hub_ = std::make_unique<core::Hub>(store, config, log);
         }
-        return *hub_;
-    }
-
-    core::ConnId connect(const std::string& address = "10.0.0.1") {
-        hub().connected(++lastId_, address);
-        return lastId_;
-    }
-
-    // Every command in `bytes`, in order; what each connection receives.
-    Received send(core::ConnId from, const std::string& bytes) {
-        Received got;
-        for (const auto& command : protocol::splitBatch(bytes, protocol::kCommandFieldSep)) {
-            collect(hub().handle(from, command), got);
+        if (!conns_.contains(from)) {
+            conns_[from] = ++lastId_;
+            hub_->connected(lastId_, address);
         }
-        return got;
-    }
-
-    Received disconnect(core::ConnId conn) {
-        Received got;
-        collect(hub().disconnected(conn), got);
-        return got;
-    }
-
-    // Logs in on a new connection; the login's own records are dropped.
-    core::ConnId login(const std::string& name, const std::string& password) {
-        const core::ConnId conn = connect();
-        const Received got = send(conn, " ## cmdLI /:/ " + name + " /:/ " + password + " /:/ 1.4");
-        EXPECT_TRUE(got.at(conn).starts_with(" ## +LI /$/ Login=True")) << got.at(conn);
-        return conn;
-    }
-
-    void collect(const core::Effects& fx, Received& got) {
-        for (const auto& out : fx.out) {
-            EXPECT_LT(out.record.size(), 16u * 1024u);
-            got[out.to] += out.record;
-            written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
+        const core::ConnId id = conns_[from];
+        Seen seen;
+        if (in == kDrop) {
+            conns_.erase(from);
+            collect(hub_->disconnected(id), seen);
         }
-        closed.insert(closed.end(), fx.close.begin(), fx.close.end());
+        for (const auto& command :
+             protocol::splitBatch(in == kDrop ? "" : in, protocol::kCommandFieldSep)) {
+            collect(hub_->handle(id, command), seen);
+        }
+        return seen;
+    }
+
+    void play(const std::vector<Row>& rows) {
+        for (const auto& row : rows) {
+            EXPECT_EQ(send(row.from, row.in), row.out) << row.from << " sent " << row.in;
+        }
+    }
+
+    // The records carrying offline messages so far reached their sockets.
+    void flush() { hub_->written(std::exchange(written, {})); }
+
+    void login(const std::string& name) {
+        EXPECT_TRUE(send(name, " ## cmdLI /:/ " + name + " /:/ secret /:/ 1.4")[name].starts_with(
+            " ## +LI /$/ Login=True"));
     }
 
     TempDir dir;
@@ -76,12 +75,33 @@ protected:
     std::ostringstream logText;
     core::Log log{logText};
     core::CoreConfig config;
-    // Offline messages carried by records so far, and connections closed.
-    std::vector<std::int64_t> written;
-    std::vector<core::ConnId> closed;
+    std::string address = "10.0.0.1";  // of connections opened from now on
+    std::vector<std::int64_t> written; // offline messages carried by records
+    std::vector<std::string> closed;   // connections the hub closed
 
 private:
+    void collect(const core::Effects& fx, Seen& seen) {
+        static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)");
+        for (const auto& out : fx.out) {
+            EXPECT_LT(out.record.size(), 16u * 1024u);
+            seen[name(out.to)] += std::regex_replace(out.record, time, "YYYY-MM-DD HH:MM:SS");
+            written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
+        }
+        for (const auto id : fx.close) {
+            closed.push_back(name(id));
+        }
+    }
+    [[nodiscard]] std::string name(core::ConnId id) const {
+        for (const auto& [name, conn] : conns_) {
+            if (conn == id) {
+                return name;
+            }
+        }
+        return "#" + std::to_string(id);
+    }
+
     std::unique_ptr<core::Hub> hub_;
+    std::map<std::string, core::ConnId> conns_;
     core::ConnId lastId_ = 0;
 };
 

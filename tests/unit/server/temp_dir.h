@@ -1,8 +1,8 @@
 // A fresh folder per test, removed afterwards.
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
-#include <random>
 #include <string>
 
 namespace velmora::test {
@@ -10,10 +10,8 @@ namespace velmora::test {
 class TempDir {
 public:
     TempDir() {
-        std::random_device rd;
-        path_ = std::filesystem::temp_directory_path() /
-                ("velmorad-test-" + std::to_string(rd()) + std::to_string(rd()));
-        std::filesystem::create_directories(path_);
+        std::string name = (std::filesystem::temp_directory_path() / "velmorad-XXXXXX").string();
+        path_ = mkdtemp(name.data());
     }
     ~TempDir() {
         std::error_code ignored;
@@ -22,9 +20,7 @@ public:
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
 
-    [[nodiscard]] std::string file(const std::string& name) const {
-        return (path_ / name).string();
-    }
+    [[nodiscard]] std::string file(const std::string& name) const { return path_ / name; }
 
 private:
     std::filesystem::path path_;

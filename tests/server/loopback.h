@@ -1,0 +1,214 @@
+// The real velmorad binary (path from $VELMORAD) on a free loopback port, a
+// fresh folder and database per test, and a blocking client that speaks the
+// wire format byte for byte.
+#pragma once
+
+#include "temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace velmora::test {
+
+inline pid_t spawn(std::vector<std::string> args, int out, int err) {
+    const char* path = std::getenv("VELMORAD");
+    if (!path) {
+        throw std::runtime_error("VELMORAD is not set");
+    }
+    args.insert(args.begin(), path);
+    std::vector<char*> argv;
+    for (auto& arg : args) {
+        argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        execv(path, argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+inline int waitFor(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Runs `velmorad args...` to completion; returns its exit status.
+inline int runVelmorad(const std::vector<std::string>& args) {
+    const int devNull = open("/dev/null", O_WRONLY);
+    const int status = waitFor(spawn(args, devNull, devNull));
+    close(devNull);
+    return status;
+}
+
+class ServerProcess {
+public:
+    // Waits for the "listening on" line, which names the port.
+    ServerProcess(const std::vector<std::string>& args, const std::string& logPath) {
+        int out[2];
+        if (pipe(out) != 0) {
+            throw std::runtime_error("pipe failed");
+        }
+        const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+        pid_ = spawn(args, out[1], log);
+        close(out[1]);
+        close(log);
+        FILE* lines = fdopen(out[0], "r");
+        const bool started = std::fscanf(lines, "listening on 127.0.0.1:%hu", &port_) == 1;
+        std::fclose(lines);
+        if (!started) {
+            stop(SIGKILL);
+            throw std::runtime_error("velmorad did not start");
+        }
+    }
+    ~ServerProcess() {
+        if (pid_ > 0) {
+            stop();
+        }
+    }
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    [[nodiscard]] unsigned short port() const { return port_; }
+    // Sends `signal` and waits; returns the exit status.
+    int stop(int signal = SIGTERM) {
+        ::kill(pid_, signal);
+        return waitFor(std::exchange(pid_, -1));
+    }
+
+private:
+    pid_t pid_ = -1;
+    unsigned short port_ = 0;
+};
+
+class WireClient {
+public:
+    // `receiveBuffer` > 0 shrinks the socket's receive buffer (a slow reader).
+    explicit WireClient(unsigned short port, int receiveBuffer = 0)
+        : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+        if (receiveBuffer > 0) {
+            setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+        }
+        const int one = 1;
+        setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(port);
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+            throw std::runtime_error("cannot connect to velmorad");
+        }
+    }
+    ~WireClient() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    WireClient(const WireClient&) = delete;
+    WireClient& operator=(const WireClient&) = delete;
+
+    void send(const std::string& bytes) {
+        for (std::size_t sent = 0; sent < bytes.size();) {
+            const ssize_t n = ::send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+            if (n <= 0) {
+                return;
+            }
+            sent += static_cast<std::size_t>(n);
+        }
+    }
+
+    // Everything received up to and including `text`, waiting up to 10 s.
+    [[nodiscard]] std::string readThrough(const std::string& text) {
+        std::size_t at = std::string::npos;
+        while ((at = pending_.find(text)) == std::string::npos && fill()) {
+        }
+        if (at == std::string::npos) {
+            ADD_FAILURE() << "never received \"" << text << "\"";
+            return std::exchange(pending_, {});
+        }
+        const std::string out = pending_.substr(0, at + text.size());
+        pending_.erase(0, out.size());
+        return out;
+    }
+
+    // Everything received before the answer to a search sent now: once that
+    // is back, the server has handled all this client sent before it.
+    [[nodiscard]] std::string sync() {
+        send(" ## cmdSU /:/ no-such-name-at-all");
+        const std::string got = readThrough(" ## +SU /$/ ");
+        return got.substr(0, got.size() - 12);
+    }
+
+    // The login is sent alone, so the server takes it once the client goes quiet.
+    void login(const std::string& name) {
+        send(" ## cmdLI /:/ " + name + " /:/ secret /:/ 1.4");
+        EXPECT_TRUE(readThrough(" ## +BL /$/ ").starts_with(" ## +LI /$/ Login=True"));
+        (void)sync();
+    }
+
+    // True when the server closed the connection (reads to the end).
+    [[nodiscard]] bool closedByServer() {
+        while (fill()) {
+        }
+        pollfd p{fd_, POLLIN, 0};
+        char byte = 0;
+        return poll(&p, 1, 0) == 1 && recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
+    }
+
+    // Resets the connection instead of closing it cleanly.
+    void abort() {
+        const linger reset{1, 0};
+        setsockopt(fd_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        close(std::exchange(fd_, -1));
+    }
+
+private:
+    bool fill() {
+        pollfd p{fd_, POLLIN, 0};
+        char chunk[65536];
+        const ssize_t n = poll(&p, 1, 10000) > 0 ? recv(fd_, chunk, sizeof chunk, 0) : 0;
+        pending_.append(chunk, n > 0 ? static_cast<std::size_t>(n) : 0);
+        return n > 0;
+    }
+
+    int fd_;
+    std::string pending_;
+};
+
+class LoopbackTest : public ::testing::Test {
+protected:
+    void addUser(const std::string& name) {
+        ASSERT_EQ(runVelmorad({"useradd", name, "secret", "--db", db, "--hash-cost", "fast"}), 0);
+    }
+
+    std::unique_ptr<ServerProcess> start(std::vector<std::string> flags = {}) {
+        flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--db", db, "--hash-cost", "fast"});
+        return std::make_unique<ServerProcess>(flags, logPath);
+    }
+
+    [[nodiscard]] std::string log() const {
+        std::stringstream text;
+        text << std::ifstream(logPath).rdbuf();
+        return text.str();
+    }
+
+    TempDir dir;
+    std::string db = dir.file("v.db");
+    std::string logPath = dir.file("velmorad.log");
+};
+
+} // namespace velmora::test

@@ -1,0 +1,232 @@
+#include "hub_fixture.h"
+
+namespace velmora::test {
+
+namespace {
+const std::string kIn =
+    " ## +LI /$/ Login=True ## +SO /$/ http://im.example /$/ 3 /$/ 1 ## +BL /$/ ";
+
+std::string li(const std::string& name, const std::string& version = "1.4") {
+    return " ## cmdLI /:/ " + name + " /:/ secret /:/ " + version;
+}
+std::string ra(const std::string& name, const std::string& password = "secret") {
+    return " ## cmdRA /:/ " + name + " /:/ " + password + " /:/ 1.4";
+}
+Seen to(const std::string& who, const std::string& bytes) {
+    return {{who, bytes}};
+}
+} // namespace
+
+TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
+    config.minVersion = core::Version{1, 4};
+    config.profileSite = "http://im.example";
+    config.roomLimit = 3;
+    for (const char* name : {"Alicia", "bobby", "carol", "Dave1", "erin1", "Malice"}) {
+        addUser(name);
+    }
+    const auto signUp = [](const std::string& outcome) {
+        return to("anon", " ## +RU /$/ " + outcome + " /$/ http://im.example");
+    };
+    const std::string cdet3 = " ## +CDet /$/  :/ Alicia :/ bobby :/ carol";
+    const std::string cm = " ## +CM /$/ bobby /$/ hi%%all /$/ Arial /$/ 10 /$/ B";
+    play({
+        // Before a login only cmdLI and cmdRA are answered.
+        {"anon", li("alicia", "1.3"), to("anon", " ## +LI /$/ CUgd")},
+        {"anon", li("alicia", "1.x"), to("anon", " ## +LI /$/ CUgd")},
+        {"anon", li("nobody"), to("anon", " ## +LI /$/ Login=False")},
+        {"anon", li("' OR 1=1 --"), to("anon", " ## +LI /$/ Login=False")},
+        {"anon", " ## cmdLI /:/ alicia /:/ wrong1 /:/ 1.4", to("anon", " ## +LI /$/ Login=False")},
+        {"anon", " ## cmdPM /:/ x /:/ y /:/ z /:/ f /:/ 1 /:/  ## cmdSU /:/ ", {}},
+        {"anon", ra("ALICIA"), signUp("UE")},
+        {"anon", ra("bob"), signUp("IN")},
+        {"anon", ra("bob by"), signUp("IN")},
+        {"anon", ra("newbie", "sec"), signUp("IN")},
+        {"anon", ra("newbie", "sec:ret"), signUp("IN")},
+        {"anon", ra(std::string(33, 'b')), signUp("IN")},
+        {"anon", ra("Bob_by-1"), signUp("RS")},
+        {"anon", ra("bob_BY-1"), signUp("UE")},
+        {"anon", " ## cmdSU /:/ ", {}}, // still anonymous
+        {"newbie", li("BOB_BY-1"), to("newbie", kIn)},
+        // Versions compare as numbers; a message for someone offline waits.
+        {"bobby", li("BOBBY", "1.10"), to("bobby", kIn)},
+        {"bobby",
+         " ## cmdAB /:/ bobby /:/ alicia ## cmdPM /:/ bobby /:/ alicia /:/ hi%%there /:/ Arial /:/ "
+         "10 /:/ B",
+         to("bobby", " ## +BL /$/ f %/ Alicia ## +UNO /$/ Alicia")},
+        {"alicia",
+         li("alicia", "2.0"),
+         {{"alicia", kIn + " ## +OM /$/ 1 :%: hi%%there :/ bobby :/ YYYY-MM-DD HH:MM:SS"},
+          {"bobby", " ## +LOn /$/ Alicia"}}},
+        // Buddy lists and presence: only watchers hear of a login or logout.
+        {"carol", li("carol"), to("carol", kIn)},
+        {"alicia", " ## cmdAB /:/ alicia /:/ ghost", to("alicia", " ## +UNV /$/ ghost")},
+        {"alicia",
+         " ## cmdAB /:/ alicia /:/ DAVE1 ## cmdAB /:/ alicia /:/ bobby ## cmdAB /:/ alicia /:/ "
+         "BOBBY",
+         to("alicia", " ## +BL /$/ f %/ Dave1 ## +BL /$/ f %/ Dave1 :%: n %/ bobby"
+                      " ## +BL /$/ f %/ Dave1 :%: n %/ bobby")},
+        {"alicia", " ## cmdAB /:/ alicia /:/ carol",
+         to("alicia", " ## +BL /$/ f %/ Dave1 :%: n %/ bobby :%: n %/ carol")},
+        {"dave1", li("dave1"), {{"dave1", kIn}, {"alicia", " ## +LOn /$/ Dave1"}}},
+        {"dave1", kDrop, to("alicia", " ## +LOff /$/ Dave1")},
+        {"alicia", " ## cmdDB /:/ alicia /:/ CAROL ## cmdDB /:/ alicia /:/ ghost",
+         to("alicia",
+            " ## +BL /$/ f %/ Dave1 :%: n %/ bobby ## +BL /$/ f %/ Dave1 :%: n %/ bobby")},
+        // Search: names containing the query, ignoring case; wildcards are plain text.
+        {"alicia", " ## cmdSU /:/ ALI", to("alicia", " ## +SU /$/ Alicia%Malice")},
+        {"alicia", " ## cmdSU /:/ _ ## cmdSU /:/ % ## cmdSU /:/ zzz",
+         to("alicia", " ## +SU /$/ Bob_by-1 ## +SU /$/  ## +SU /$/ ")},
+        // Private messages keep every field as sent except the sender's name.
+        {"alicia", " ## cmdPM /:/ alicia /:/ nobody /:/ hi /:/ A /:/ 1 /:/ ",
+         to("alicia", " ## +UNV /$/ nobody")},
+        {"alicia", " ## cmdPM /:/ alicia /:/ DAVE1 /:/ hi /:/ A /:/ 1 /:/ ",
+         to("alicia", " ## +UNO /$/ Dave1")},
+        {"alicia", " ## cmdPM /:/ ALICIA /:/ BOBBY /:/ hey%%:) /:/ Comic Sans /:/ 12 /:/ BI",
+         to("bobby", " ## +PM /$/ Alicia /$/ hey%%:) /$/ Comic Sans /$/ 12 /$/ BI")},
+        // Nobody speaks for another user; malformed commands do nothing.
+        {"alicia",
+         " ## cmdPM /:/ bobby /:/ alicia /:/ fake /:/ A /:/ 1 /:/  ## cmdAB /:/ bobby /:/ carol"
+         " ## cmdDB /:/ bobby /:/ alicia ## cmdCO /:/ bobby /:/ lobby",
+         {}},
+        {"alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ hi /:/ A /:/ 1", {}},
+        {"alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ hi /:/ A /:/ 1 /:/ B /:/ extra",
+         to("bobby", " ## +PM /$/ Alicia /$/ hi /$/ A /$/ 1 /$/ B")},
+        {"alicia", " ##  ## cmdXY /:/ a ## \x01\xff /:/ ## +PM /$/ x" + li("bobby"), {}},
+        // Rooms.
+        {"alicia", " ## cmdCO /:/ alicia /:/ Lobby", to("alicia", " ## +CDet /$/  :/ Alicia")},
+        {"bobby",
+         " ## cmdCO /:/ bobby /:/ LOBBY",
+         {{"bobby", " ## +CDet /$/  :/ Alicia :/ bobby"}, {"alicia", " ## +CO /$/ bobby"}}},
+        {"bobby",
+         " ## cmdCM /:/ bobby /:/ lobby /:/ hi%%all /:/ Arial /:/ 10 /:/ B",
+         {{"alicia", cm}, {"bobby", cm}}},
+        {"carol",
+         " ## cmdCM /:/ carol /:/ lobby /:/ psst /:/ A /:/ 1 /:/  ## cmdCI /:/ carol /:/ lobby /:/ "
+         " "
+         ":/ bobby /:/ hi",
+         {}},
+        {"erin1", li("erin1"), to("erin1", kIn)},
+        // Element 0 is ignored; Dave1 is offline, bobby a member, carol named twice.
+        {"alicia",
+         " ## cmdCI /:/ alicia /:/ LOBBY /:/ erin1 :/ bobby :/ Dave1 :/ carol :/ CAROL /:/ "
+         "come%%in",
+         to("carol", " ## +CI /$/ Alicia /$/ Lobby /$/ come%%in")},
+        {"carol",
+         " ## cmdCO /:/ carol /:/ lobby",
+         {{"carol", cdet3}, {"alicia", " ## +CO /$/ carol"}, {"bobby", " ## +CO /$/ carol"}}},
+        {"erin1", " ## cmdCO /:/ erin1 /:/ lobby", to("erin1", " ## +CDet /$/ ConfFull")},
+        {"carol", " ## cmdCO /:/ carol /:/ LOBBY", to("carol", cdet3)},
+        {"erin1", " ## cmdCO /:/ erin1 /:/ abc ## cmdCO /:/ erin1 /:/ ab cd", {}},
+        {"bobby",
+         " ## cmdCO /:/ bobby /:/ room2",
+         {{"bobby", " ## +CDet /$/  :/ bobby"},
+          {"alicia", " ## +CE /$/ bobby"},
+          {"carol", " ## +CE /$/ bobby"}}},
+        {"erin1",
+         " ## cmdCO /:/ erin1 /:/ lobby",
+         {{"erin1", " ## +CDet /$/  :/ Alicia :/ carol :/ erin1"},
+          {"alicia", " ## +CO /$/ erin1"},
+          {"carol", " ## +CO /$/ erin1"}}},
+        {"alicia",
+         " ## cmdCE /:/ alicia /:/ lobby",
+         {{"carol", " ## +CE /$/ Alicia"}, {"erin1", " ## +CE /$/ Alicia"}}},
+        {"carol", kDrop, to("erin1", " ## +CE /$/ carol")},
+        // The last one out removes the room; the next opener names it anew.
+        {"erin1", " ## cmdCE /:/ erin1 /:/ Lobby", {}},
+        {"alicia", " ## cmdCO /:/ alicia /:/ LOBBY", to("alicia", " ## +CDet /$/  :/ Alicia")},
+        {"alicia", " ## cmdCI /:/ alicia /:/ lobby /:/  :/ erin1 /:/ x",
+         to("erin1", " ## +CI /$/ Alicia /$/ LOBBY /$/ x")},
+        {"bobby",
+         " ## cmdCO /:/ bobby /:/ lobby",
+         {{"bobby", " ## +CDet /$/  :/ Alicia :/ bobby"}, {"alicia", " ## +CO /$/ bobby"}}},
+        // A second login ends the first session as a disconnect would.
+        {"bobby2",
+         li("bobby"),
+         {{"bobby2", kIn + "n %/ Alicia"},
+          {"alicia", " ## +CE /$/ bobby ## +LOff /$/ bobby ## +LOn /$/ bobby"}}},
+        {"bobby", kDrop, {}},
+        {"alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ hi /:/ A /:/ 1 /:/ ",
+         to("bobby2", " ## +PM /$/ Alicia /$/ hi /$/ A /$/ 1 /$/ ")},
+    });
+    EXPECT_EQ(closed, std::vector<std::string>{"bobby"});
+    EXPECT_EQ(store.buddies(store.findUser("bobby")->id), std::vector<std::string>{"Alicia"});
+    EXPECT_NE(logText.str().find("in the name of \"bobby\" ignored"), std::string::npos);
+}
+
+TEST_F(HubTest, OfflineMessagesAreDeletedOnlyOnceWritten) {
+    addUser("alicia");
+    addUser("bobby");
+    login("alicia");
+    const std::string in = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
+    const Seen waiting = to("bobby", in + " ## +OM /$/ 2 :%: first :/ alicia :/ YYYY-MM-DD HH:MM:SS"
+                                          " :%: it's%%second :/ alicia :/ YYYY-MM-DD HH:MM:SS");
+    play({
+        {"alicia",
+         " ## cmdPM /:/ alicia /:/ bobby /:/ first /:/ A /:/ 1 /:/  ## cmdPM /:/ alicia /:/ bobby "
+         "/:/ it's%%second /:/ A /:/ 1 /:/ ",
+         to("alicia", " ## +UNO /$/ bobby ## +UNO /$/ bobby")},
+        {"bobby", li("bobby"), waiting},
+        {"bobby", kDrop, {}},
+        {"bobby", li("bobby"), waiting},
+        {"bobby", kDrop, {}},
+    });
+    flush();
+    play({{"bobby", li("bobby"), to("bobby", in)}});
+}
+
+TEST_F(HubTest, LimitsHoldAndRefusalsAreLogged) {
+    config.signup = false;
+    config.maxOfflinePerUser = 6;
+    config.maxLoginsPerMinute = 3;
+    addUser("alicia");
+    addUser("bobby");
+    for (int i = 100; i < 220; ++i) {
+        addUser("buddy" + std::to_string(i));
+    }
+    login("alicia");
+    const std::string text(6000, 'x');
+    for (int i = 0; i < 6; ++i) {
+        send("alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ " + text + " /:/ A /:/ 1 /:/ ");
+    }
+    play({
+        {"alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ one%%more /:/ A /:/ 1 /:/ ",
+         to("alicia", " ## +PM /$/ IM Server /$/ The%%offline%%mailbox%%of%%bobby%%is%%full;%%"
+                      "your%%message%%was%%not%%stored. /$/ MS Sans Serif /$/ 10 /$/ ")},
+        {"anon", ra("newbie"), to("anon", " ## +RU /$/ RNE /$/ ")},
+    });
+    EXPECT_FALSE(store.findUser("newbie"));
+
+    // Six long messages come as three records of two, each under 16 KiB
+    // (the fixture checks the size of every record).
+    const std::string got = send("bobby", li("bobby"))["bobby"];
+    std::size_t records = 0;
+    for (auto at = got.find(" ## +OM /$/ 2 :%: "); at != std::string::npos;
+         at = got.find(" ## +OM /$/ 2 :%: ", at + 1)) {
+        ++records;
+    }
+    EXPECT_EQ(records, 3u);
+    EXPECT_EQ(written.size(), 6u);
+
+    for (int i = 100; i < 220; ++i) {
+        send("alicia", " ## cmdAB /:/ alicia /:/ buddy" + std::to_string(i));
+    }
+    const auto list = store.buddies(store.findUser("alicia")->id);
+    ASSERT_EQ(list.size(), 75u);
+    EXPECT_EQ(list.back(), "buddy174");
+    const std::string all = send("alicia", " ## cmdSU /:/ ")["alicia"];
+    EXPECT_EQ(std::count(all.begin(), all.end(), '%'), 99);
+    EXPECT_TRUE(all.starts_with(" ## +SU /$/ alicia%bobby%buddy100%buddy101%"));
+
+    // Three failed logins from one address shut it out, even with the right password.
+    address = "10.0.0.9";
+    for (int i = 0; i < 3; ++i) {
+        play({{"guess", " ## cmdLI /:/ alicia /:/ nope1 /:/ 1.4",
+               to("guess", " ## +LI /$/ Login=False")}});
+    }
+    play({{"guess", li("alicia"), to("guess", " ## +LI /$/ Login=False")}});
+    address = "10.0.0.10";
+    EXPECT_TRUE(send("other", li("alicia"))["other"].starts_with(" ## +LI /$/ Login=True"));
+    EXPECT_NE(logText.str().find("too many attempts"), std::string::npos);
+}
+
+} // namespace velmora::test

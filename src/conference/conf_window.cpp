@@ -5,12 +5,16 @@
 #include "contacts/profile.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
+#include "messaging/chat_input.h"
+#include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
 #include "messaging/message_formatter.h"
+#include "messaging/message_view_init.h"
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
+#include "shell/form_position.h"
 #include "shell/main_window.h"
 
 #include <QAction>
@@ -26,7 +30,9 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QTreeWidget>
+
 #include <QVBoxLayout>
+#include <limits>
 
 namespace velmora {
 
@@ -36,22 +42,6 @@ constexpr const char* kFormName = "frmConf";
 const QString kNoticeFont =
     QStringLiteral("<font name=\"MS Sans Serif\" size=\"3.3\" color=\"#FF0000\">");
 const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
-
-// The same header and warning banner as a private conversation.
-const QString kViewHeader =
-    QStringLiteral("<html>\r\n"
-                   "<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
-                   "OnContextMenu=\"javascript: return true;\">\r\n"
-                   "<font name=\"MS Sans Serif\" size=\"3\" color=\"#FF0000\">"
-                   "Remember: You should never give out personal information online!</font>\r\n"
-                   "<hr color=\"#FF0000\" size=\"1\">\r\n"
-                   "<br>\r\n");
-
-QAction* addMenuAction(QMenu* menu, const char* name, const QString& text) {
-    QAction* action = menu->addAction(text);
-    action->setObjectName(QString::fromLatin1(name));
-    return action;
-}
 
 } // namespace
 
@@ -123,14 +113,15 @@ void ConfWindow::buildLayout() {
 void ConfWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
-    mnuSendPM_ = addMenuAction(file, "mnuFileSendPM", QStringLiteral("Send PM ["));
-    mnuViewProfile_ = addMenuAction(file, "mnuFileViewProfile", QStringLiteral("View Profile ["));
-    QAction* invite = addMenuAction(file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."));
+    mnuSendPM_ = addNamedAction(*file, "mnuFileSendPM", QStringLiteral("Send PM ["));
+    mnuViewProfile_ = addNamedAction(*file, "mnuFileViewProfile", QStringLiteral("View Profile ["));
+    QAction* invite =
+        addNamedAction(*file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."));
     file->addSeparator();
     QAction* save =
-        addMenuAction(file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."));
+        addNamedAction(*file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."));
     file->addSeparator();
-    QAction* closeWindow = addMenuAction(file, "mnuFileClose", QStringLiteral("&Close"));
+    QAction* closeWindow = addNamedAction(*file, "mnuFileClose", QStringLiteral("&Close"));
 
     connect(mnuSendPM_, &QAction::triggered, this, [this] {
         client_.trap([this] {
@@ -160,118 +151,35 @@ void ConfWindow::buildMenus() {
 
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     edit->setObjectName(QStringLiteral("mnuEdit"));
-    connect(addMenuAction(edit, "mnuEditCut", QStringLiteral("Cu&t")), &QAction::triggered,
-            txtSendMsg_, &QPlainTextEdit::cut);
-    connect(addMenuAction(edit, "mnuEditCopy", QStringLiteral("&Copy")), &QAction::triggered, this,
-            [this] {
-                // The talk is copied when something of it is selected.
-                if (brwMessage_->textCursor().hasSelection()) {
-                    brwMessage_->copy();
-                } else {
-                    txtSendMsg_->copy();
-                }
-            });
-    connect(addMenuAction(edit, "mnuEditPaste", QStringLiteral("&Paste")), &QAction::triggered,
-            txtSendMsg_, &QPlainTextEdit::paste);
-    connect(addMenuAction(edit, "mnuEditSelectAll", QStringLiteral("Select &All")),
+    addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
+    connect(addNamedAction(*edit, "mnuEditSelectAll", QStringLiteral("Select &All")),
             &QAction::triggered, txtSendMsg_, &QPlainTextEdit::selectAll);
     edit->addSeparator();
-    const std::array<std::pair<const char*, QString>, 3> styles{{
-        {"mnuEditBold", QStringLiteral("&Bold")},
-        {"mnuEditItalic", QStringLiteral("&Italic")},
-        {"mnuEditUnderlined", QStringLiteral("&Underlined")},
-    }};
-    for (std::size_t i = 0; i < styles.size(); ++i) {
-        QAction* action = addMenuAction(edit, styles[i].first, styles[i].second);
-        action->setCheckable(true);
-        const auto which = static_cast<FontToolbar::Style>(i);
-        connect(action, &QAction::triggered, this, [this, which](bool on) {
-            switch (which) {
-            case FontToolbar::Style::Bold:
-                tbFontSettings_->setBold(on);
-                break;
-            case FontToolbar::Style::Italic:
-                tbFontSettings_->setItalic(on);
-                break;
-            case FontToolbar::Style::Underlined:
-                tbFontSettings_->setUnderlined(on);
-                break;
-            }
-        });
-        connect(tbFontSettings_, &FontToolbar::FontStyleChanged, action,
-                [action, which](FontToolbar::Style button, bool value) {
-                    if (button == which) {
-                        action->setChecked(value);
-                    }
-                });
-    }
+    addStyleToggles(*edit, *tbFontSettings_);
 
-    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
-    help->setObjectName(QStringLiteral("mnuHelp"));
-    MainWindow& main = client_.mainWindow();
-    connect(addMenuAction(help, "mnuHelpHelp", QStringLiteral("&Help Contents")),
-            &QAction::triggered, main.findChild<QAction*>(QStringLiteral("mnuHelpHelp")),
-            &QAction::trigger);
-    connect(addMenuAction(help, "mnuHelpAbout", QStringLiteral("&About Velmora")),
-            &QAction::triggered, main.findChild<QAction*>(QStringLiteral("mnuHelpAbout")),
-            &QAction::trigger);
+    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence());
 }
 
 void ConfWindow::initView() {
-    brwMessage_->clear();
-    brwMessage_->write(kViewHeader);
-    headerBlocks_ = brwMessage_->document()->blockCount();
-
-    Settings& settings = client_.settings();
-    tbFontSettings_->setFontName(settings.fontName());
-    tbFontSettings_->setFontSize(settings.fontSize());
-    tbFontSettings_->setBold(settings.fontBold());
-    tbFontSettings_->setItalic(settings.fontItalic());
-    tbFontSettings_->setUnderlined(settings.fontUnderlined());
+    headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, client_.settings(),
+                                    QStringLiteral("False"));
 }
 
 void ConfWindow::restorePosition() {
-    const Settings& settings = client_.settings();
-    const QString form = QString::fromLatin1(kFormName);
-    const int left = settings.formPos(form, QString::fromLatin1(edge::kLeft), x());
-    const int top = settings.formPos(form, QString::fromLatin1(edge::kTop), y());
-    const int height = settings.formPos(form, QString::fromLatin1(edge::kHeight), this->height());
-    const int width = settings.formPos(form, QString::fromLatin1(edge::kWidth), this->width());
-    move(left, top);
-    resize(width, height);
+    const QRect saved = savedFormRect(client_.settings(), QString::fromLatin1(kFormName), *this);
+    move(saved.topLeft());
+    resize(saved.size());
 }
 
 void ConfWindow::savePosition() {
-    Settings& settings = client_.settings();
-    const QString form = QString::fromLatin1(kFormName);
-    settings.setFormPos(form, QString::fromLatin1(edge::kLeft), x());
-    settings.setFormPos(form, QString::fromLatin1(edge::kTop), y());
-    settings.setFormPos(form, QString::fromLatin1(edge::kHeight), height());
-    settings.setFormPos(form, QString::fromLatin1(edge::kWidth), width());
+    saveFormRect(client_.settings(), QString::fromLatin1(kFormName), *this);
 }
 
 void ConfWindow::updateStyle() {
-    style_.clear();
-    if (tbFontSettings_->Bold()) {
-        style_ += QLatin1Char('B');
-    }
-    if (tbFontSettings_->Italic()) {
-        style_ += QLatin1Char('I');
-    }
-    if (tbFontSettings_->Underlined()) {
-        style_ += QLatin1Char('U');
-    }
-    QFont font = txtSendMsg_->font();
-    font.setFamily(tbFontSettings_->FontName());
-    bool ok = false;
-    const double size = tbFontSettings_->FontSize().toDouble(&ok);
-    if (ok && size > 0) {
-        font.setPointSizeF(size);
-    }
-    font.setBold(tbFontSettings_->Bold());
-    font.setItalic(tbFontSettings_->Italic());
-    font.setUnderline(tbFontSettings_->Underlined());
-    txtSendMsg_->setFont(font);
+    style_ = styleLetters(*tbFontSettings_);
+    // Any positive size is taken.
+    applyToolbarFont(*txtSendMsg_, *tbFontSettings_, std::numeric_limits<double>::denorm_min(),
+                     std::numeric_limits<double>::infinity());
 }
 
 void ConfWindow::insertSmilie(const QString& code) {
@@ -393,23 +301,16 @@ void ConfWindow::cmdSend_Click() {
 void ConfWindow::send() {
     cmdSend_->setEnabled(false);
     txtSendMsg_->setEnabled(false);
-    QString text = txtSendMsg_->toPlainText();
-    // "%%" is the wire's space marker, so a typed one is only a space.
-    text.replace(QLatin1String("%%"), QLatin1String(" "));
-    while (text.contains(QLatin1String("  "))) {
-        text.replace(QLatin1String("  "), QLatin1String(" "));
-    }
-    text.replace(QLatin1Char('\n'), QLatin1String("\r\n"));
+    const QString text = typedText(txtSendMsg_->toPlainText());
     if (text.trimmed().isEmpty()) {
         client_.prompter().beep();
         return;
     }
-    text.replace(QLatin1Char(' '), QLatin1String("%%"));
     const QFont font = txtSendMsg_->font();
     const QString sep = QStringLiteral(" /:/ ");
     client_.connection().SendData(QStringLiteral(" ## cmdCM /:/ ") + client_.session().userName +
-                                  sep + strConfName_ + sep + text + sep + font.family() + sep +
-                                  QString::number(font.pointSizeF()) + sep + style_);
+                                  sep + strConfName_ + sep + wireText(text) + sep + font.family() +
+                                  sep + QString::number(font.pointSizeF()) + sep + style_);
     txtSendMsg_->clear();
 }
 

@@ -4,15 +4,17 @@
 #include "contacts/add_buddy_dialog.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
+#include "messaging/chat_input.h"
+#include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
 #include "messaging/message_formatter.h"
+#include "messaging/message_view_init.h"
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
-#include "platform/ini_file.h"
-#include "platform/number_text.h"
 #include "platform/prompter.h"
 #include "protocol/wire.h"
 #include "session/connection.h"
+#include "shell/form_position.h"
 #include "shell/main_window.h"
 #include "transfer/file_sender.h"
 
@@ -39,17 +41,6 @@ namespace velmora {
 
 namespace {
 
-// The view's header: the page, then the red warning banner under a thin red
-// rule, written in one piece before the first message.
-const QString kHeader =
-    QStringLiteral("<html>\r\n"
-                   "<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
-                   "OnContextMenu=\"javascript: return true;\">\r\n"
-                   "<font name=\"MS Sans Serif\" size=\"3\" color=\"#FF0000\">"
-                   "Remember: You should never give out personal information online!</font>\r\n"
-                   "<hr color=\"#FF0000\" size=\"1\">\r\n"
-                   "<br>\r\n");
-
 FormatterOptions formatterOptions(Client& client) {
     return FormatterOptions{client.values().emote == 1, client.appFolder()};
 }
@@ -63,16 +54,6 @@ QString pmCommand(const QString& own, const QString& recipient, const QString& t
     return QString::fromStdString(protocol::buildCommand(
         protocol::kHeadPM, {own.toStdString(), recipient.toStdString(), text.toStdString(),
                             fontName.toStdString(), fontSize.toStdString(), style.toStdString()}));
-}
-
-// Typed "%%" is the space marker of the wire form, so it is taken as a space;
-// runs of spaces shrink to one.
-QString typedText(QString text) {
-    text.replace(QLatin1StringView("%%"), QLatin1StringView(" "));
-    while (text.contains(QLatin1StringView("  "))) {
-        text.replace(QLatin1StringView("  "), QLatin1StringView(" "));
-    }
-    return text;
 }
 
 } // namespace
@@ -189,18 +170,7 @@ void PMWindow::buildMenus() {
 
     QMenu* edit = menuBar()->addMenu(tr("&Edit"));
     edit->setObjectName(QStringLiteral("mnuEdit"));
-    connect(addAction(edit, "mnuEditCut", tr("Cu&t")), &QAction::triggered, txtSendMsg_,
-            &QPlainTextEdit::cut);
-    // Copy takes the conversation's selection when there is one.
-    connect(addAction(edit, "mnuEditCopy", tr("&Copy")), &QAction::triggered, this, [this] {
-        if (brwMessage_->textCursor().hasSelection()) {
-            brwMessage_->copy();
-        } else {
-            txtSendMsg_->copy();
-        }
-    });
-    connect(addAction(edit, "mnuEditPaste", tr("&Paste")), &QAction::triggered, txtSendMsg_,
-            &QPlainTextEdit::paste);
+    addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
     edit->addSeparator();
     connect(addAction(edit, "mnuEditSelectAll", tr("Select &All")), &QAction::triggered,
             txtSendMsg_, &QPlainTextEdit::selectAll);
@@ -219,71 +189,24 @@ void PMWindow::buildMenus() {
             openList("cboFontName"));
     connect(addAction(edit, "mnuEditFontSize", tr("Font Si&ze...")), &QAction::triggered, this,
             openList("cboFontSize"));
-    struct Toggle {
-        const char* name;
-        QString text;
-        FontToolbar::Style style;
-        void (FontToolbar::*set)(bool);
-    };
-    const Toggle toggles[] = {
-        {"mnuEditBold", tr("&Bold"), FontToolbar::Style::Bold, &FontToolbar::setBold},
-        {"mnuEditItalic", tr("&Italic"), FontToolbar::Style::Italic, &FontToolbar::setItalic},
-        {"mnuEditUnderlined", tr("&Underlined"), FontToolbar::Style::Underlined,
-         &FontToolbar::setUnderlined},
-    };
-    for (const Toggle& toggle : toggles) {
-        QAction* action = addAction(edit, toggle.name, toggle.text);
-        action->setCheckable(true);
-        connect(action, &QAction::triggered, this, [this, set = toggle.set](bool on) {
-            client_.trap([&] { (tbFontSettings_->*set)(on); });
-        });
-        connect(tbFontSettings_, &FontToolbar::FontStyleChanged, action,
-                [action, style = toggle.style](FontToolbar::Style changed, bool on) {
-                    if (changed == style) {
-                        action->setChecked(on);
-                    }
-                });
-    }
+    addStyleToggles(*edit, *tbFontSettings_);
 
-    QMenu* help = menuBar()->addMenu(tr("&Help"));
-    help->setObjectName(QStringLiteral("mnuHelp"));
-    // The same help and about box as the main window's.
-    auto mainAction = [this](const char* name) {
-        return [this, name] {
-            if (auto* action = client_.mainWindow().findChild<QAction*>(QLatin1StringView(name))) {
-                action->trigger();
-            }
-        };
-    };
-    connect(addAction(help, "mnuHelpHelp", tr("&Help Contents"), QKeySequence::HelpContents),
-            &QAction::triggered, this, mainAction("mnuHelpHelp"));
-    connect(addAction(help, "mnuHelpAbout", tr("&About Velmora")), &QAction::triggered, this,
-            mainAction("mnuHelpAbout"));
+    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence::HelpContents);
 }
 
 void PMWindow::restorePosition() {
-    const QString name = QLatin1StringView(kFormName);
-    const Settings& settings = client_.settings();
-    const int left = settings.formPos(name, QLatin1StringView(edge::kLeft), x());
-    const int top = settings.formPos(name, QLatin1StringView(edge::kTop), y());
-    const int height = settings.formPos(name, QLatin1StringView(edge::kHeight), this->height());
-    const int width = settings.formPos(name, QLatin1StringView(edge::kWidth), this->width());
+    const QRect saved = savedFormRect(client_.settings(), QLatin1StringView(kFormName), *this);
     // Untouched, a window never saved is placed where the desktop puts it.
-    if (QPoint(left, top) != pos()) {
-        move(left, top);
+    if (saved.topLeft() != pos()) {
+        move(saved.topLeft());
     }
-    if (QSize(width, height) != size()) {
-        resize(width, height);
+    if (saved.size() != size()) {
+        resize(saved.size());
     }
 }
 
 void PMWindow::savePosition() {
-    const QString name = QLatin1StringView(kFormName);
-    Settings& settings = client_.settings();
-    settings.setFormPos(name, QLatin1StringView(edge::kLeft), x());
-    settings.setFormPos(name, QLatin1StringView(edge::kTop), y());
-    settings.setFormPos(name, QLatin1StringView(edge::kHeight), height());
-    settings.setFormPos(name, QLatin1StringView(edge::kWidth), width());
+    saveFormRect(client_.settings(), QLatin1StringView(kFormName), *this);
 }
 
 void PMWindow::closeEvent(QCloseEvent* event) {
@@ -292,31 +215,12 @@ void PMWindow::closeEvent(QCloseEvent* event) {
 }
 
 void PMWindow::updateStyle() {
-    style_.clear();
-    if (tbFontSettings_->Bold()) {
-        style_ += QLatin1Char('B');
-    }
-    if (tbFontSettings_->Italic()) {
-        style_ += QLatin1Char('I');
-    }
-    if (tbFontSettings_->Underlined()) {
-        style_ += QLatin1Char('U');
-    }
+    style_ = styleLetters(*tbFontSettings_);
 }
 
 void PMWindow::applyInputFont() {
-    QFont font = txtSendMsg_->font();
-    font.setFamily(tbFontSettings_->FontName());
-    bool ok = false;
-    const double size = tbFontSettings_->FontSize().toDouble(&ok);
     // A size still being typed ("", "1") keeps the last usable one.
-    if (ok && size >= 1 && size <= 400) {
-        font.setPointSizeF(size);
-    }
-    font.setBold(tbFontSettings_->Bold());
-    font.setItalic(tbFontSettings_->Italic());
-    font.setUnderline(tbFontSettings_->Underlined());
-    txtSendMsg_->setFont(font);
+    applyToolbarFont(*txtSendMsg_, *tbFontSettings_, 1, 400);
 }
 
 void PMWindow::insertSmilie(const QString& code) {
@@ -349,7 +253,7 @@ void PMWindow::cmdSend_Click() {
 void PMWindow::send() {
     cmdSend_->setEnabled(false);
     txtSendMsg_->setEnabled(false);
-    QString text = typedText(txtSendMsg_->toPlainText());
+    const QString text = typedText(txtSendMsg_->toPlainText());
     const QPointer<PMWindow> alive(this);
     QCoreApplication::processEvents();
     if (!alive) {
@@ -362,10 +266,7 @@ void PMWindow::send() {
         txtSendMsg_->setFocus();
         return;
     }
-    // The input box breaks lines with "\n"; messages carry CR LF.
-    text.replace(QLatin1StringView("\r\n"), QLatin1StringView("\n"));
-    text.replace(QLatin1StringView("\n"), QLatin1StringView("\r\n"));
-    text.replace(QLatin1Char(' '), QLatin1StringView("%%"));
+    QString wire = wireText(text);
 
     const QFont font = txtSendMsg_->font();
     const QString fontName = font.family();
@@ -373,9 +274,9 @@ void PMWindow::send() {
     const QString own = client_.session().userName;
     // A message to oneself is only shown.
     if (recipient_.toUpper() != own.toUpper()) {
-        client_.connection().SendData(pmCommand(own, recipient_, text, fontName, fontSize, style_));
+        client_.connection().SendData(pmCommand(own, recipient_, wire, fontName, fontSize, style_));
     }
-    AppendMessageHtml(text, QLatin1StringView(kOwnColour), own, fontName, fontSize, *brwMessage_,
+    AppendMessageHtml(wire, QLatin1StringView(kOwnColour), own, fontName, fontSize, *brwMessage_,
                       style_, formatterOptions(client_));
 
     txtSendMsg_->clear();
@@ -442,25 +343,10 @@ PMWindow* OpenPMWindow(Client& client, const QString& name) {
 }
 
 void InitMessageView(Client& client, PMWindow& window) {
-    HtmlMessageView& view = window.brwMessage();
-    view.clear();
-    view.write(kHeader);
-    window.headerBlocks_ = view.document()->blockCount();
-
-    FontToolbar& toolbar = window.tbFontSettings();
-    const Settings& settings = client.settings();
-    toolbar.setFontName(settings.fontName());
-    toolbar.setFontSize(settings.fontSize());
     // The message window has always read the styles with "10" as the
     // default, so a style missing from the file is switched on.
-    const QString path = settings.path();
-    const QString on = QStringLiteral("10");
-    const QString section = QStringLiteral("Font");
-    toolbar.setBold(number_text::toBool(IniFile::read(section, QStringLiteral("Bold"), on, path)));
-    toolbar.setItalic(
-        number_text::toBool(IniFile::read(section, QStringLiteral("Italic"), on, path)));
-    toolbar.setUnderlined(
-        number_text::toBool(IniFile::read(section, QStringLiteral("Underlined"), on, path)));
+    window.headerBlocks_ = InitMessageView(window.brwMessage(), window.tbFontSettings(),
+                                           client.settings(), QStringLiteral("10"));
 }
 
 void ReceivePM(Client& client, const QString& sender, const QString& text, const QString& fontName,

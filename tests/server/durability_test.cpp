@@ -10,27 +10,27 @@ const std::string kLoggedIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 #
 TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
     addUser("alicia");
     addUser("bobby");
+    start();
     {
-        const auto server = start();
-        WireClient alicia(server->port());
+        WireClient alicia(port);
         alicia.login("alicia");
         alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ kept%%safe /:/ A /:/ 9 /:/ ");
         EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
-        server->stop(SIGKILL);
+        stop(SIGKILL);
     }
     // The welcome notice comes after the waiting messages.
-    const auto server = start({"--welcome", "Be nice here"});
+    start({"--welcome", "Be nice here"});
     const std::string welcome =
         " ## +PM /$/ IM Server /$/ Be%%nice%%here /$/ MS Sans Serif /$/ 10 /$/ ";
     {
-        WireClient bobby(server->port());
+        WireClient bobby(port);
         bobby.send(kBobbyIn);
         const std::string got = bobby.sync();
         const std::string head = kLoggedIn + " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
         EXPECT_EQ(got.substr(0, head.size()), head);
         EXPECT_EQ(got.substr(head.size() + 19), welcome); // after the sent time
     }
-    WireClient bobby(server->port());
+    WireClient bobby(port);
     bobby.send(kBobbyIn);
     EXPECT_EQ(bobby.sync(), kLoggedIn + welcome);
 }
@@ -45,12 +45,12 @@ TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {
 
     const std::string config = dir.file("velmorad.conf");
     std::ofstream(config) << "# test settings\nprofile-site = http://conf.example\nroom-limit=7\n";
-    const auto server = start({"--config", config, "--room-limit", "5"});
-    WireClient alicia(server->port());
+    start({"--config", config, "--room-limit", "5"});
+    WireClient alicia(port);
     alicia.send(" ## cmdLI /:/ alicia /:/ secret /:/ 1.4");
     EXPECT_EQ(alicia.sync(),
               " ## +LI /$/ Login=True ## +SO /$/ http://conf.example /$/ 5 /$/ 1 ## +BL /$/ ");
-    EXPECT_EQ(server->stop(), 0);
+    EXPECT_EQ(stop(), 0);
 }
 
 } // namespace velmora::test

@@ -1,6 +1,5 @@
-// The real velmorad binary (path from $VELMORAD) on a free loopback port, a
-// fresh folder and database per test, and a blocking client that speaks the
-// wire format byte for byte.
+// The real velmorad binary (path from $VELMORAD) and a blocking client that
+// speaks the wire format byte for byte.
 #pragma once
 
 #include "temp_dir.h"
@@ -11,7 +10,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
-#include <memory>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sstream>
@@ -55,46 +53,6 @@ inline int runVelmorad(const std::vector<std::string>& args) {
     return status;
 }
 
-class ServerProcess {
-public:
-    // Waits for the "listening on" line, which names the port.
-    ServerProcess(const std::vector<std::string>& args, const std::string& logPath) {
-        int out[2];
-        if (pipe(out) != 0) {
-            throw std::runtime_error("pipe failed");
-        }
-        const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-        pid_ = spawn(args, out[1], log);
-        close(out[1]);
-        close(log);
-        FILE* lines = fdopen(out[0], "r");
-        const bool started = std::fscanf(lines, "listening on 127.0.0.1:%hu", &port_) == 1;
-        std::fclose(lines);
-        if (!started) {
-            stop(SIGKILL);
-            throw std::runtime_error("velmorad did not start");
-        }
-    }
-    ~ServerProcess() {
-        if (pid_ > 0) {
-            stop();
-        }
-    }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-
-    [[nodiscard]] unsigned short port() const { return port_; }
-    // Sends `signal` and waits; returns the exit status.
-    int stop(int signal = SIGTERM) {
-        ::kill(pid_, signal);
-        return waitFor(std::exchange(pid_, -1));
-    }
-
-private:
-    pid_t pid_ = -1;
-    unsigned short port_ = 0;
-};
-
 class WireClient {
 public:
     // `receiveBuffer` > 0 shrinks the socket's receive buffer (a slow reader).
@@ -134,7 +92,7 @@ public:
     // Everything received up to and including `text`, waiting up to 10 s.
     [[nodiscard]] std::string readThrough(const std::string& text) {
         std::size_t at = std::string::npos;
-        while ((at = pending_.find(text)) == std::string::npos && fill()) {
+        while ((at = pending_.find(text)) == std::string::npos && fill() > 0) {
         }
         if (at == std::string::npos) {
             ADD_FAILURE() << "never received \"" << text << "\"";
@@ -162,11 +120,10 @@ public:
 
     // True when the server closed the connection (reads to the end).
     [[nodiscard]] bool closedByServer() {
-        while (fill()) {
+        ssize_t n = 0;
+        while ((n = fill()) > 0) {
         }
-        pollfd p{fd_, POLLIN, 0};
-        char byte = 0;
-        return poll(&p, 1, 0) == 1 && recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
+        return n == 0;
     }
 
     // Resets the connection instead of closing it cleanly.
@@ -177,27 +134,50 @@ public:
     }
 
 private:
-    bool fill() {
+    // What recv gave, or -1 when nothing came for 10 s.
+    ssize_t fill() {
         pollfd p{fd_, POLLIN, 0};
         char chunk[65536];
-        const ssize_t n = poll(&p, 1, 10000) > 0 ? recv(fd_, chunk, sizeof chunk, 0) : 0;
+        const ssize_t n = poll(&p, 1, 10000) > 0 ? recv(fd_, chunk, sizeof chunk, 0) : -1;
         pending_.append(chunk, n > 0 ? static_cast<std::size_t>(n) : 0);
-        return n > 0;
+        return n;
     }
 
     int fd_;
     std::string pending_;
 };
 
+// Each test runs the server on a free port with a fresh folder and database.
 class LoopbackTest : public ::testing::Test {
 protected:
+    ~LoopbackTest() override {
+        if (pid > 0) {
+            stop();
+        }
+    }
+
     void addUser(const std::string& name) {
         ASSERT_EQ(runVelmorad({"useradd", name, "secret", "--db", db, "--hash-cost", "fast"}), 0);
     }
 
-    std::unique_ptr<ServerProcess> start(std::vector<std::string> flags = {}) {
+    // Waits for the "listening on" line, which names the port.
+    void start(std::vector<std::string> flags = {}) {
         flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--db", db, "--hash-cost", "fast"});
-        return std::make_unique<ServerProcess>(flags, logPath);
+        int out[2];
+        ASSERT_EQ(pipe(out), 0);
+        const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+        pid = spawn(flags, out[1], log);
+        close(out[1]);
+        close(log);
+        FILE* lines = fdopen(out[0], "r");
+        ASSERT_EQ(std::fscanf(lines, "listening on 127.0.0.1:%hu", &port), 1);
+        std::fclose(lines);
+    }
+
+    // Sends `signal` to the server and waits; returns its exit status.
+    int stop(int signal = SIGTERM) {
+        ::kill(pid, signal);
+        return waitFor(std::exchange(pid, -1));
     }
 
     [[nodiscard]] std::string log() const {
@@ -209,6 +189,8 @@ protected:
     TempDir dir;
     std::string db = dir.file("v.db");
     std::string logPath = dir.file("velmorad.log");
+    pid_t pid = -1;
+    unsigned short port = 0;
 };
 
 } // namespace velmora::test

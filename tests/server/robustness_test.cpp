@@ -9,9 +9,9 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
     addUser("alicia");
     addUser("bobby");
     // A long quiet time: a split command must never be taken early here.
-    const auto server = start({"--quiet-ms", "500", "--partial-quiet-ms", "2000"});
-    WireClient alicia(server->port());
-    WireClient bobby(server->port());
+    start({"--quiet-ms", "500", "--partial-quiet-ms", "2000"});
+    WireClient alicia(port);
+    WireClient bobby(port);
     alicia.login("alicia");
     bobby.login("bobby");
 
@@ -40,7 +40,7 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
     EXPECT_EQ(bobby.sync(), expected);
 
     // 1 MiB of random bytes, with a few marks so that some of it looks like commands.
-    WireClient junk(server->port());
+    WireClient junk(port);
     std::mt19937 random(1234);
     std::string noise(1 << 20, '\0');
     for (auto& c : noise) {
@@ -58,12 +58,12 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
 TEST_F(LoopbackTest, APeerThatNeverReadsIsDroppedWhileOthersAreServed) {
     addUser("alicia");
     addUser("bobby");
-    const auto server = start({"--max-pending-bytes", "65536"});
-    WireClient alicia(server->port());
+    start({"--max-pending-bytes", "65536"});
+    WireClient alicia(port);
     alicia.login("alicia");
     alicia.send(" ## cmdAB /:/ alicia /:/ bobby");
     (void)alicia.sync();
-    WireClient bobby(server->port(), 4096);
+    WireClient bobby(port, 4096);
     bobby.login("bobby");
     EXPECT_EQ(alicia.sync(), " ## +LOn /$/ bobby");
 

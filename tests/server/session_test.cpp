@@ -5,12 +5,12 @@ namespace velmora::test {
 TEST_F(LoopbackTest, LostConnectionsEndPresenceAndRoomsAndASecondLoginClosesTheFirst) {
     addUser("alicia");
     addUser("bobby");
-    const auto server = start();
-    WireClient alicia(server->port());
+    start();
+    WireClient alicia(port);
     alicia.login("alicia");
     alicia.send(" ## cmdAB /:/ alicia /:/ bobby ## cmdCO /:/ alicia /:/ lobby");
     (void)alicia.sync();
-    WireClient bobby(server->port());
+    WireClient bobby(port);
     bobby.login("bobby");
     bobby.send(" ## cmdCO /:/ bobby /:/ lobby");
     (void)bobby.sync();
@@ -19,10 +19,10 @@ TEST_F(LoopbackTest, LostConnectionsEndPresenceAndRoomsAndASecondLoginClosesTheF
     bobby.abort();
     EXPECT_EQ(alicia.readThrough(" ## +LOff /$/ bobby"), " ## +CE /$/ bobby ## +LOff /$/ bobby");
 
-    WireClient again(server->port());
+    WireClient again(port);
     again.login("alicia");
     EXPECT_TRUE(alicia.closedByServer());
-    EXPECT_EQ(server->stop(), 0);
+    EXPECT_EQ(stop(), 0);
     EXPECT_NE(log().find("replaced by a new login"), std::string::npos);
 }
 

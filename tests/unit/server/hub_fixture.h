@@ -40,8 +40,9 @@ protected:
             hub_ = std::make_unique<core::Hub>(store, config, log);
         }
         if (!conns_.contains(from)) {
-            conns_[from] = ++lastId_;
-            hub_->connected(lastId_, address);
+            conns_[from] = names_.size();
+            names_.push_back(from);
+            hub_->connected(conns_[from], address);
         }
         const core::ConnId id = conns_[from];
         Seen seen;
@@ -84,25 +85,17 @@ private:
         static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)");
         for (const auto& out : fx.out) {
             EXPECT_LT(out.record.size(), 16u * 1024u);
-            seen[name(out.to)] += std::regex_replace(out.record, time, "YYYY-MM-DD HH:MM:SS");
+            seen[names_.at(out.to)] += std::regex_replace(out.record, time, "YYYY-MM-DD HH:MM:SS");
             written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
         }
         for (const auto id : fx.close) {
-            closed.push_back(name(id));
+            closed.push_back(names_.at(id));
         }
-    }
-    [[nodiscard]] std::string name(core::ConnId id) const {
-        for (const auto& [name, conn] : conns_) {
-            if (conn == id) {
-                return name;
-            }
-        }
-        return "#" + std::to_string(id);
     }
 
     std::unique_ptr<core::Hub> hub_;
     std::map<std::string, core::ConnId> conns_;
-    core::ConnId lastId_ = 0;
+    std::vector<std::string> names_{""}; // by connection id, from 1
 };
 
 } // namespace velmora::test

@@ -1,11 +1,12 @@
 #include "loopback.h"
 
+#include <algorithm>
 #include <random>
 #include <thread>
 
 namespace velmora::test {
 
-TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
+TEST_F(LoopbackTest, ASessionOutlivesSplitMergedAndJunkInputUntilItsConnectionIsLost) {
     addUser("alicia");
     addUser("bobby");
     // A long quiet time: a split command must never be taken early here.
@@ -41,11 +42,8 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
 
     // 1 MiB of random bytes, with a few marks so that some of it looks like commands.
     WireClient junk(port);
-    std::mt19937 random(1234);
     std::string noise(1 << 20, '\0');
-    for (auto& c : noise) {
-        c = static_cast<char>(random());
-    }
+    std::generate(noise.begin(), noise.end(), std::mt19937(1234));
     for (std::size_t at = 1000; at < noise.size(); at += 100000) {
         noise.replace(at, 10, " ## cmdPM ");
     }
@@ -53,6 +51,22 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteMergedOrAmongJunkAreAllHandled) {
     alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ still%%here /:/ A /:/ 9 /:/ ");
     EXPECT_EQ(alicia.sync(), "");
     EXPECT_EQ(bobby.sync(), " ## +PM /$/ alicia /$/ still%%here /$/ A /$/ 9 /$/ ");
+
+    // A reset connection still ends presence and room membership.
+    alicia.send(" ## cmdAB /:/ alicia /:/ bobby ## cmdCO /:/ alicia /:/ lobby");
+    (void)alicia.sync();
+    bobby.send(" ## cmdCO /:/ bobby /:/ lobby");
+    (void)bobby.sync();
+    EXPECT_EQ(alicia.sync(), " ## +CO /$/ bobby");
+    bobby.abort();
+    EXPECT_EQ(alicia.readThrough(" ## +LOff /$/ bobby"), " ## +CE /$/ bobby ## +LOff /$/ bobby");
+
+    // Logging in again elsewhere closes the older connection.
+    WireClient again(port);
+    again.login("alicia");
+    EXPECT_TRUE(alicia.closedByServer());
+    EXPECT_EQ(stop(), 0);
+    EXPECT_NE(log().find("replaced by a new login"), std::string::npos);
 }
 
 TEST_F(LoopbackTest, APeerThatNeverReadsIsDroppedWhileOthersAreServed) {

@@ -28,14 +28,16 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
         return to("anon", " ## +RU /$/ " + outcome + " /$/ http://im.example");
     };
     const std::string cdet3 = " ## +CDet /$/  :/ Alicia :/ bobby :/ carol";
+    const Seen waiting{{"dave1", kIn + " ## +OM /$/ 2 :%: hi :/ Alicia :/ YYYY-MM-DD HH:MM:SS"
+                                       " :%: it's%%2nd :/ Alicia :/ YYYY-MM-DD HH:MM:SS"},
+                       {"alicia", " ## +LOn /$/ Dave1"}};
     const std::string cm = " ## +CM /$/ bobby /$/ hi%%all /$/ Arial /$/ 10 /$/ B";
     play({
         // Before a login only cmdLI and cmdRA are answered.
-        {"anon", li("alicia", "1.3"), to("anon", " ## +LI /$/ CUgd")},
-        {"anon", li("alicia", "1.x"), to("anon", " ## +LI /$/ CUgd")},
-        {"anon", li("nobody"), to("anon", " ## +LI /$/ Login=False")},
-        {"anon", li("' OR 1=1 --"), to("anon", " ## +LI /$/ Login=False")},
-        {"anon", " ## cmdLI /:/ alicia /:/ wrong1 /:/ 1.4", to("anon", " ## +LI /$/ Login=False")},
+        {"anon", li("alicia", "1.3") + li("alicia", "1.x"),
+         to("anon", " ## +LI /$/ CUgd ## +LI /$/ CUgd")},
+        {"anon", li("nobody") + li("' OR 1=1 --") + " ## cmdLI /:/ alicia /:/ wrong1 /:/ 1.4",
+         to("anon", " ## +LI /$/ Login=False ## +LI /$/ Login=False ## +LI /$/ Login=False")},
         {"anon", " ## cmdPM /:/ x /:/ y /:/ z /:/ f /:/ 1 /:/  ## cmdSU /:/ ", {}},
         {"anon", ra("ALICIA"), signUp("UE")},
         {"anon", ra("bob"), signUp("IN")},
@@ -79,8 +81,10 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
         // Private messages keep every field as sent except the sender's name.
         {"alicia", " ## cmdPM /:/ alicia /:/ nobody /:/ hi /:/ A /:/ 1 /:/ ",
          to("alicia", " ## +UNV /$/ nobody")},
-        {"alicia", " ## cmdPM /:/ alicia /:/ DAVE1 /:/ hi /:/ A /:/ 1 /:/ ",
-         to("alicia", " ## +UNO /$/ Dave1")},
+        {"alicia",
+         " ## cmdPM /:/ alicia /:/ DAVE1 /:/ hi /:/ A /:/ 1 /:/  ## cmdPM /:/ alicia /:/ dave1 /:/ "
+         "it's%%2nd /:/ A /:/ 1 /:/ ",
+         to("alicia", " ## +UNO /$/ Dave1 ## +UNO /$/ Dave1")},
         {"alicia", " ## cmdPM /:/ ALICIA /:/ BOBBY /:/ hey%%:) /:/ Comic Sans /:/ 12 /:/ BI",
          to("bobby", " ## +PM /$/ Alicia /$/ hey%%:) /$/ Comic Sans /$/ 12 /$/ BI")},
         // Nobody speaks for another user; malformed commands do nothing.
@@ -101,9 +105,8 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
          " ## cmdCM /:/ bobby /:/ lobby /:/ hi%%all /:/ Arial /:/ 10 /:/ B",
          {{"alicia", cm}, {"bobby", cm}}},
         {"carol",
-         " ## cmdCM /:/ carol /:/ lobby /:/ psst /:/ A /:/ 1 /:/  ## cmdCI /:/ carol /:/ lobby /:/ "
-         " "
-         ":/ bobby /:/ hi",
+         " ## cmdCM /:/ carol /:/ lobby /:/ psst /:/ A /:/ 1 /:/ "
+         " ## cmdCI /:/ carol /:/ lobby /:/  :/ bobby /:/ hi",
          {}},
         {"erin1", li("erin1"), to("erin1", kIn)},
         // Element 0 is ignored; Dave1 is offline, bobby a member, carol named twice.
@@ -147,31 +150,17 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
         {"bobby", kDrop, {}},
         {"alicia", " ## cmdPM /:/ alicia /:/ bobby /:/ hi /:/ A /:/ 1 /:/ ",
          to("bobby2", " ## +PM /$/ Alicia /$/ hi /$/ A /$/ 1 /$/ ")},
+        // Waiting messages, oldest first, are deleted only once their record was written.
+        {"dave1", li("dave1"), waiting},
+        {"dave1", kDrop, to("alicia", " ## +LOff /$/ Dave1")},
+        {"dave1", li("dave1"), waiting},
+        {"dave1", kDrop, to("alicia", " ## +LOff /$/ Dave1")},
     });
+    flush();
+    play({{"dave1", li("dave1"), {{"dave1", kIn}, {"alicia", " ## +LOn /$/ Dave1"}}}});
     EXPECT_EQ(closed, std::vector<std::string>{"bobby"});
     EXPECT_EQ(store.buddies(store.findUser("bobby")->id), std::vector<std::string>{"Alicia"});
     EXPECT_NE(logText.str().find("in the name of \"bobby\" ignored"), std::string::npos);
-}
-
-TEST_F(HubTest, OfflineMessagesAreDeletedOnlyOnceWritten) {
-    addUser("alicia");
-    addUser("bobby");
-    login("alicia");
-    const std::string in = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
-    const Seen waiting = to("bobby", in + " ## +OM /$/ 2 :%: first :/ alicia :/ YYYY-MM-DD HH:MM:SS"
-                                          " :%: it's%%second :/ alicia :/ YYYY-MM-DD HH:MM:SS");
-    play({
-        {"alicia",
-         " ## cmdPM /:/ alicia /:/ bobby /:/ first /:/ A /:/ 1 /:/  ## cmdPM /:/ alicia /:/ bobby "
-         "/:/ it's%%second /:/ A /:/ 1 /:/ ",
-         to("alicia", " ## +UNO /$/ bobby ## +UNO /$/ bobby")},
-        {"bobby", li("bobby"), waiting},
-        {"bobby", kDrop, {}},
-        {"bobby", li("bobby"), waiting},
-        {"bobby", kDrop, {}},
-    });
-    flush();
-    play({{"bobby", li("bobby"), to("bobby", in)}});
 }
 
 TEST_F(HubTest, LimitsHoldAndRefusalsAreLogged) {

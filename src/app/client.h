@@ -82,6 +82,15 @@ public:
     [[nodiscard]] QList<QWidget*> windows() const;
     // The open window whose caption equals `caption`, ignoring case.
     [[nodiscard]] QWidget* findWindowByCaption(const QString& caption) const;
+    // The first open window of type T, or null.
+    template <class T> [[nodiscard]] T* findWindow() const {
+        for (QWidget* window : windows()) {
+            if (auto* found = qobject_cast<T*>(window)) {
+                return found;
+            }
+        }
+        return nullptr;
+    }
     // The open window with this objectName (a form's name), or null.
     [[nodiscard]] QWidget* findWindowByName(const QString& name) const;
     // Closes every window of the session except the main window.

@@ -3,6 +3,7 @@
 #include "app/client.h"
 #include "contacts/buddy_list.h"
 #include "contacts/user_name.h"
+#include "controls/form_controls.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
 #include "shell/image_list.h"
@@ -11,6 +12,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QTreeWidgetItem>
 #include <QVBoxLayout>
@@ -48,9 +50,7 @@ AddBuddyDialog::AddBuddyDialog(Client& client, QWidget* owner)
 }
 
 void AddBuddyDialog::setControlsEnabled(bool enabled) {
-    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        control->setEnabled(enabled);
-    }
+    setFormControlsEnabled(*this, enabled);
 }
 
 QString AddBuddyDialog::refusal(const QString& name) const {
@@ -98,6 +98,13 @@ void AddBuddyDialog::cmdAddBuddy_Click() {
                             style::kOk, QString(), this);
         close();
     });
+}
+
+void addBuddyUnseen(Client& client, QWidget* owner, const QString& name) {
+    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(client, owner);
+    dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
+    dialog->cmdAddBuddy_Click();
+    delete dialog.data();
 }
 
 } // namespace velmora

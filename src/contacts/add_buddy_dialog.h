@@ -32,4 +32,8 @@ private:
     QPushButton* cmdExit_;
 };
 
+// Adds `name` through the dialog's own checks and command, run unseen, so
+// that its boxes are the only thing the user sees.
+void addBuddyUnseen(Client& client, QWidget* owner, const QString& name);
+
 } // namespace velmora

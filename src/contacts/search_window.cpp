@@ -4,6 +4,7 @@
 #include "contacts/add_buddy_dialog.h"
 #include "contacts/profile.h"
 #include "contacts/user_name.h"
+#include "controls/form_controls.h"
 #include "messaging/pm_window.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
@@ -88,11 +89,7 @@ void SearchUsersWindow::buildForm() {
 }
 
 void SearchUsersWindow::setControlsEnabled(bool enabled) {
-    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        if (control != mnuContext_) {
-            control->setEnabled(enabled);
-        }
-    }
+    setFormControlsEnabled(*this, enabled, mnuContext_);
 }
 
 void SearchUsersWindow::cmdSearch_Click() {
@@ -138,21 +135,11 @@ QString SearchUsersWindow::statusText() const {
 }
 
 void SearchUsersWindow::addAsBuddy(const QString& name) {
-    // The add-buddy dialog owns the checks and the command; it runs unseen
-    // with the chosen name, and its boxes are the only thing the user sees.
-    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(client_, this);
-    dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
-    dialog->cmdAddBuddy_Click();
-    delete dialog.data();
+    addBuddyUnseen(client_, this, name);
 }
 
 SearchUsersWindow* findSearchWindow(Client& client) {
-    for (QWidget* window : client.windows()) {
-        if (auto* search = qobject_cast<SearchUsersWindow*>(window)) {
-            return search;
-        }
-    }
-    return nullptr;
+    return client.findWindow<SearchUsersWindow>();
 }
 
 SearchUsersWindow& searchWindow(Client& client) {

@@ -190,15 +190,13 @@ void OfflineMessagesWindow::cmdClose_Click() {
 }
 
 OfflineMessagesWindow& ShowOfflineMessages(Client& client, bool reload) {
-    for (QWidget* window : client.windows()) {
-        if (auto* open = qobject_cast<OfflineMessagesWindow*>(window)) {
-            if (reload) {
-                client.trap([&] { open->Form_Load(); });
-            }
-            open->show();
-            client.desktop().bringToFront(open);
-            return *open;
+    if (auto* open = client.findWindow<OfflineMessagesWindow>()) {
+        if (reload) {
+            client.trap([&] { open->Form_Load(); });
         }
+        open->show();
+        client.desktop().bringToFront(open);
+        return *open;
     }
     auto* window = new OfflineMessagesWindow(client);
     client.adoptWindow(window);

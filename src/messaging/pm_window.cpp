@@ -323,12 +323,7 @@ void PMWindow::askAndFind() {
 }
 
 void PMWindow::addRecipientAsBuddy() {
-    // The add-buddy dialog owns the checks and the command; it runs unseen
-    // with the recipient's name, and only its boxes show.
-    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(client_, this);
-    dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(recipient_);
-    dialog->cmdAddBuddy_Click();
-    delete dialog.data();
+    addBuddyUnseen(client_, this, recipient_);
 }
 
 PMWindow* OpenPMWindow(Client& client, const QString& name) {

@@ -2,9 +2,11 @@
 
 #include "app/client.h"
 #include "contacts/user_name.h"
+#include "controls/form_controls.h"
 #include "platform/desktop.h"
-#include "platform/number_text.h"
 #include "platform/prompter.h"
+#include "session/app_error.h"
+#include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/registration_window.h"
 #include "shell/image_list.h"
@@ -15,7 +17,6 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -156,9 +157,7 @@ void LoginWindow::loadDetails() {
 }
 
 void LoginWindow::SetLoginControlsEnabled(bool enabled) {
-    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        control->setEnabled(enabled);
-    }
+    setFormControlsEnabled(*this, enabled);
 }
 
 void LoginWindow::cmdLogin_Click() {
@@ -186,25 +185,13 @@ void LoginWindow::cmdLogin_Click() {
         if (connection.State() != Connection::Closed) {
             connection.Close();
         }
-        const QStringList parts = address.split(QLatin1Char(':'));
-        connection.setRemoteHost(parts[0]);
-        quint16 port = kDefaultPort;
-        if (parts.size() > 1) {
-            const qint32 wanted = number_text::toInt32(parts[1]);
-            if (wanted < 1 || wanted > 65535) {
-                throw AppError(380, QStringLiteral("ConnSock"),
-                               QStringLiteral("Invalid property value"));
-            }
-            port = static_cast<quint16>(wanted);
-        }
-        connection.setRemotePort(port);
-        connection.Connect();
+        connectToAddress(connection, address, kDefaultPort);
         client_.mainWindow().setConnectStatus(QStringLiteral("-> Connecting...."));
 
         Client& client = client_;
         QPointer<LoginWindow> alive(this);
         connecting_ = true;
-        const bool ok = waitForConnection();
+        const bool ok = waitForConnection(connection, *this);
         if (!alive) {
             // The window was closed while connecting: the attempt is abandoned.
             client.connection().Close();
@@ -230,24 +217,6 @@ void LoginWindow::cmdLogin_Click() {
         tmrShow_->setInterval(kAnswerTimeoutMs);
         tmrShow_->start();
     });
-}
-
-bool LoginWindow::waitForConnection() {
-    Connection& connection = client_.connection();
-    const auto pending = [&connection] {
-        const int state = connection.State();
-        return state != Connection::Connected && state != Connection::Error &&
-               state != Connection::Closed;
-    };
-    if (pending()) {
-        QEventLoop loop;
-        connect(&connection, &Connection::connected, &loop, &QEventLoop::quit);
-        connect(&connection, &Connection::errorOccurred, &loop, &QEventLoop::quit);
-        connect(&connection, &Connection::closed, &loop, &QEventLoop::quit);
-        connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return connection.State() == Connection::Connected;
 }
 
 void LoginWindow::fail(const QString& text) {

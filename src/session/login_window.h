@@ -44,8 +44,6 @@ private:
     void buildForm();
     void loadDetails();
     void openSignUpPage();
-    // Waits on the socket's own signals until it is connected or has failed.
-    [[nodiscard]] bool waitForConnection();
     // A login that did not succeed: offline state, controls back, `text` shown.
     void fail(const QString& text);
     void tmrShow_Timer();

@@ -2,12 +2,13 @@
 
 #include "app/client.h"
 #include "contacts/user_name.h"
-#include "platform/number_text.h"
+#include "controls/form_controls.h"
 #include "platform/prompter.h"
+#include "session/app_error.h"
+#include "session/connect_wait.h"
 #include "session/connection.h"
 #include "shell/settings.h"
 
-#include <QEventLoop>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -69,9 +70,7 @@ void RegistrationWindow::buildForm() {
 }
 
 void RegistrationWindow::setControlsEnabled(bool enabled) {
-    for (QWidget* control : findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        control->setEnabled(enabled);
-    }
+    setFormControlsEnabled(*this, enabled);
 }
 
 QString RegistrationWindow::refusal() const {
@@ -139,34 +138,8 @@ bool RegistrationWindow::connectToServer() {
     Connection& connection = client_.connection();
     connection.Close();
     // An address may name its own port after a colon, as at login.
-    const QStringList parts = txtHost_->text().split(QLatin1Char(':'));
-    quint16 port = kDefaultPort;
-    if (parts.size() > 1) {
-        const qint32 wanted = number_text::toInt32(parts[1]);
-        if (wanted < 1 || wanted > 65535) {
-            throw AppError(380, QStringLiteral("ConnSock"),
-                           QStringLiteral("Invalid property value"));
-        }
-        port = static_cast<quint16>(wanted);
-    }
-    connection.setRemoteHost(parts[0]);
-    connection.setRemotePort(port);
-    connection.Connect();
-
-    const auto pending = [&connection] {
-        const int state = connection.State();
-        return state != Connection::Connected && state != Connection::Error &&
-               state != Connection::Closed;
-    };
-    if (pending()) {
-        QEventLoop loop;
-        connect(&connection, &Connection::connected, &loop, &QEventLoop::quit);
-        connect(&connection, &Connection::errorOccurred, &loop, &QEventLoop::quit);
-        connect(&connection, &Connection::closed, &loop, &QEventLoop::quit);
-        connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return connection.State() == Connection::Connected;
+    connectToAddress(connection, txtHost_->text(), kDefaultPort);
+    return waitForConnection(connection, *this);
 }
 
 void RegistrationWindow::onRegistrationReply(const QString& outcome, const QString& webSite) {
@@ -188,12 +161,7 @@ void RegistrationWindow::onRegistrationReply(const QString& outcome, const QStri
 }
 
 RegistrationWindow* findRegistrationWindow(Client& client) {
-    for (QWidget* window : client.windows()) {
-        if (auto* registration = qobject_cast<RegistrationWindow*>(window)) {
-            return registration;
-        }
-    }
-    return nullptr;
+    return client.findWindow<RegistrationWindow>();
 }
 
 RegistrationWindow& registrationWindow(Client& client) {

@@ -6,9 +6,8 @@
 //   bench_offline [messages] [runs]    (default 500 and 5; QT_QPA_PLATFORM=offscreen)
 #include "app/client.h"
 #include "messaging/offline_window.h"
-#include "platform/desktop.h"
-#include "platform/prompter.h"
 #include "session/dispatcher.h"
+#include "silent_client.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -23,25 +22,6 @@ using namespace velmora;
 
 namespace {
 
-class SilentPrompter : public Prompter {
-public:
-    int show(const QString& text, int, const QString&, QWidget*) override {
-        std::fprintf(stderr, "box: %s\n", qPrintable(text));
-        ++boxes;
-        return answer::kOk;
-    }
-    void beep() override {}
-    int boxes = 0;
-};
-
-class SilentDesktop : public Desktop {
-public:
-    void openUrl(const QString&) override {}
-    void playSound(const QString&) override {}
-    void showHelp(const QString&, const QString&, QWidget*) override {}
-    void bringToFront(QWidget*) override {}
-};
-
 QString offlineRecord(int count) {
     QString record = QStringLiteral(" ## +OM /$/ ") + QString::number(count);
     for (int i = 0; i < count; ++i) {
@@ -55,9 +35,7 @@ QString offlineRecord(int count) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    bench::preferOffscreen();
     QApplication app(argc, argv);
     const int count = argc > 1 ? std::max(1, std::atoi(argv[1])) : 500;
     const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
@@ -67,8 +45,8 @@ int main(int argc, char** argv) {
     bool complete = true;
     for (int run = 0; run < runs; ++run) {
         QTemporaryDir home; // on the disk of the working folder's file system
-        SilentPrompter prompter;
-        SilentDesktop desktop;
+        bench::SilentPrompter prompter;
+        bench::SilentDesktop desktop;
         Client client(home.path(), prompter, desktop);
         client.session().userName = QStringLiteral("bobby");
 

@@ -7,10 +7,9 @@
 //   pm_receive_bench [count]    (default 10000; QT_QPA_PLATFORM=offscreen)
 #include "app/client.h"
 #include "messaging/pm_window.h"
-#include "platform/desktop.h"
 #include "platform/html_message_view.h"
-#include "platform/prompter.h"
 #include "session/dispatcher.h"
+#include "silent_client.h"
 
 #include <QApplication>
 #include <QDir>
@@ -26,23 +25,6 @@
 using namespace velmora;
 
 namespace {
-
-class SilentPrompter : public Prompter {
-public:
-    int show(const QString& text, int, const QString&, QWidget*) override {
-        std::fprintf(stderr, "box: %s\n", qPrintable(text));
-        return answer::kOk;
-    }
-    void beep() override {}
-};
-
-class SilentDesktop : public Desktop {
-public:
-    void openUrl(const QString&) override {}
-    void playSound(const QString&) override {}
-    void showHelp(const QString&, const QString&, QWidget*) override {}
-    void bringToFront(QWidget*) override {}
-};
 
 void copySmilies(const QString& appFolder) {
     const QDir from(QStringLiteral(VELMORA_ASSETS_DIR "/Smilies"));
@@ -83,16 +65,14 @@ Figures thousand(const std::vector<double>& ms, std::size_t from) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    bench::preferOffscreen();
     QApplication app(argc, argv);
     const int count = argc > 1 ? std::max(2000, std::atoi(argv[1])) : 10000;
 
     QTemporaryDir home;
     copySmilies(home.path());
-    SilentPrompter prompter;
-    SilentDesktop desktop;
+    bench::SilentPrompter prompter;
+    bench::SilentDesktop desktop;
     Client client(home.path(), prompter, desktop);
 
     std::vector<double> ms(static_cast<std::size_t>(count));

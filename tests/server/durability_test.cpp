@@ -51,6 +51,13 @@ TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {
     EXPECT_EQ(alicia.sync(),
               " ## +LI /$/ Login=True ## +SO /$/ http://conf.example /$/ 5 /$/ 1 ## +BL /$/ ");
     EXPECT_EQ(stop(), 0);
+
+    // A database written by a newer server (a higher user_version in the
+    // SQLite header) is refused rather than changed.
+    std::fstream(db, std::ios::in | std::ios::out | std::ios::binary)
+        .seekp(60)
+        .write("\0\0\0\x63", 4);
+    EXPECT_EQ(runVelmorad({"useradd", "bobby", "secret", "--db", db}), 1);
 }
 
 } // namespace velmora::test

@@ -91,14 +91,11 @@ public:
 
     // Everything received up to and including `text`, waiting up to 10 s.
     [[nodiscard]] std::string readThrough(const std::string& text) {
-        std::size_t at = std::string::npos;
+        std::size_t at = 0;
         while ((at = pending_.find(text)) == std::string::npos && fill() > 0) {
         }
-        if (at == std::string::npos) {
-            ADD_FAILURE() << "never received \"" << text << "\"";
-            return std::exchange(pending_, {});
-        }
-        const std::string out = pending_.substr(0, at + text.size());
+        EXPECT_NE(at, std::string::npos) << "never received \"" << text << "\"";
+        const std::string out = pending_.substr(0, at == std::string::npos ? at : at + text.size());
         pending_.erase(0, out.size());
         return out;
     }

@@ -6,11 +6,11 @@
 
 namespace velmora::test {
 
-TEST_F(LoopbackTest, ASessionOutlivesSplitMergedAndJunkInputUntilItsConnectionIsLost) {
+TEST_F(LoopbackTest, CommandsSplitAtEveryByteOrMergedAreAllHandled) {
     addUser("alicia");
     addUser("bobby");
     // A long quiet time: a split command must never be taken early here.
-    start({"--quiet-ms", "500", "--partial-quiet-ms", "2000"});
+    start({"--quiet-ms", "200", "--partial-quiet-ms", "2000"});
     WireClient alicia(port);
     WireClient bobby(port);
     alicia.login("alicia");
@@ -39,6 +39,16 @@ TEST_F(LoopbackTest, ASessionOutlivesSplitMergedAndJunkInputUntilItsConnectionIs
     alicia.send(burst);
     EXPECT_EQ(alicia.sync(), "");
     EXPECT_EQ(bobby.sync(), expected);
+}
+
+TEST_F(LoopbackTest, ServingGoesOnThroughJunkLostPeersAndPeersThatNeverRead) {
+    addUser("alicia");
+    addUser("bobby");
+    start({"--max-pending-bytes", "65536"});
+    WireClient alicia(port);
+    WireClient bobby(port);
+    alicia.login("alicia");
+    bobby.login("bobby");
 
     // 1 MiB of random bytes, with a few marks so that some of it looks like commands.
     WireClient junk(port);
@@ -61,27 +71,10 @@ TEST_F(LoopbackTest, ASessionOutlivesSplitMergedAndJunkInputUntilItsConnectionIs
     bobby.abort();
     EXPECT_EQ(alicia.readThrough(" ## +LOff /$/ bobby"), " ## +CE /$/ bobby ## +LOff /$/ bobby");
 
-    // Logging in again elsewhere closes the older connection.
-    WireClient again(port);
-    again.login("alicia");
-    EXPECT_TRUE(alicia.closedByServer());
-    EXPECT_EQ(stop(), 0);
-    EXPECT_NE(log().find("replaced by a new login"), std::string::npos);
-}
-
-TEST_F(LoopbackTest, APeerThatNeverReadsIsDroppedWhileOthersAreServed) {
-    addUser("alicia");
-    addUser("bobby");
-    start({"--max-pending-bytes", "65536"});
-    WireClient alicia(port);
-    alicia.login("alicia");
-    alicia.send(" ## cmdAB /:/ alicia /:/ bobby");
-    (void)alicia.sync();
-    WireClient bobby(port, 4096);
-    bobby.login("bobby");
+    // A new bobby that never reads is dropped once his queue is full.
+    WireClient slow(port, 4096);
+    slow.login("bobby");
     EXPECT_EQ(alicia.sync(), " ## +LOn /$/ bobby");
-
-    // bobby reads no more. Past the socket buffers his queue hits the limit.
     std::string pms;
     for (int i = 0; i < 20; ++i) {
         pms += " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::string(8000, 'x') + " /:/ A /:/ 9 /:/ ";
@@ -95,6 +88,13 @@ TEST_F(LoopbackTest, APeerThatNeverReadsIsDroppedWhileOthersAreServed) {
     EXPECT_NE(log().find("peer not reading, dropped"), std::string::npos);
     alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ later /:/ A /:/ 9 /:/ ");
     EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
+
+    // Logging in again elsewhere closes the older connection.
+    WireClient again(port);
+    again.login("alicia");
+    EXPECT_TRUE(alicia.closedByServer());
+    EXPECT_EQ(stop(), 0);
+    EXPECT_NE(log().find("replaced by a new login"), std::string::npos);
 }
 
 } // namespace velmora::test

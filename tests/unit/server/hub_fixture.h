@@ -49,9 +49,9 @@ protected:
         if (in == kDrop) {
             conns_.erase(from);
             collect(hub_->disconnected(id), seen);
+            return seen;
         }
-        for (const auto& command :
-             protocol::splitBatch(in == kDrop ? "" : in, protocol::kCommandFieldSep)) {
+        for (const auto& command : protocol::splitBatch(in, protocol::kCommandFieldSep)) {
             collect(hub_->handle(id, command), seen);
         }
         return seen;
@@ -65,11 +65,6 @@ protected:
 
     // The records carrying offline messages so far reached their sockets.
     void flush() { hub_->written(std::exchange(written, {})); }
-
-    void login(const std::string& name) {
-        EXPECT_TRUE(send(name, " ## cmdLI /:/ " + name + " /:/ secret /:/ 1.4")[name].starts_with(
-            " ## +LI /$/ Login=True"));
-    }
 
     TempDir dir;
     server::store::Store store{dir.file("v.db")};

@@ -8,14 +8,11 @@
 using velmora::protocol::Fields;
 using velmora::server::net::Framer;
 using velmora::server::net::QuietTimes;
-using Commands = std::vector<Fields>;
 using namespace std::chrono_literals;
 
 // Splitting at every byte and merging many commands in one write are checked
 // over a real socket; these are the rules a socket cannot show.
-namespace {
 constexpr QuietTimes kQuiet{5ms, 150ms};
-} // namespace
 
 TEST(Framer, QuietTimeDependsOnTheLastCommandAndAPartialMarkIsHeldBack) {
     Framer framer(16000, kQuiet);
@@ -37,7 +34,7 @@ TEST(Framer, QuietTimeDependsOnTheLastCommandAndAPartialMarkIsHeldBack) {
     EXPECT_EQ(framer.takePending(), (Fields{"cmdSU", "abc"}));
     EXPECT_FALSE(framer.hasPending());
     // ... and the rest of that mark still starts the next command.
-    EXPECT_EQ(framer.feed("# cmdSU /:/ def ## ", ok), (Commands{{"cmdSU", "def"}}));
+    EXPECT_EQ(framer.feed("# cmdSU /:/ def ## ", ok), (std::vector<Fields>{{"cmdSU", "def"}}));
     // The closing space of a field separator is not held back.
     Framer other(16000, kQuiet);
     (void)other.feed(" ## cmdSU /:/ ", ok);

@@ -69,8 +69,6 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
                       " ## +BL /$/ f %/ Dave1 :%: n %/ bobby")},
         {"alicia", " ## cmdAB /:/ alicia /:/ carol",
          to("alicia", " ## +BL /$/ f %/ Dave1 :%: n %/ bobby :%: n %/ carol")},
-        {"dave1", li("dave1"), {{"dave1", kIn}, {"alicia", " ## +LOn /$/ Dave1"}}},
-        {"dave1", kDrop, to("alicia", " ## +LOff /$/ Dave1")},
         {"alicia", " ## cmdDB /:/ alicia /:/ CAROL ## cmdDB /:/ alicia /:/ ghost",
          to("alicia",
             " ## +BL /$/ f %/ Dave1 :%: n %/ bobby ## +BL /$/ f %/ Dave1 :%: n %/ bobby")},

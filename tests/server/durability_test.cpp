@@ -2,12 +2,9 @@
 
 namespace velmora::test {
 
-namespace {
-const std::string kBobbyIn = " ## cmdLI /:/ bobby /:/ secret /:/ 1.4";
-const std::string kLoggedIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
-} // namespace
-
 TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
+    const std::string bobbyIn = " ## cmdLI /:/ bobby /:/ secret /:/ 1.4";
+    const std::string loggedIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
     addUser("alicia");
     addUser("bobby");
     start();
@@ -22,15 +19,15 @@ TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
     start({"--welcome", "Be nice here"});
     const std::string welcome =
         " ## +PM /$/ IM Server /$/ Be%%nice%%here /$/ MS Sans Serif /$/ 10 /$/ ";
-    const std::string head = kLoggedIn + " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
+    const std::string head = loggedIn + " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
     WireClient first(port);
-    first.send(kBobbyIn);
+    first.send(bobbyIn);
     const std::string got = first.sync();
     EXPECT_EQ(got.substr(0, head.size()), head);
     EXPECT_EQ(got.substr(head.size() + 19), welcome); // after the sent time
     WireClient again(port);
-    again.send(kBobbyIn);
-    EXPECT_EQ(again.sync(), kLoggedIn + welcome);
+    again.send(bobbyIn);
+    EXPECT_EQ(again.sync(), loggedIn + welcome);
 }
 
 TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {

@@ -10,9 +10,9 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -174,9 +174,8 @@ protected:
     }
 
     [[nodiscard]] std::string log() const {
-        std::stringstream text;
-        text << std::ifstream(logPath).rdbuf();
-        return text.str();
+        std::ifstream in(logPath);
+        return {std::istreambuf_iterator<char>(in), {}};
     }
 
     TempDir dir;

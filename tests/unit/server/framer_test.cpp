@@ -10,8 +10,7 @@ using velmora::server::net::Framer;
 using velmora::server::net::QuietTimes;
 using namespace std::chrono_literals;
 
-// Splitting at every byte and merging many commands in one write are checked
-// over a real socket; these are the rules a socket cannot show.
+// Split and merged commands are checked over a socket; here is what it cannot show.
 constexpr QuietTimes kQuiet{5ms, 150ms};
 
 TEST(Framer, QuietTimeDependsOnTheLastCommandAndAPartialMarkIsHeldBack) {

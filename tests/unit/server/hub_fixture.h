@@ -39,12 +39,12 @@ protected:
         if (!hub_) {
             hub_ = std::make_unique<core::Hub>(store, config, log);
         }
-        if (!conns_.contains(from)) {
-            conns_[from] = names_.size();
+        const auto [at, opened] = conns_.try_emplace(from, names_.size());
+        const core::ConnId id = at->second;
+        if (opened) {
             names_.push_back(from);
-            hub_->connected(conns_[from], address);
+            hub_->connected(id, address);
         }
-        const core::ConnId id = conns_[from];
         Seen seen;
         if (in == kDrop) {
             conns_.erase(from);

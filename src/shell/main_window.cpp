@@ -289,13 +289,12 @@ void MainWindow::resetBuddyTree() {
 
 void MainWindow::SetTrayStatus(int image, const QString& text) {
     trayImage_ = image;
-    trayTip_ = QString::fromLatin1(Client::kAppTitle) + QStringLiteral(" - ") + text;
+    pctSys_->setToolTip(QString::fromLatin1(Client::kAppTitle) + QStringLiteral(" - ") + text);
     pctSys_->setIcon(images::mainImage(image));
-    pctSys_->setToolTip(trayTip_);
 }
 
 QString MainWindow::trayTip() const {
-    return trayTip_;
+    return pctSys_->toolTip();
 }
 
 QString MainWindow::selectedBuddy() const {

@@ -99,7 +99,6 @@ private:
     QSystemTrayIcon* pctSys_;
     QMenu* mnuSys_;
     QMenu* mnuBuddy_;
-    QString trayTip_;
     int trayImage_ = kImageOffline;
 };
 

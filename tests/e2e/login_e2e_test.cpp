@@ -5,9 +5,8 @@
 #include "contacts/buddy_list.h"
 #include "session/login_window.h"
 #include "shell/main_window.h"
-#include "support/e2e_user.h"
+#include "support/e2e.h"
 
-#include <QAction>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -18,8 +17,12 @@ using velmora::test::E2eUser;
 
 namespace {
 
+QAction* action(E2eUser& user, const char* name) {
+    return user.client->mainWindow().findChild<QAction*>(QString::fromLatin1(name));
+}
+
 void addBuddy(E2eUser& user, const QString& buddy) {
-    user.client->mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsAddContact"))->trigger();
+    action(user, "mnuToolsAddContact")->trigger();
     QWidget* dialog = user.client->findWindowByName(QStringLiteral("frmAddBuddy"));
     dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(buddy);
     QTest::mouseClick(dialog->findChild<QPushButton*>(QStringLiteral("cmdAddBuddy")),
@@ -41,9 +44,9 @@ class LoginE2eTest : public QObject {
 
 private slots:
     void buddiesComeAndGo() {
-        test::VelmoradProcess server;
-        QVERIFY(test::startWithUsers(
-            server, {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol11"}}));
+        test::VelmoradProcess server(
+            {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol11"}});
+        QVERIFY(server.start());
         E2eUser bobby(QStringLiteral("bobby"));
         E2eUser alicia(QStringLiteral("alicia"));
         bobby.client->start();
@@ -56,7 +59,7 @@ private slots:
         QVERIFY(shows(bobby, QStringLiteral("carol1"), 'f'));
         // A name nobody has is refused by the server.
         addBuddy(bobby, QStringLiteral("nobody1"));
-        QVERIFY(QTest::qWaitFor([&] { return bobby.prompter.boxes().size() == 4; }));
+        QVERIFY(QTest::qWaitFor([&] { return bobby.prompter.boxes.size() == 4; }));
         QCOMPARE(bobby.prompter.texts().first(),
                  QStringLiteral("The user alicia was added to your buddy list!"));
         QCOMPARE(bobby.prompter.texts().last(),
@@ -65,34 +68,28 @@ private slots:
         // A wrong password is refused and leaves alicia offline.
         test::typeIntoLoginWindow(*alicia.client, server.address(), alicia.name,
                                   QStringLiteral("wrong-pass"));
-        QVERIFY(QTest::qWaitFor([&] { return !alicia.prompter.boxes().isEmpty(); }));
-        QCOMPARE(alicia.prompter.boxes().last().text,
+        QVERIFY(QTest::qWaitFor([&] { return !alicia.prompter.boxes.isEmpty(); }));
+        QCOMPARE(alicia.prompter.texts().last(),
                  QStringLiteral("Error: The login details which you entered were invalid!"));
         QCOMPARE(alicia.client->mainWindow().connectStatus(), QStringLiteral("-> Disconnected"));
 
         // alicia logs in: bobby sees her online and hears it.
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
         QVERIFY(shows(bobby, QStringLiteral("alicia"), 'n'));
-        QCOMPARE(bobby.desktop.sounds().last(), bobby.home.path() + "/Sounds/UserLogin.wav");
-        QCOMPARE(bobby.client->mainWindow().buddies().onlineBuddies(),
-                 QStringList{QStringLiteral("alicia")});
+        QCOMPARE(bobby.desktop.sounds.last(), bobby.home.path() + "/Sounds/UserLogin.wav");
+        QCOMPARE(bobby.client->mainWindow().buddies().onlineBuddies(), QStringList{"alicia"});
         bobby.client->mainWindow().tvBuddies().setCurrentItem(
             bobby.client->mainWindow().buddies().findBuddy(QStringLiteral("alicia")));
         QVERIFY(
             test::saveScreenshot(bobby.client->mainWindow(), QStringLiteral("main-window.png")));
 
         // alicia logs out from the File menu: back to "Offline Buddies".
-        alicia.client->mainWindow()
-            .findChild<QAction*>(QStringLiteral("mnuFileLogInOut"))
-            ->trigger();
+        action(alicia, "mnuFileLogInOut")->trigger();
         QVERIFY(shows(bobby, QStringLiteral("alicia"), 'f'));
-        QCOMPARE(bobby.desktop.sounds().last(), bobby.home.path() + "/Sounds/UserLogout.wav");
-
+        QCOMPARE(bobby.desktop.sounds.last(), bobby.home.path() + "/Sounds/UserLogout.wav");
         LoginWindow* login = alicia.client->existingLoginWindow();
         QVERIFY(login && login->isVisible());
-        login->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(alicia.name);
-        login->findChild<QLineEdit*>(QStringLiteral("txtPWord"))
-            ->setText(QStringLiteral("alicia1"));
+        login->findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText("alicia1");
         QVERIFY(test::saveScreenshot(*login, QStringLiteral("login.png")));
     }
 };

@@ -4,9 +4,8 @@
 #include "session/login_window.h"
 #include "session/registration_window.h"
 #include "shell/main_window.h"
-#include "support/e2e_user.h"
+#include "support/e2e.h"
 
-#include <QAction>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
@@ -20,16 +19,15 @@ class SearchSignUpE2ETest : public QObject {
 
 private slots:
     void aSearchForPartOfANameListsTheMatchingUsers() {
-        test::VelmoradProcess server;
-        QVERIFY(test::startWithUsers(server, {{"alicia", "alicia1"},
-                                              {"bobby", "bobby1"},
-                                              {"bobby2", "bobby22"},
-                                              {"robbie1", "robbie11"},
-                                              {"bobbie_lee", "bobbie1"},
-                                              {"carol1", "carol11"}}));
+        test::VelmoradProcess server({{"alicia", "alicia1"},
+                                      {"bobby", "bobby1"},
+                                      {"bobby2", "bobby22"},
+                                      {"robbie1", "robbie11"},
+                                      {"bobbie_lee", "bobbie1"},
+                                      {"carol1", "carol11"}});
+        QVERIFY(server.start());
         E2eUser alicia(QStringLiteral("alicia"));
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
-
         alicia.client->mainWindow()
             .findChild<QAction*>(QStringLiteral("mnuToolsSearchUsers"))
             ->trigger();
@@ -43,17 +41,17 @@ private slots:
             QTest::qWaitFor([&] { return search->statusText().startsWith("[ Search"); }, 15000));
         QStringList names;
         for (int i = 0; i < results->count(); ++i) {
-            names.append(results->item(i)->text());
+            names << results->item(i)->text();
         }
         QCOMPARE(names, (QStringList{"bobbie_lee", "bobby", "bobby2", "robbie1"}));
         results->setCurrentRow(1);
         QVERIFY(test::saveScreenshot(*search, QStringLiteral("search.png")));
-        QVERIFY(alicia.prompter.boxes().isEmpty());
+        QVERIFY(alicia.prompter.boxes.isEmpty());
     }
 
     void aNewUserSignsUpAndLogsInWithTheNewAccount() {
-        test::VelmoradProcess server;
-        QVERIFY(test::startWithUsers(server, {{"alicia", "alicia1"}}));
+        test::VelmoradProcess server({{"alicia", "alicia1"}});
+        QVERIFY(server.start());
         E2eUser dorian(QStringLiteral("dorian"));
         dorian.client->loginWindow().show();
         dorian.client->loginWindow()
@@ -71,7 +69,7 @@ private slots:
                 signUp->findChild<QLineEdit*>(QLatin1String(field))->setText(text);
             }
             signUp->findChild<QPushButton*>(QStringLiteral("cmdSignUp"))->click();
-            return QTest::qWaitFor([&] { return !dorian.prompter.boxes().isEmpty(); }, 15000)
+            return QTest::qWaitFor([&] { return !dorian.prompter.boxes.isEmpty(); }, 15000)
                        ? dorian.prompter.texts().first()
                        : QString();
         };
@@ -80,10 +78,9 @@ private slots:
         // Names are unique ignoring case.
         QCOMPARE(attempt(QStringLiteral("DORIAN")),
                  QStringLiteral("Error: There is already a user with that username!"));
-
         dorian.prompter.reset();
         QVERIFY(dorian.logIn(server, QStringLiteral("dorian1")));
-        QVERIFY(dorian.prompter.boxes().isEmpty());
+        QVERIFY(dorian.prompter.boxes.isEmpty());
     }
 };
 

@@ -1,11 +1,17 @@
 #include "support/client_rig.h"
 
+#include "platform/html_message_view.h"
 #include "session/connection.h"
 #include "shell/main_window.h"
+
+#include <QTextBlock>
+#include <QTextCursor>
 
 namespace velmora::test {
 
 namespace {
+
+const QByteArray kProbe = " ## cmdSU /:/ probe";
 
 std::unique_ptr<Client> makeClient(TempHome& home, const QByteArray& ini, Prompter& prompter,
                                    Desktop& desktop) {
@@ -16,6 +22,24 @@ std::unique_ptr<Client> makeClient(TempHome& home, const QByteArray& ini, Prompt
 }
 
 } // namespace
+
+LoopbackServer::LoopbackServer() {
+    server_.listen(QHostAddress::LocalHost, 0);
+    QObject::connect(&server_, &QTcpServer::newConnection, this, [this] {
+        peer_ = server_.nextPendingConnection();
+        QObject::connect(peer_, &QTcpSocket::readyRead, this,
+                         [this] { received += peer_->readAll(); });
+    });
+}
+
+QString LoopbackServer::address() const {
+    return QStringLiteral("127.0.0.1:") + QString::number(port());
+}
+
+void LoopbackServer::send(const QByteArray& bytes) {
+    peer_->write(bytes);
+    peer_->flush();
+}
 
 ClientRig::ClientRig(const QByteArray& ini)
     : owned_(makeClient(home, ini, prompter, desktop)), client(*owned_) {}
@@ -35,18 +59,36 @@ bool ClientRig::logIn(const QString& user) {
     return connect();
 }
 
-bool ClientRig::feed(const QByteArray& bytes, qsizetype boxes) {
-    server.send(bytes);
-    return QTest::qWaitFor([&] { return prompter.boxes().size() >= boxes; }, 5000);
+QByteArray ClientRig::sent() {
+    client.connection().SendData(QString::fromLatin1(kProbe));
+    if (!QTest::qWaitFor([&] { return server.received.endsWith(kProbe); }, 5000)) {
+        return "no round trip: " + server.received;
+    }
+    const QByteArray before = server.received.chopped(kProbe.size());
+    server.received.clear();
+    return before;
 }
 
 QAction* ClientRig::action(const char* name) const {
     return client.mainWindow().findChild<QAction*>(QString::fromLatin1(name));
 }
 
-QString ClientRig::smilie(const char* file) const {
-    return QStringLiteral("<img src='") + home.path() + QStringLiteral("/Smilies/") +
-           QLatin1StringView(file) + QStringLiteral("' alt='' border='0'> ");
+QString shownText(const HtmlMessageView& view) {
+    QStringList lines;
+    for (QTextBlock line = view.document()->begin(); line.isValid(); line = line.next()) {
+        lines << line.text().replace(QStringLiteral("\u00a0 "), QStringLiteral(" "));
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+QColor lastNameColour(const HtmlMessageView& view) {
+    QTextBlock line = view.document()->lastBlock();
+    while (line.isValid() && line.text().trimmed().isEmpty()) {
+        line = line.previous();
+    }
+    QTextCursor name(line);
+    name.movePosition(QTextCursor::Right);
+    return name.charFormat().foreground().color();
 }
 
 } // namespace velmora::test

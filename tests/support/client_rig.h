@@ -1,20 +1,48 @@
-// One client in a fresh folder, with its doubles and a loopback server that
+// One client in a fresh folder with its doubles, and a loopback server that
 // plays the IM server: what nearly every client test starts from.
 #pragma once
 
 #include "app/client.h"
-#include "support/loopback_server.h"
-#include "support/recording_desktop.h"
-#include "support/recording_prompter.h"
-#include "support/temp_home.h"
+#include "support/doubles.h"
 
 #include <QAction>
-#include <QByteArray>
+#include <QColor>
+#include <QPointer>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
 #include <memory>
 
+namespace velmora {
+class HtmlMessageView;
+}
+
 namespace velmora::test {
+
+// Accepts one client on 127.0.0.1 (a free port), records what it sends and
+// writes whatever a test tells it to.
+class LoopbackServer : public QObject {
+public:
+    LoopbackServer();
+    [[nodiscard]] quint16 port() const { return server_.serverPort(); }
+    // "127.0.0.1:PORT", as typed into the login window.
+    [[nodiscard]] QString address() const;
+    bool waitForPeer() {
+        return QTest::qWaitFor([this] { return !peer_.isNull(); }, 5000);
+    }
+    void send(const QByteArray& bytes);
+    void closePeer() { peer_->disconnectFromHost(); }
+    bool waitForReceived(const QByteArray& bytes) {
+        return QTest::qWaitFor([&] { return received.contains(bytes); }, 5000);
+    }
+
+    QByteArray received;
+
+private:
+    QTcpServer server_;
+    QPointer<QTcpSocket> peer_;
+};
 
 class ClientRig {
 public:
@@ -26,21 +54,22 @@ public:
     // Connected, with `user` in the session and the main window online: what
     // a successful login leaves, without the login's own records.
     [[nodiscard]] bool logIn(const QString& user);
-    // Sends records and waits until `boxes` boxes in all have been shown.
-    [[nodiscard]] bool feed(const QByteArray& bytes, qsizetype boxes);
+    // Everything the client has sent since the last call. A search command
+    // is sent behind it and must arrive next: the socket keeps order, so
+    // this is complete without waiting for silence.
+    [[nodiscard]] QByteArray sent();
     // Sends records and waits until `done` holds.
-    template <typename Done> [[nodiscard]] bool feedUntil(const QByteArray& bytes, Done done) {
+    template <typename Done> [[nodiscard]] bool feed(const QByteArray& bytes, Done done) {
         server.send(bytes);
         return QTest::qWaitFor(done, 5000);
     }
+    // Sends records and waits until `boxes` boxes in all have been shown.
+    [[nodiscard]] bool feedBoxes(const QByteArray& bytes, qsizetype boxes) {
+        return feed(bytes, [&] { return prompter.boxes.size() >= boxes; });
+    }
 
     [[nodiscard]] QAction* action(const char* name) const;
-    // The first window of the session of class T (and objectName `name`, if
-    // given) that is visible, or null.
-    template <typename T> [[nodiscard]] T* window(const char* name = nullptr) const {
-        const QList<T*> all = windows<T>(name);
-        return all.isEmpty() ? nullptr : all.first();
-    }
+    // The visible session windows of class T (with objectName `name`, if given).
     template <typename T> [[nodiscard]] QList<T*> windows(const char* name = nullptr) const {
         QList<T*> found;
         for (QWidget* w : client.windows()) {
@@ -51,8 +80,9 @@ public:
         }
         return found;
     }
-    // A smilie picture as the formatter writes it for this folder.
-    [[nodiscard]] QString smilie(const char* file) const;
+    template <typename T> [[nodiscard]] T* window(const char* name = nullptr) const {
+        return windows<T>(name).value(0);
+    }
 
     TempHome home;
     RecordingPrompter prompter;
@@ -70,5 +100,11 @@ public:
 template <typename T> T* child(const QWidget& window, const char* name) {
     return window.findChild<T*>(QString::fromLatin1(name));
 }
+
+// A conversation as the user reads it on screen, one line per chat line,
+// with "name: " in front.
+[[nodiscard]] QString shownText(const HtmlMessageView& view);
+// The colour the last chat line's sender name is drawn in.
+[[nodiscard]] QColor lastNameColour(const HtmlMessageView& view);
 
 } // namespace velmora::test

@@ -1,6 +1,6 @@
 #include "platform/ini_file.h"
 
-#include "support/temp_home.h"
+#include "support/doubles.h"
 
 #include <QDir>
 #include <QTest>

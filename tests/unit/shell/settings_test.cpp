@@ -1,7 +1,10 @@
+// The settings file and the server list: defaults, the exact forms
+// written, and text where a number belongs.
+#include "shell/server_list.h"
 #include "shell/settings.h"
 
 #include "session/app_error.h"
-#include "support/temp_home.h"
+#include "support/doubles.h"
 
 #include <QTest>
 
@@ -33,6 +36,7 @@ private slots:
     void firstStartRunsOnDefaults();
     void settersWriteDocumentedForms();
     void textWhereNumberExpectedIsAnError();
+    void serverListKeepsOldKeysWhenItShrinks();
 };
 
 void SettingsTest::firstStartRunsOnDefaults() {
@@ -147,6 +151,30 @@ void SettingsTest::textWhereNumberExpectedIsAnError() {
     QCOMPARE(errorNumberOf([&] { (void)settings.formPos("alice", "Top", 0); }),
              velmora::err::kTypeMismatch);
     QCOMPARE(errorNumberOf([&] { (void)settings.fontBold(); }), velmora::err::kTypeMismatch);
+}
+
+void SettingsTest::serverListKeepsOldKeysWhenItShrinks() {
+    TempHome home;
+    const QString path = home.filePath("IMServers.ini");
+    QCOMPARE(velmora::server_list::load(path), QStringList());
+    velmora::server_list::save(path, {"a.example", "b.example", "c.example"});
+    velmora::server_list::save(path, {"x.example:7000", "b.example"});
+    QCOMPARE(home.readFile("IMServers.ini"), QByteArray("[Servers]\n"
+                                                        "Server1=x.example:7000\n"
+                                                        "Server2=b.example\n"
+                                                        "Server3=c.example\n"
+                                                        "Count=2\n"));
+    QCOMPARE(velmora::server_list::load(path), QStringList({"x.example:7000", "b.example"}));
+
+    // Addresses missing below the count load empty; a bad count loads nothing
+    // or is an error.
+    home.writeFile("IMServers.ini", "[Servers]\nCount=2\nServer2=b.example\n");
+    QCOMPARE(velmora::server_list::load(path), QStringList({"", "b.example"}));
+    home.writeFile("IMServers.ini", "[Servers]\nCount=-1\nServer1=a.example\n");
+    QCOMPARE(velmora::server_list::load(path), QStringList());
+    home.writeFile("IMServers.ini", "[Servers]\nCount=three\n");
+    QCOMPARE(errorNumberOf([&] { (void)velmora::server_list::load(path); }),
+             velmora::err::kTypeMismatch);
 }
 
 QTEST_GUILESS_MAIN(SettingsTest)

@@ -1,263 +1,200 @@
-// The message window against a loopback server: what is sent, what is
-// written into the conversation, and what the window does around it.
+// The message window and the send-IM chooser against a loopback server:
+// the bytes sent, which window a received line goes to, and what the window
+// does around it. The line's HTML is the formatter test's business.
 #include "app/client.h"
-#include "controls/file_chooser.h"
+#include "contacts/buddy_list.h"
 #include "controls/font_toolbar.h"
 #include "messaging/pm_window.h"
+#include "messaging/send_pm_dialog.h"
 #include "platform/html_message_view.h"
-#include "session/connection.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
 #include "support/client_rig.h"
 
-#include <QAction>
+#include <QApplication>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QStatusBar>
-#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
 
 using namespace velmora;
+using velmora::test::child;
+using velmora::test::shownText;
 
 namespace {
 
-const QString kHeader = QStringLiteral(
-    "<html>\r\n<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
-    "OnContextMenu=\"javascript: return true;\">\r\n<font name=\"MS Sans Serif\" size=\"3\" "
-    "color=\"#FF0000\">Remember: You should never give out personal information "
-    "online!</font>\r\n<hr color=\"#FF0000\" size=\"1\">\r\n<br>\r\n");
+const QColor kOwn(PMWindow::kOwnColour);
+const QColor kReceived(PMWindow::kReceivedColour);
 
-// A chooser that answers the save dialog with a fixed path.
-class ScriptedChooser : public FileChooser {
-public:
-    std::optional<QString> answer;
-    QList<FileRequest> requests;
-    std::optional<QString> chooseFile(const FileRequest& request) override {
-        requests << request;
-        return answer;
+struct Rig : velmora::test::ClientRig {
+    using ClientRig::ClientRig;
+    PMWindow* pm(const QString& caption) const {
+        return qobject_cast<PMWindow*>(client.findWindowByCaption(caption));
     }
-    std::optional<QString> chooseFolder(const QString&, QWidget*) override { return answer; }
 };
+
+void setFont(PMWindow& w, const char* name, const char* size, const char* style) {
+    FontToolbar& tb = w.tbFontSettings();
+    tb.setFontName(QLatin1StringView(name));
+    tb.setFontSize(QLatin1StringView(size));
+    tb.setBold(QByteArray(style).contains('B'));
+    tb.setItalic(QByteArray(style).contains('I'));
+    tb.setUnderlined(QByteArray(style).contains('U'));
+}
+
+void type(PMWindow& w, const QString& text) {
+    w.txtSendMsg().setPlainText(text);
+    QTest::keyClick(&w.txtSendMsg(), Qt::Key_Return);
+}
 
 } // namespace
 
 class PMWindowTest : public QObject {
     Q_OBJECT
 
-    struct Rig : velmora::test::ClientRig {
-        using ClientRig::ClientRig;
-        PMWindow* window(const QString& caption) const {
-            return qobject_cast<PMWindow*>(client.findWindowByCaption(caption));
-        }
-        int pmWindows() const { return int(windows<PMWindow>().size()); }
-    };
-
-    static void setFont(PMWindow& w, const char* name, const char* size, bool bold, bool italic,
-                        bool underlined) {
-        FontToolbar& tb = w.tbFontSettings();
-        tb.setFontName(QLatin1StringView(name));
-        tb.setFontSize(QLatin1StringView(size));
-        tb.setBold(bold);
-        tb.setItalic(italic);
-        tb.setUnderlined(underlined);
-    }
-
-    static void type(PMWindow& w, const QString& text) {
-        w.txtSendMsg().setPlainText(text);
-        QTest::keyClick(&w.txtSendMsg(), Qt::Key_Return);
-    }
-
 private slots:
-    void enterSendsTheCommandAndShowsTheOwnLine() {
+    void sentLinesGoOutInWireFormAndShowInTheOwnColour() {
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
         PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        setFont(*w, "Arial", "12", true, false, false);
+        setFont(*w, "Arial", "12", "B");
         QCOMPARE(w->style(), QStringLiteral("B"));
-
         // Typed "%%" is a space, and runs of spaces shrink to one.
         type(*w, QStringLiteral("hello  %%world :)"));
-        const QByteArray sent =
-            " ## cmdPM /:/ alicia /:/ bobby /:/ hello%%world%%:) /:/ Arial /:/ 12 /:/ B";
-        QVERIFY(rig.server.waitForReceived(sent));
-        QCOMPARE(rig.server.received(), sent);
-        QCOMPARE(
-            w->messageView().source(),
-            kHeader +
-                "<b><font color=\"#0000C0\" face=\"MS Sans Serif\" size=\"3\">alicia:</font>"
-                "</b>&nbsp; <B><font color=\"#0000C0\" face=\"Arial\" size=\"4\">hello world " +
-                rig.smilie("smilie.gif") + "</font></B>\r\n<br>\r\n");
-        QVERIFY(w->txtSendMsg().toPlainText().isEmpty());
-        QVERIFY(w->txtSendMsg().isEnabled());
-        QVERIFY(w->findChild<QPushButton*>(QStringLiteral("cmdSend"))->isEnabled());
+        QCOMPARE(rig.sent(),
+                 QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ hello%%world%%:) /:/ Arial /:/ 12 "
+                            "/:/ B"));
+        QVERIFY(shownText(w->brwMessage()).endsWith("alicia: hello world \ufffc "));
+        QCOMPARE(test::lastNameColour(w->brwMessage()), kOwn);
+        QVERIFY(w->txtSendMsg().toPlainText().isEmpty() && w->txtSendMsg().isEnabled());
 
-        // A second line in another style; the style letters always come as B, I, U.
-        rig.server.clearReceived();
-        setFont(*w, "Courier New", "10", true, true, true);
+        // The style letters always come as B, I, U; line breaks stay.
+        setFont(*w, "Courier New", "10", "UIB");
         w->txtSendMsg().setPlainText(QStringLiteral("line one\nline two"));
-        w->findChild<QPushButton*>(QStringLiteral("cmdSend"))->click();
-        const QByteArray second = " ## cmdPM /:/ alicia /:/ bobby /:/ line%%one\r\nline%%two /:/ "
-                                  "Courier New /:/ 10 /:/ BIU";
-        QVERIFY(rig.server.waitForReceived(second));
-        QCOMPARE(rig.server.received(), second);
-        QVERIFY(w->messageView().source().endsWith(
-            "<B><I><U><font color=\"#0000C0\" face=\"Courier New\" size=\"3.33333333333333\">"
-            "line one <br> line two </font></B></I></U>\r\n<br>\r\n"));
-    }
+        child<QPushButton>(*w, "cmdSend")->click();
+        QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ line%%one\r\nline%%two "
+                                        "/:/ Courier New /:/ 10 /:/ BIU"));
 
-    void emptyAndSelfAddressedMessagesAreNotSent() {
-        Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        const QString before = w->messageView().source();
+        // Blanks only: a beep each and nothing sent. To oneself, in any
+        // case: shown, never sent.
+        const QString before = w->brwMessage().source();
         type(*w, QStringLiteral("   "));
         type(*w, QStringLiteral("%%%%"));
-        QCOMPARE(rig.prompter.beeps(), 2);
-        QCOMPARE(w->messageView().source(), before);
-        QVERIFY(w->txtSendMsg().isEnabled());
-
-        // To oneself (in any case): shown, never sent.
+        QCOMPARE(rig.prompter.beeps, 2);
+        QCOMPARE(w->brwMessage().source(), before);
         PMWindow* self = OpenPMWindow(rig.client, QStringLiteral("ALICIA"));
-        setFont(*self, "Arial", "10", false, false, false);
         type(*self, QStringLiteral("note to self"));
-        QVERIFY(self->messageView().source().endsWith(
-            "alicia:</font></b>&nbsp; <font color=\"#0000C0\" face=\"Arial\" "
-            "size=\"3.33333333333333\">note to self </font>\r\n<br>\r\n"));
-        // The next real message is the first thing the server sees.
-        setFont(*w, "Arial", "10", false, false, false);
-        type(*w, QStringLiteral("x"));
-        QVERIFY(rig.server.waitForReceived("x /:/ Arial"));
-        QCOMPARE(rig.server.received(),
-                 QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ x /:/ Arial /:/ 10 /:/ "));
+        QVERIFY(shownText(self->brwMessage()).endsWith("alicia: note to self "));
+        QCOMPARE(rig.sent(), QByteArray());
+
+        // The File menu adds the partner as a buddy.
+        child<QAction>(*w, "mnuFileAddBuddy")->trigger();
+        QCOMPARE(rig.sent(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
+
+        // A lost connection stops sending; the window stays.
+        rig.server.closePeer();
+        QVERIFY(QTest::qWaitFor([&] { return !w->txtSendMsg().isEnabled(); }));
+        QVERIFY(!child<QPushButton>(*w, "cmdSend")->isEnabled());
+        QVERIFY(w->isVisible());
     }
 
-    void receivedMessagesFindTheirWindowIgnoringCase() {
+    void receivedLinesFindTheirWindowIgnoringCase() {
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("bobby")));
         PMWindow* open = OpenPMWindow(rig.client, QStringLiteral("alicia"));
-        const QString header = open->messageView().source();
-        rig.server.send(" ## +PM /$/ ALICIA /$/ hi%%www.velmora.org%%;) /$/ Verdana /$/ 8 /$/ U"
-                        " ## +PM /$/ carol1 /$/ second /$/ Arial /$/ 12 /$/ ");
-        QVERIFY(QTest::qWaitFor([&] { return rig.pmWindows() == 2; }, 5000));
-        QVERIFY(QTest::qWaitFor([&] { return rig.desktop.sounds().size() == 2; }, 5000));
-
-        // The open "alicia" window took the line, in the sender's case and
-        // black (the end-to-end test checks the whole line).
-        QVERIFY(open->messageView().source().startsWith(
-            header + "<b><font color=\"#000000\" face=\"MS Sans Serif\" size=\"3\">ALICIA:"));
-        QVERIFY(open->messageView().source().contains(rig.smilie("wink.gif")));
+        QVERIFY(rig.feed(" ## +PM /$/ ALICIA /$/ hi%%there /$/ Verdana /$/ 8 /$/ U"
+                         " ## +PM /$/ carol1 /$/ second /$/ Arial /$/ 12 /$/ "
+                         " ## +PM /$/ Carol1 /$/ third /$/ Arial /$/ 12 /$/ ",
+                         [&] { return rig.desktop.sounds.size() == 3; }));
+        QVERIFY(shownText(open->brwMessage()).endsWith("ALICIA: hi there "));
+        QCOMPARE(test::lastNameColour(open->brwMessage()), kReceived);
         QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
-
-        // A sender without a window gets a new one.
-        PMWindow* carol = rig.window(QStringLiteral("carol1 - Instant Message"));
+        // A sender without a window gets one, and keeps it.
+        PMWindow* carol = rig.pm(QStringLiteral("carol1 - Instant Message"));
         QVERIFY(carol);
-        QVERIFY(carol->messageView().source().endsWith(
-            "carol1:</font></b>&nbsp; <font color=\"#000000\" face=\"Arial\" size=\"4\">second "
-            "</font>\r\n<br>\r\n"));
-        // A second message from carol1 goes to the same window.
-        rig.server.send(" ## +PM /$/ Carol1 /$/ third /$/ Arial /$/ 12 /$/ ");
-        QVERIFY(QTest::qWaitFor([&] { return rig.desktop.sounds().size() == 3; }, 5000));
-        QCOMPARE(rig.pmWindows(), 2);
-        QVERIFY(carol->messageView().source().endsWith("third </font>\r\n<br>\r\n"));
-
+        QCOMPARE(rig.windows<PMWindow>().size(), 2);
+        QVERIFY(shownText(carol->brwMessage()).endsWith("carol1: second \nCarol1: third "));
         // Sound and bring-forward follow the settings' defaults (both on).
         const QString sound = rig.home.path() + QStringLiteral("/Sounds/ReceiveIM.wav");
-        QCOMPARE(rig.desktop.sounds(), (QStringList{sound, sound, sound}));
-        QCOMPARE(rig.desktop.broughtToFront().size(), 3);
-        QCOMPARE(rig.desktop.broughtToFront().first(), open);
-        QVERIFY(rig.prompter.boxes().isEmpty());
+        QCOMPARE(rig.desktop.sounds, (QStringList{sound, sound, sound}));
+        QCOMPARE(rig.desktop.broughtToFront.size(), 3);
+        QCOMPARE(rig.desktop.broughtToFront.first(), open);
+        QVERIFY(rig.prompter.boxes.isEmpty());
+
+        // The server's own notices cannot be answered, nor take smilies.
+        rig.client.dispatcher().dispatchBatch(
+            " ## +PM /$/ IM Server /$/ Welcome! /$/ MS Sans Serif /$/ 10 /$/ ");
+        PMWindow* notice = rig.pm(QStringLiteral("IM Server - Instant Message"));
+        QVERIFY(notice && !notice->txtSendMsg().isEnabled());
+        QVERIFY(!child<QPushButton>(*notice, "cmdSend")->isEnabled());
+        emit notice->tbFontSettings().SmilieClick(QStringLiteral(":)"));
+        QVERIFY(notice->txtSendMsg().toPlainText().isEmpty());
     }
 
     void switchedOffSoundAndPopUpStayQuiet() {
         Rig rig("[Settings]\r\nNewPM=0\r\n[Sounds]\r\nReceiveIMEnabled=0\r\n");
         rig.client.dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ B");
-        QVERIFY(rig.window(QStringLiteral("BOBBY - instant message")));
-        QVERIFY(rig.desktop.sounds().isEmpty());
-        QVERIFY(rig.desktop.broughtToFront().isEmpty());
+        QVERIFY(rig.pm(QStringLiteral("BOBBY - instant message")));
+        QVERIFY(rig.desktop.sounds.isEmpty() && rig.desktop.broughtToFront.isEmpty());
         // A size that is no number is reported once the name is written.
         rig.client.dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ big /$/ ");
-        QCOMPARE(rig.prompter.boxes().size(), 1);
-        QCOMPARE(rig.prompter.boxes().first().style, 48);
-        QVERIFY(rig.prompter.boxes().first().text.startsWith(QStringLiteral("Error #13 ")));
+        QCOMPARE(rig.prompter.boxes.size(), 1);
+        QCOMPARE(rig.prompter.boxes[0].style, 48);
+        QVERIFY(rig.prompter.boxes[0].text.startsWith(QStringLiteral("Error #13 ")));
     }
 
-    void serverNoticesCannotBeAnswered() {
-        Rig rig;
-        rig.client.dispatcher().dispatchBatch(
-            " ## +PM /$/ IM Server /$/ Welcome! /$/ MS Sans Serif /$/ 10 /$/ ");
-        PMWindow* w = rig.window(QStringLiteral("IM Server - Instant Message"));
-        QVERIFY(w);
-        QVERIFY(!w->txtSendMsg().isEnabled());
-        QVERIFY(!w->findChild<QPushButton*>(QStringLiteral("cmdSend"))->isEnabled());
-        // Nor can a smilie be put into its input box.
-        emit w->tbFontSettings().SmilieClick(QStringLiteral(":)"));
-        QVERIFY(w->txtSendMsg().toPlainText().isEmpty());
-    }
-
-    void theViewAndToolbarStartFromTheSettings() {
-        // A style missing from the file is switched on.
-        Rig fresh;
+    void theViewToolbarAndPositionStartFromTheSettings() {
+        Rig fresh; // a style missing from the file is switched on
         PMWindow* w = OpenPMWindow(fresh.client, QStringLiteral("bobby"));
-        QCOMPARE(w->messageView().source(), kHeader);
+        QCOMPARE(w->brwMessage().source(),
+                 "<html>\r\n<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
+                 "OnContextMenu=\"javascript: return true;\">\r\n<font name=\"MS Sans Serif\" "
+                 "size=\"3\" color=\"#FF0000\">Remember: You should never give out personal "
+                 "information online!</font>\r\n<hr color=\"#FF0000\" size=\"1\">\r\n<br>\r\n");
         QCOMPARE(w->tbFontSettings().FontName(), QStringLiteral("MS Sans Serif"));
         QCOMPARE(w->tbFontSettings().FontSize(), QStringLiteral("10"));
         QCOMPARE(w->style(), QStringLiteral("BIU"));
-        QVERIFY(w->findChild<QAction*>(QStringLiteral("mnuEditBold"))->isChecked());
 
         Rig saved("[Font]\r\nName=Verdana\r\nSize=14\r\nBold=False\r\nItalic=True\r\n"
-                  "Underlined=False\r\n");
+                  "Underlined=False\r\n[FormPos]\r\nfrmPM-Left=40\r\nfrmPM-Top=50\r\n"
+                  "frmPM-Height=333\r\nfrmPM-Width=444\r\n");
         PMWindow* v = OpenPMWindow(saved.client, QStringLiteral("bobby"));
-        QCOMPARE(v->tbFontSettings().FontName(), QStringLiteral("Verdana"));
         QCOMPARE(v->style(), QStringLiteral("I"));
         QCOMPARE(v->txtSendMsg().font().family(), QStringLiteral("Verdana"));
         QCOMPARE(v->txtSendMsg().font().pointSizeF(), 14.0);
-        QVERIFY(v->txtSendMsg().font().italic());
-        QVERIFY(!v->txtSendMsg().font().bold());
+        QVERIFY(v->txtSendMsg().font().italic() && !v->txtSendMsg().font().bold());
         // The Edit menu's toggle drives the toolbar like its own button.
-        v->findChild<QAction*>(QStringLiteral("mnuEditBold"))->trigger();
-        QVERIFY(v->tbFontSettings().Bold());
+        child<QAction>(*v, "mnuEditBold")->trigger();
         QCOMPARE(v->style(), QStringLiteral("BI"));
-    }
 
-    void positionIsSharedThroughTheSettingsFile() {
-        Rig rig("[FormPos]\r\nfrmPM-Left=40\r\nfrmPM-Top=50\r\nfrmPM-Height=333\r\n"
-                "frmPM-Width=444\r\n");
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        QCOMPARE(w->size(), QSize(444, 333));
-        QCOMPARE(w->pos(), QPoint(40, 50));
-        w->resize(520, 410);
-        w->move(60, 70);
-        w->close();
-        const QByteArray ini = rig.home.readFile(QStringLiteral("Velmora.ini"));
-        QVERIFY2(ini.contains("frmPM-Left=60\r\nfrmPM-Top=70\r\nfrmPM-Height=410\r\n"
-                              "frmPM-Width=520"),
-                 ini.constData());
+        // One position and size for every message window, saved on close.
+        QCOMPARE(v->geometry().size(), QSize(444, 333));
+        QCOMPARE(v->pos(), QPoint(40, 50));
+        v->resize(520, 410);
+        v->move(60, 70);
+        v->close();
+        QVERIFY(saved.home.readFile(QStringLiteral("Velmora.ini"))
+                    .contains("frmPM-Left=60\r\nfrmPM-Top=70\r\nfrmPM-Height=410\r\n"
+                              "frmPM-Width=520"));
         // A position that is no number is reported, and the window still opens.
         Rig bad("[FormPos]\r\nfrmPM-Left=far\r\n");
         QVERIFY(OpenPMWindow(bad.client, QStringLiteral("bobby")));
-        QCOMPARE(bad.prompter.boxes().size(), 1);
-        QVERIFY(bad.prompter.boxes().first().text.startsWith(QStringLiteral("Error #13 ")));
-    }
-
-    void aLostConnectionStopsSending() {
-        Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        rig.server.closePeer();
-        QVERIFY(QTest::qWaitFor([&] { return !w->txtSendMsg().isEnabled(); }, 5000));
-        QVERIFY(!w->findChild<QPushButton*>(QStringLiteral("cmdSend"))->isEnabled());
-        QVERIFY(rig.window(QStringLiteral("bobby - Instant Message")));
+        QCOMPARE(bad.prompter.texts().size(), 1);
+        QVERIFY(bad.prompter.texts()[0].startsWith(QStringLiteral("Error #13 ")));
     }
 
     void oneWindowPerUserAndSmiliesGoToTheCaret() {
         Rig rig;
         emit rig.client.mainWindow().buddyActivated(QStringLiteral("bobby"));
-        PMWindow* w = rig.window(QStringLiteral("bobby - Instant Message"));
-        QVERIFY(w);
-        QCOMPARE(w->objectName(), QStringLiteral("frmPM"));
-        QVERIFY(rig.desktop.broughtToFront().isEmpty());
+        PMWindow* w = rig.pm(QStringLiteral("bobby - Instant Message"));
+        QVERIFY(w && w->objectName() == QStringLiteral("frmPM"));
+        QVERIFY(rig.desktop.broughtToFront.isEmpty());
         emit rig.client.mainWindow().buddyActivated(QStringLiteral("BOBBY"));
-        QCOMPARE(rig.pmWindows(), 1);
-        QCOMPARE(rig.desktop.broughtToFront(), (QList<QPointer<QWidget>>{w}));
+        QCOMPARE(rig.windows<PMWindow>().size(), 1);
+        QCOMPARE(rig.desktop.broughtToFront, (QList<QPointer<QWidget>>{w}));
 
         w->txtSendMsg().setPlainText(QStringLiteral("ab"));
         QTextCursor caret = w->txtSendMsg().textCursor();
@@ -269,62 +206,89 @@ private slots:
         QCOMPARE(w->txtSendMsg().textCursor().selectedText(), QStringLiteral("a:-\\b"));
     }
 
-    void theFileMenuAddsTheRecipientAsABuddy() {
-        Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        w->findChild<QAction*>(QStringLiteral("mnuFileAddBuddy"))->trigger();
-        QVERIFY(rig.server.waitForReceived(" ## cmdAB /:/ alicia /:/ bobby"));
-        QCOMPARE(rig.server.received(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
-    }
-
-    void theLogIsSavedAsTheWindowReads() {
+    void theLogIsSavedAsTheWindowReadsAndFindWraps() {
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
         PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
         rig.client.dispatcher().dispatchBatch(
             " ## +PM /$/ bobby /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
-        setFont(*w, "Arial", "10", false, false, false);
-        type(*w, QStringLiteral("Grüße, 你好 ;)"));
+        type(*w, QStringLiteral("Grüße, 你好 ;) www"));
 
-        ScriptedChooser chooser;
+        test::ScriptedChooser chooser;
         w->setFileChooser(&chooser);
         w->saveLog(); // cancelled: nothing written
-        const QString path = rig.home.filePath(QStringLiteral("chat.txt"));
-        chooser.answer = path;
-        w->findChild<QAction*>(QStringLiteral("mnuFileSaveLog"))->trigger();
-
+        chooser.answers = {rig.home.filePath(QStringLiteral("chat.txt")),
+                           rig.home.filePath(QStringLiteral("missing/folder/chat.txt"))};
+        child<QAction>(*w, "mnuFileSaveLog")->trigger();
         QCOMPARE(chooser.requests.size(), 2);
         const FileRequest& asked = chooser.requests.last();
         QCOMPARE(asked.kind, FileRequest::Kind::Save);
         QCOMPARE(asked.title, QStringLiteral("Save IM Log As..."));
         QCOMPARE(asked.filter, (QStringList{"Text Document (*.txt)", "*.txt"}));
-        QCOMPARE(asked.defaultExt, QStringLiteral("txt"));
         QVERIFY(asked.flags & ofn::kOverwritePrompt);
         QCOMPARE(
             QString::fromUtf8(rig.home.readFile(QStringLiteral("chat.txt"))),
-            QStringLiteral("bobby: hi :) see www.x.org\n<b>& \"q\"\nalicia: Grüße, 你好 ;)\n"));
-
+            QStringLiteral("bobby: hi :) see www.x.org\n<b>& \"q\"\nalicia: Grüße, 你好 ;) www\n"));
         // A file that cannot be written is reported.
-        chooser.answer = rig.home.filePath(QStringLiteral("missing/folder/chat.txt"));
-        w->findChild<QAction*>(QStringLiteral("mnuFileSaveLog"))->trigger();
-        QCOMPARE(rig.prompter.boxes().size(), 1);
-        QVERIFY(rig.prompter.boxes().first().text.startsWith(QStringLiteral("Error #75 ")));
-    }
+        child<QAction>(*w, "mnuFileSaveLog")->trigger();
+        QVERIFY(rig.prompter.texts().value(0).startsWith(QStringLiteral("Error #75 ")));
 
-    void findSelectsTheNextMatchAndWrapsAround() {
-        Rig rig;
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        rig.client.dispatcher().dispatchBatch(
-            " ## +PM /$/ bobby /$/ apple%%pie /$/ Arial /$/ 10 "
-            "/$/  ## +PM /$/ bobby /$/ apple /$/ Arial /$/ 10 /$/ ");
-        QVERIFY(w->findInConversation(QStringLiteral("APPLE")));
+        // Find selects the next match, ignoring case, and starts over once.
+        QVERIFY(w->findInConversation(QStringLiteral("WWW")));
         const int first = w->brwMessage().textCursor().position();
-        QVERIFY(w->findInConversation(QStringLiteral("apple")));
+        QVERIFY(w->findInConversation(QStringLiteral("www")));
         QVERIFY(w->brwMessage().textCursor().position() > first);
-        QVERIFY(w->findInConversation(QStringLiteral("apple")));
+        QVERIFY(w->findInConversation(QStringLiteral("www")));
         QCOMPARE(w->brwMessage().textCursor().position(), first);
         QVERIFY(!w->findInConversation(QStringLiteral("banana")));
+    }
+
+    void theChooserOpensOneWindowForAListedOrTypedName() {
+        Rig rig;
+        rig.client.mainWindow().buddies().onBuddyList(
+            QStringLiteral("n %/ bobby :%: f %/ carol1 :%: n %/ dave_2"));
+        SendPMDialog dialog(rig.client);
+        // Only the online group, with its buddies.
+        QCOMPARE(dialog.tvUsers().topLevelItemCount(), 1);
+        QTreeWidgetItem* group = dialog.tvUsers().topLevelItem(0);
+        QCOMPARE(group->text(0), QStringLiteral("Online Buddies"));
+        QCOMPARE(group->childCount(), 2);
+        QCOMPARE(group->child(1)->text(0), QStringLiteral("dave_2"));
+        QVERIFY(!dialog.cmdOpen().isEnabled());
+        dialog.tvUsers().setCurrentItem(group);
+        QVERIFY(!dialog.cmdOpen().isEnabled());
+        dialog.tvUsers().setCurrentItem(group->child(1));
+        dialog.cmdOpen().click();
+        QVERIFY(rig.pm(QStringLiteral("dave_2 - Instant Message")));
+
+        // A typed name must pass the name rule.
+        SendPMDialog typed(rig.client);
+        typed.optUser(1).click();
+        QVERIFY(typed.txtUserName().isEnabled());
+        for (const char* bad : {"bob", "bob by", "bo.by", "ünter"}) {
+            typed.txtUserName().setText(QString::fromUtf8(bad));
+            QVERIFY2(!typed.cmdOpen().isEnabled(), bad);
+        }
+        typed.txtUserName().setText(QStringLiteral("DAVE_2"));
+        typed.optUser(0).click(); // the list, where nothing is selected
+        QVERIFY(!typed.cmdOpen().isEnabled());
+        typed.optUser(1).click();
+        typed.cmdOpen().click();
+        QCOMPARE(rig.client.windows().size(), 1);
+        QCOMPARE(rig.desktop.broughtToFront.size(), 1);
+
+        // The menu shows it modal.
+        bool seen = false;
+        QTimer::singleShot(0, [&] {
+            auto* shown = qobject_cast<SendPMDialog*>(QApplication::activeModalWidget());
+            seen = shown != nullptr;
+            if (shown) {
+                shown->cmdCancel().click();
+            }
+        });
+        rig.action("mnuToolsSendAPM")->setEnabled(true);
+        rig.action("mnuToolsSendAPM")->trigger();
+        QVERIFY(seen);
     }
 };
 

@@ -1,0 +1,90 @@
+#include "support/doubles.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+
+#include <stdexcept>
+
+namespace velmora::test {
+
+TempHome::TempHome() {
+    if (!dir_.isValid()) {
+        throw std::runtime_error("cannot create a temporary application folder");
+    }
+}
+
+void TempHome::writeFile(const QString& name, const QByteArray& bytes) const {
+    QDir().mkpath(QFileInfo(filePath(name)).absolutePath());
+    QFile file(filePath(name));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(bytes) != bytes.size()) {
+        throw std::runtime_error("cannot write a test file");
+    }
+}
+
+QByteArray TempHome::readFile(const QString& name) const {
+    QFile file(filePath(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool TempHome::exists(const QString& name) const {
+    return QFileInfo::exists(filePath(name));
+}
+
+int RecordingPrompter::show(const QString& text, int style, const QString& title, QWidget* owner) {
+    boxes.append(ShownBox{text, style, title, owner});
+    if (!answers.isEmpty()) {
+        return answers.takeFirst();
+    }
+    switch (style & 0x7) {
+    case 2:
+        return answer::kAbort;
+    case 3:
+    case 4:
+        return answer::kYes;
+    case 5:
+        return answer::kRetry;
+    default:
+        return answer::kOk;
+    }
+}
+
+QStringList RecordingPrompter::texts() const {
+    QStringList texts;
+    for (const ShownBox& box : boxes) {
+        texts.append(box.text);
+    }
+    return texts;
+}
+
+std::optional<QString> ScriptedChooser::chooseFile(const FileRequest& request) {
+    requests.append(request);
+    return answers.isEmpty() ? std::nullopt : answers.takeFirst();
+}
+
+std::optional<QString> ScriptedChooser::chooseFolder(const QString& title, QWidget*) {
+    folderTitles.append(title);
+    return answers.isEmpty() ? std::nullopt : answers.takeFirst();
+}
+
+QStringList sqlColumn(const QString& dbPath, const QString& sql) {
+    QStringList values;
+    {
+        QSqlDatabase db =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("peek"));
+        db.setDatabaseName(dbPath);
+        if (db.open()) {
+            QSqlQuery q(sql, db);
+            while (q.next()) {
+                values << q.value(0).toString();
+            }
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("peek"));
+    return values;
+}
+
+} // namespace velmora::test

@@ -1,0 +1,128 @@
+#include "support/e2e.h"
+
+#include "session/login_window.h"
+#include "shell/main_window.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+namespace velmora::test {
+
+namespace {
+
+QString binary() {
+    const QString path = qEnvironmentVariable("VELMORAD");
+    return path.isEmpty() ? QStringLiteral("velmorad") : path;
+}
+
+} // namespace
+
+VelmoradProcess::VelmoradProcess(std::initializer_list<std::pair<const char*, const char*>> users,
+                                 const QStringList& extraArgs)
+    : extraArgs_(extraArgs) {
+    for (const auto& [name, password] : users) {
+        users_.append({QString::fromLatin1(name), QString::fromLatin1(password)});
+    }
+}
+
+VelmoradProcess::~VelmoradProcess() {
+    if (process_.state() != QProcess::NotRunning) {
+        process_.terminate();
+        if (!process_.waitForFinished(5000)) {
+            process_.kill();
+            process_.waitForFinished(5000);
+        }
+    }
+}
+
+bool VelmoradProcess::start() {
+    const QStringList common{QStringLiteral("--db"), dir_.filePath(QStringLiteral("velmorad.db")),
+                             QStringLiteral("--hash-cost"), QStringLiteral("fast")};
+    for (const auto& [name, password] : users_) {
+        QProcess add;
+        add.start(binary(), QStringList{QStringLiteral("useradd"), name, password} + common);
+        if (!add.waitForFinished(30000) || add.exitStatus() != QProcess::NormalExit ||
+            add.exitCode() != 0) {
+            return false;
+        }
+    }
+    process_.start(binary(),
+                   QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")} + common +
+                       extraArgs_);
+    if (!process_.waitForStarted(10000)) {
+        return false;
+    }
+    QByteArray out;
+    const auto firstLine = [&] {
+        out += process_.readAllStandardOutput();
+        return out.contains('\n') || process_.state() == QProcess::NotRunning;
+    };
+    const QByteArray prefix = "listening on 127.0.0.1:";
+    const qsizetype at = QTest::qWaitFor(firstLine, 10000) ? out.indexOf(prefix) : -1;
+    if (at < 0) {
+        return false;
+    }
+    port_ =
+        static_cast<quint16>(out.mid(at + prefix.size()).split('\n').value(0).trimmed().toUInt());
+    return port_ != 0;
+}
+
+QString VelmoradProcess::address() const {
+    return QStringLiteral("127.0.0.1:") + QString::number(port_);
+}
+
+void typeIntoLoginWindow(Client& client, const QString& address, const QString& user,
+                         const QString& password) {
+    LoginWindow& login = client.loginWindow();
+    login.show();
+    login.findChild<QComboBox*>(QStringLiteral("cboHost"))->setEditText(address);
+    login.findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(user);
+    login.findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText(password);
+    QTest::mouseClick(login.findChild<QPushButton*>(QStringLiteral("cmdLogin")), Qt::LeftButton);
+}
+
+E2eUser::E2eUser(QString userName) : name(std::move(userName)) {
+    const QDir smilies(QStringLiteral(VELMORA_ASSETS "/Smilies"));
+    QDir(home.path()).mkdir(QStringLiteral("Smilies"));
+    for (const QString& file : smilies.entryList(QDir::Files)) {
+        QFile::copy(smilies.filePath(file), home.filePath(QStringLiteral("Smilies/") + file));
+    }
+    restart();
+}
+
+void E2eUser::restart() {
+    client.reset();
+    client = std::make_unique<Client>(home.path(), prompter, desktop);
+}
+
+bool E2eUser::logIn(const VelmoradProcess& server, const QString& password) {
+    typeIntoLoginWindow(*client, server.address(), name, password);
+    const QString connected = QStringLiteral("-> Connected [") + name + QLatin1Char(']');
+    return QTest::qWaitFor(
+        [&] {
+            return client->mainWindow().connectStatus() == connected &&
+                   client->session().intServerLimit > 0;
+        },
+        10000);
+}
+
+bool saveScreenshot(QWidget& window, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return true;
+    }
+    window.show();
+    window.raise();
+    window.activateWindow();
+    if (!QTest::qWaitForWindowExposed(&window)) {
+        return false;
+    }
+    QTest::qWait(300); // let the window manager place and paint it
+    return window.grab().save(QDir(folder).filePath(file));
+}
+
+} // namespace velmora::test

@@ -1,0 +1,63 @@
+// End-to-end support: the real velmorad of this build on a free loopback
+// port with a fresh database, and one user's client with its own folder
+// (holding the shipped smilie pictures) and doubles.
+#pragma once
+
+#include "app/client.h"
+#include "support/doubles.h"
+
+#include <QProcess>
+
+#include <memory>
+
+namespace velmora::test {
+
+class VelmoradProcess {
+public:
+    // Accounts as {name, password}; `extraArgs` go to the server.
+    explicit VelmoradProcess(std::initializer_list<std::pair<const char*, const char*>> users,
+                             const QStringList& extraArgs = {});
+    ~VelmoradProcess();
+    VelmoradProcess(const VelmoradProcess&) = delete;
+    VelmoradProcess& operator=(const VelmoradProcess&) = delete;
+
+    // Creates the accounts, starts the server and waits for its
+    // "listening on" line.
+    [[nodiscard]] bool start();
+    [[nodiscard]] quint16 port() const { return port_; }
+    [[nodiscard]] QString address() const;
+
+private:
+    QTemporaryDir dir_;
+    QList<std::pair<QString, QString>> users_;
+    QStringList extraArgs_;
+    QProcess process_;
+    quint16 port_ = 0;
+};
+
+// Types the details into the login window and clicks "Log In".
+void typeIntoLoginWindow(Client& client, const QString& address, const QString& user,
+                         const QString& password);
+
+struct E2eUser {
+    explicit E2eUser(QString userName);
+    // Replaces the client by a fresh one on the same folder, as when the
+    // program is run again.
+    void restart();
+    // Logs in through the login window; true once the main window shows the
+    // user connected and the server's options have arrived.
+    [[nodiscard]] bool logIn(const VelmoradProcess& server, const QString& password);
+
+    QString name;
+    TempHome home;
+    RecordingPrompter prompter;
+    RecordingDesktop desktop;
+    std::unique_ptr<Client> client;
+};
+
+// With VELMORA_SCREENSHOTS set to a folder (and a real display, e.g.
+// xvfb-run with QT_QPA_PLATFORM=xcb), saves a picture of `window` there as
+// `file`; true when nothing was asked or the picture was saved.
+[[nodiscard]] bool saveScreenshot(QWidget& window, const QString& file);
+
+} // namespace velmora::test

@@ -43,6 +43,21 @@ std::string buildCommand(std::string_view head, std::initializer_list<std::strin
     return out;
 }
 
+bool isSealedField(std::string_view field) {
+    // Every separator starts and ends with a space and holds no other, so a
+    // neighbour can lend at most its one outer space: checking the field with
+    // a space on each side covers every placement.
+    std::string padded;
+    padded.reserve(field.size() + 2);
+    padded.append(1, ' ').append(field).append(1, ' ');
+    for (const std::string_view separator : kSeparators) {
+        if (padded.find(separator) != std::string::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
 namespace {
 template <typename Range> std::string replyOf(std::string_view code, const Range& fields) {
     std::string out(kRecordMark);
@@ -65,7 +80,8 @@ std::string buildReply(std::string_view code, const Fields& fields) {
 
 std::vector<Fields> splitBatch(std::string_view batch, std::string_view fieldSeparator) {
     std::vector<Fields> records;
-    forEachRecord(batch, fieldSeparator, [&](Fields& fields) { records.push_back(std::move(fields)); });
+    forEachRecord(batch, fieldSeparator,
+                  [&](Fields& fields) { records.push_back(std::move(fields)); });
     return records;
 }
 

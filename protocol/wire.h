@@ -20,6 +20,9 @@ inline constexpr std::string_view kReplyFieldSep = " /$/ ";
 inline constexpr std::string_view kListItemSep = " :%: ";
 inline constexpr std::string_view kSubFieldSep = " %/ ";
 inline constexpr std::string_view kNameListSep = " :/ ";
+// Every separator above: no relayed field may be read as holding one.
+inline constexpr std::string_view kSeparators[] = {kRecordMark,  kCommandFieldSep, kReplyFieldSep,
+                                                   kListItemSep, kSubFieldSep,     kNameListSep};
 
 // Command heads, kept as whole literals.
 inline constexpr std::string_view kHeadLI = " ## cmdLI /:/ ";
@@ -71,6 +74,11 @@ inline constexpr std::string_view UNV = "+UNV";
 
 using Fields = std::vector<std::string>;
 
+// True when `field`, written between any two separators, reads back as
+// exactly that one field: it holds no separator, and neither its start nor its
+// end completes one with the space that opens or closes its neighbours.
+[[nodiscard]] bool isSealedField(std::string_view field);
+
 // Splits like the classic string Split: an empty input gives no pieces, and
 // empty pieces between two separators are kept.
 [[nodiscard]] Fields split(std::string_view text, std::string_view separator);
@@ -101,9 +109,8 @@ void forEachRecord(std::string_view batch, std::string_view fieldSeparator, OnRe
     while (pos != std::string_view::npos) {
         const std::size_t start = pos + kRecordMark.size();
         const std::size_t next = batch.find(kRecordMark, start);
-        const std::string_view piece =
-            batch.substr(start, next == std::string_view::npos ? std::string_view::npos
-                                                               : next - start);
+        const std::string_view piece = batch.substr(
+            start, next == std::string_view::npos ? std::string_view::npos : next - start);
         Fields fields = split(piece, fieldSeparator);
         onRecord(fields);
         pos = next;

@@ -61,7 +61,7 @@ int serve(const vs::Options& options) {
     vs::store::Store store(options.db);
     vs::core::Hub hub(store, options.core, log);
     asio::io_context io;
-    vs::net::Server server(io, hub, log, options.limits);
+    vs::net::Server server(io, hub, log, options.limits, options.core.hashCost);
     const auto endpoint = server.listen(options.host, options.port);
     std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
               << std::endl;

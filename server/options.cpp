@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <functional>
@@ -90,6 +91,30 @@ const std::map<std::string, Setter>& setters() {
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.complete = std::chrono::milliseconds(smallCount(k, v));
          }},
+        {"max-connections-per-address",
+         [](Options& o, auto& k, auto& v) { o.limits.maxConnectionsPerAddress = count(k, v); }},
+        {"login-timeout-s",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.loginTimeout = std::chrono::seconds(smallCount(k, v));
+         }},
+        {"dead-peer-s",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.deadPeer = std::chrono::seconds(smallCount(k, v));
+         }},
+        {"commands-per-second",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.connection.commandsPerSecond = smallCount(k, v);
+         }},
+        {"command-burst",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.connection.commandBurst = std::max(1, smallCount(k, v));
+         }},
+        {"max-violations",
+         [](Options& o, auto& k, auto& v) { o.core.maxViolations = smallCount(k, v); }},
+        {"password-threads",
+         [](Options& o, auto& k, auto& v) { o.limits.passwordThreads = count(k, v); }},
+        {"password-queue",
+         [](Options& o, auto& k, auto& v) { o.limits.passwordQueue = count(k, v); }},
         {"partial-quiet-ms",
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
@@ -174,11 +199,19 @@ std::string usage() {
   --max-record-bytes N        largest command accepted (16000)
   --max-pending-bytes N       unsent output per connection before it is dropped (1048576)
   --max-offline-per-user N    offline messages kept per recipient (500)
-  --max-logins-per-minute N   login and sign-up attempts per address (30; 0 = no limit)
+  --max-logins-per-minute N   failed logins and sign-ups per address (30; 0 = no limit)
   --max-connections N         open connections (10000)
+  --max-connections-per-address N  per IPv4 address or IPv6 /64 (20)
+  --login-timeout-s N         close a connection without a login after N s (30)
+  --dead-peer-s N             drop a peer that stopped acknowledging after about N s (60)
+  --commands-per-second N     command budget per connection; past it reading pauses (20; 0 = none)
+  --command-burst N           commands a connection may send at once (100)
+  --max-violations N          protocol violations before a connection is closed (20; 0 = never)
+  --password-threads N        password hashing threads (0 = one per core)
+  --password-queue N          logins waiting for a hash before further ones fail (256)
   --max-name-length N         longest user or room name accepted at sign-up (32)
   --quiet-ms N                wait for a complete last command (5)
-  --partial-quiet-ms N        wait for the rest of an incomplete last command (150)
+  --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
 )";
 }
 

@@ -3,6 +3,7 @@
 
 #include "core/password.h"
 
+#include <chrono>
 #include <compare>
 #include <cstddef>
 #include <optional>
@@ -27,7 +28,10 @@ struct CoreConfig {
     int roomLimit = 10;
     std::string welcome;
     int maxOfflinePerUser = 500;
-    int maxLoginsPerMinute = 30; // per address, sign-ups included; 0 = no limit
+    int maxLoginsPerMinute = 30; // failed logins and sign-ups per address; 0 = no limit
+    int maxViolations = 20;      // protocol violations before a connection is closed; 0 = never
+    std::size_t credentialCacheEntries = 10000;
+    std::chrono::seconds credentialCacheAge{3600};
     std::size_t maxNameLength = 32;
     HashCost hashCost = HashCost::Interactive;
 };

@@ -1,6 +1,9 @@
-// What handling one event asks of the network: records to send and
-// connections to close. Records for one connection keep their order.
+// What handling one event asks of the network: records to send, connections
+// to close and password work to run off the network thread. Records for one
+// connection keep their order.
 #pragma once
+
+#include "core/password.h"
 
 #include <cstdint>
 #include <string>
@@ -8,18 +11,23 @@
 
 namespace velmora::server::core {
 
-using ConnId = std::uint64_t;
-
 struct Outgoing {
     ConnId to = 0;
     std::string record;
-    // Offline messages carried by this record: deleted once it was written.
+    // Offline messages carried by this record: deleted once the peer
+    // acknowledged its bytes.
     std::vector<std::int64_t> offlineIds;
+};
+
+struct Closing {
+    ConnId conn = 0;
+    std::string reason;
 };
 
 struct Effects {
     std::vector<Outgoing> out;
-    std::vector<ConnId> close;
+    std::vector<Closing> close;
+    std::vector<PasswordJob> passwords;
 
     void send(ConnId to, std::string record) { out.push_back({to, std::move(record), {}}); }
 };

@@ -3,16 +3,29 @@
 #include "core/command_table.h"
 #include "core/names.h"
 
+#include <sodium.h>
+
 namespace velmora::server::core {
 
 namespace p = protocol;
 
+namespace {
+std::string randomPassword() {
+    if (sodium_init() < 0) {
+        throw std::runtime_error("libsodium failed to initialise");
+    }
+    return std::to_string(randombytes_random()) + std::to_string(randombytes_random());
+}
+} // namespace
+
 Hub::Hub(store::Store& store, CoreConfig config, Log& log)
     : store_(store), config_(std::move(config)), log_(log), hasher_(config_.hashCost),
-      logins_(config_.maxLoginsPerMinute) {}
+      decoyHash_(hasher_.hash(randomPassword())),
+      credentials_(config_.credentialCacheEntries, config_.credentialCacheAge),
+      failures_(config_.maxLoginsPerMinute) {}
 
-void Hub::connected(ConnId conn, std::string address) {
-    addresses_[conn] = std::move(address);
+void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
+    peers_[conn] = Peer{std::move(address), now};
 }
 
 Effects Hub::handle(ConnId conn, const p::Fields& f) {
@@ -20,12 +33,14 @@ Effects Hub::handle(ConnId conn, const p::Fields& f) {
     const std::string code = f.empty() ? std::string() : f[0];
     const auto needed = commandFieldCount(code);
     if (!needed) {
-        log_.line(who(conn) + " unknown command \"" + code.substr(0, 40) + "\" ignored");
+        violation(conn, "unknown command \"" + code.substr(0, 40) + "\" ignored", fx);
         return fx;
     }
     if (f.size() - 1 < *needed) {
-        log_.line(who(conn) + " " + code + " with " + std::to_string(f.size() - 1) + " of " +
-                  std::to_string(*needed) + " fields ignored");
+        violation(conn,
+                  code + " with " + std::to_string(f.size() - 1) + " of " +
+                      std::to_string(*needed) + " fields ignored",
+                  fx);
         return fx;
     }
     if (code == p::cmd::LI) {
@@ -38,13 +53,16 @@ Effects Hub::handle(ConnId conn, const p::Fields& f) {
     }
     const Session* me = sessions_.of(conn);
     if (!me) {
-        log_.line(who(conn) + " " + code + " before login ignored");
+        violation(conn, code + " before login ignored", fx);
         return fx;
     }
     // Search carries no user field; every other command names its sender.
     if (code != p::cmd::SU && !sameName(f[1], me->name)) {
-        log_.line(who(conn) + " " + code + " in the name of \"" + f[1].substr(0, 40) +
-                  "\" ignored");
+        violation(conn, code + " in the name of \"" + f[1].substr(0, 40) + "\" ignored", fx);
+        return fx;
+    }
+    if (!fieldsAreSealed(f)) {
+        violation(conn, code + " with a separator or control bytes in a field refused", fx);
         return fx;
     }
     const Session self = *me;
@@ -71,13 +89,32 @@ Effects Hub::handle(ConnId conn, const p::Fields& f) {
 Effects Hub::disconnected(ConnId conn) {
     Effects fx;
     endSession(conn, fx);
-    addresses_.erase(conn);
+    peers_.erase(conn);
+    offlineCursor_.erase(conn);
     return fx;
 }
 
-void Hub::written(const std::vector<std::int64_t>& offlineIds) {
-    if (!offlineIds.empty()) {
-        store_.removeOffline(offlineIds);
+std::vector<ConnId> Hub::anonymousSince(Clock::time_point cutoff) const {
+    std::vector<ConnId> out;
+    for (const auto& [conn, peer] : peers_) {
+        if (peer.since < cutoff && !peer.passwordPending && !sessions_.of(conn)) {
+            out.push_back(conn);
+        }
+    }
+    return out;
+}
+
+void Hub::violation(ConnId conn, const std::string& what, Effects& fx) {
+    const auto it = peers_.find(conn);
+    if (it == peers_.end()) {
+        return;
+    }
+    const int count = ++it->second.violations;
+    if (count == 1) {
+        log_.line(who(conn) + " " + what + " (later protocol violations are counted, not logged)");
+    }
+    if (config_.maxViolations > 0 && count == config_.maxViolations) {
+        fx.close.push_back({conn, std::to_string(count) + " protocol violations"});
     }
 }
 
@@ -105,8 +142,8 @@ void Hub::announce(const Session& user, std::string_view code, Effects& fx) {
 
 std::string Hub::who(ConnId conn) const {
     std::string text = "#" + std::to_string(conn);
-    if (const auto it = addresses_.find(conn); it != addresses_.end()) {
-        text += " " + it->second;
+    if (const auto it = peers_.find(conn); it != peers_.end()) {
+        text += " " + it->second.address;
     }
     if (const Session* s = sessions_.of(conn)) {
         text += " " + s->name;

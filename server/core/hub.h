@@ -1,9 +1,11 @@
 // The server's behaviour as plain logic: a command from a connection comes
-// in, the records for each connection (and connections to close) come out.
-// The network layer owns the sockets; the hub never sees one.
+// in, the records for each connection (and connections to close, and password
+// work to run elsewhere) come out. The network layer owns the sockets and the
+// threads; the hub never sees either.
 #pragma once
 
 #include "core/config.h"
+#include "core/credential_cache.h"
 #include "core/effects.h"
 #include "core/log.h"
 #include "core/password.h"
@@ -13,6 +15,7 @@
 #include "protocol/wire.h"
 #include "store/store.h"
 
+#include <chrono>
 #include <string>
 #include <unordered_map>
 
@@ -20,21 +23,37 @@ namespace velmora::server::core {
 
 class Hub {
 public:
+    using Clock = std::chrono::steady_clock;
+
     Hub(store::Store& store, CoreConfig config, Log& log);
 
-    void connected(ConnId conn, std::string address);
+    void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now());
     [[nodiscard]] Effects handle(ConnId conn, const protocol::Fields& command);
     [[nodiscard]] Effects disconnected(ConnId conn);
-    // The records carrying these offline messages reached the socket.
-    void written(const std::vector<std::int64_t>& offlineIds);
+    // A password job of an earlier Effects finished (or could not be queued).
+    [[nodiscard]] Effects passwordDone(const PasswordResult& result, bool overloaded = false);
+    // The page of offline messages sent last on `conn` reached its socket.
+    [[nodiscard]] Effects offlineWritten(ConnId conn);
+    // The peer acknowledged the bytes that carried these offline messages.
+    void acknowledged(const std::vector<std::int64_t>& offlineIds);
+    // Connections still without a session (and not logging in) that opened
+    // before `cutoff`.
+    [[nodiscard]] std::vector<ConnId> anonymousSince(Clock::time_point cutoff) const;
 
 private:
+    struct Peer {
+        std::string address;
+        Clock::time_point since;
+        int violations = 0;
+        bool passwordPending = false;
+    };
+
     // Sessions
     void login(ConnId conn, const protocol::Fields& f, Effects& fx);
+    void loginAccepted(ConnId conn, const store::User& user, Effects& fx);
     void signUp(ConnId conn, const protocol::Fields& f, Effects& fx);
     void endSession(ConnId conn, Effects& fx);
     void announce(const Session& who, std::string_view code, Effects& fx);
-    void sendWelcome(ConnId conn, const Session& who, Effects& fx);
 
     // Buddies and search
     void addBuddy(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
@@ -44,7 +63,7 @@ private:
 
     // Private and offline messages
     void privateMessage(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
-    void sendOffline(ConnId conn, const Session& me, Effects& fx);
+    void sendOfflinePage(ConnId conn, const Session& me, Effects& fx);
 
     // Rooms
     void openRoom(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
@@ -54,19 +73,30 @@ private:
     void leaveRoom(const Session& me, Effects& fx);
     void toRoom(const Room& room, const std::string& record, Effects& fx);
 
+    // Counts a protocol violation: the first is logged, the last closes.
+    void violation(ConnId conn, const std::string& what, Effects& fx);
     [[nodiscard]] std::string who(ConnId conn) const;
 
     store::Store& store_;
     CoreConfig config_;
     Log& log_;
     PasswordHasher hasher_;
-    RateLimiter logins_;
+    // Verified against for unknown names, so that they take as long as known ones.
+    std::string decoyHash_;
+    CredentialCache credentials_;
+    RateLimiter failures_;
     Sessions sessions_;
     Rooms rooms_;
-    std::unordered_map<ConnId, std::string> addresses_;
+    std::unordered_map<ConnId, Peer> peers_;
+    // Last offline message sent on a connection whose mailbox is being paged out.
+    std::unordered_map<ConnId, std::int64_t> offlineCursor_;
 };
 
 // An operator notice in the form of a private message from "IM Server".
 [[nodiscard]] std::string notice(std::string_view text);
+
+// The fields of `command` that are relayed or stored hold nothing a receiving
+// client could read as a separator, and its names and font are clean text.
+[[nodiscard]] bool fieldsAreSealed(const protocol::Fields& command);
 
 } // namespace velmora::server::core

@@ -1,4 +1,6 @@
-// Logging in and signing up.
+// Logging in and signing up. Passwords are checked and hashed by the
+// password pool: the hub asks for the work and finishes the login or sign-up
+// when the result comes back.
 #include "core/hub.h"
 
 #include "core/names.h"
@@ -15,12 +17,14 @@ constexpr std::size_t kMinPasswordLength = 5;
 void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
     const std::string& name = f[1];
     const std::string& password = f[2];
-    if (sessions_.of(conn)) {
-        log_.line(who(conn) + " second cmdLI on a logged-in connection ignored");
+    Peer& peer = peers_[conn];
+    if (sessions_.of(conn) || peer.passwordPending) {
+        violation(conn, "cmdLI on a connection that is logged in or logging in ignored", fx);
         return;
     }
-    if (!logins_.allow(addresses_[conn], RateLimiter::Clock::now())) {
-        log_.line(who(conn) + " login refused: too many attempts from this address");
+    const auto now = Clock::now();
+    if (failures_.blocked(peer.address, now)) {
+        log_.line(who(conn) + " login refused: too many failed attempts from this address");
         fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
         return;
     }
@@ -34,17 +38,23 @@ void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
         }
     }
     const auto user = store_.findUser(name);
-    if (!user || !hasher_.verify(user->hash, password)) {
-        log_.line(who(conn) + " login refused for \"" + name.substr(0, 40) + "\"");
-        fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
+    if (user && credentials_.matches(user->id, user->name, password, user->hash, now)) {
+        loginAccepted(conn, *user, fx);
         return;
     }
-    if (const auto older = sessions_.connectionOf(user->name)) {
+    peer.passwordPending = true;
+    fx.passwords.push_back({PasswordJob::Kind::Verify, conn, user ? user->id : 0,
+                            user ? user->name : name.substr(0, 64), password,
+                            user ? user->hash : decoyHash_});
+}
+
+void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
+    if (const auto older = sessions_.connectionOf(user.name)) {
         log_.line(who(*older) + " replaced by a new login on #" + std::to_string(conn));
         endSession(*older, fx);
-        fx.close.push_back(*older);
+        fx.close.push_back({*older, "replaced by a new login"});
     }
-    const Session session{user->id, user->name};
+    const Session session{user.id, user.name};
     sessions_.attach(conn, session);
     log_.line(who(conn) + " logged in");
 
@@ -52,15 +62,54 @@ void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
     fx.send(conn, p::buildReply(p::reply::SO,
                                 {config_.profileSite, std::to_string(config_.roomLimit), "1"}));
     fx.send(conn, buddyListRecord(session));
-    sendOffline(conn, session, fx);
-    sendWelcome(conn, session, fx);
-    announce(session, p::reply::LOn, fx);
-}
-
-void Hub::sendWelcome(ConnId conn, const Session&, Effects& fx) {
+    sendOfflinePage(conn, session, fx);
     if (!config_.welcome.empty()) {
         fx.send(conn, notice(config_.welcome));
     }
+    announce(session, p::reply::LOn, fx);
+}
+
+Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
+    Effects fx;
+    const PasswordJob& job = result.job;
+    const ConnId conn = job.conn;
+    const auto peer = peers_.find(conn);
+    if (peer == peers_.end()) {
+        return fx; // the connection ended meanwhile
+    }
+    peer->second.passwordPending = false;
+    const bool isLogin = job.kind == PasswordJob::Kind::Verify;
+    if (overloaded) {
+        log_.line(who(conn) + (isLogin ? " login" : " sign-up") + " refused: password queue full");
+        if (isLogin) { // a refused sign-up gets no answer, as under the attempt limit
+            fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
+        }
+        return fx;
+    }
+    if (!isLogin) {
+        const bool added = store_.addUser(job.name, result.hash);
+        log_.line(who(conn) + " sign-up of \"" + job.name + "\": " + (added ? "RS" : "UE"));
+        fx.send(conn, p::buildReply(p::reply::RU, {added ? "RS" : "UE", config_.profileSite}));
+        return fx;
+    }
+    if (!result.ok) {
+        failures_.fail(peer->second.address, Clock::now());
+        log_.line(who(conn) + " login refused for \"" + job.name.substr(0, 40) + "\"");
+        fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
+        return fx;
+    }
+    if (!result.hash.empty()) {
+        store_.setHash(job.user, result.hash);
+        log_.line(who(conn) + " password hash of " + job.name + " upgraded to the current cost");
+    }
+    const auto user = store_.findUser(job.name);
+    if (!user || user->id != job.user) {
+        fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
+        return fx;
+    }
+    credentials_.remember(user->id, user->name, job.password, user->hash, Clock::now());
+    loginAccepted(conn, *user, fx);
+    return fx;
 }
 
 void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
@@ -75,10 +124,14 @@ void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
         answer("RNE");
         return;
     }
-    if (!logins_.allow(addresses_[conn], RateLimiter::Clock::now())) {
+    Peer& peer = peers_[conn];
+    const auto now = Clock::now();
+    if (peer.passwordPending || failures_.blocked(peer.address, now)) {
         log_.line(who(conn) + " sign-up refused: too many attempts from this address");
         return;
     }
+    // Every sign-up costs a hash, so each one counts against the address.
+    failures_.fail(peer.address, now);
     if (store_.findUser(name)) {
         answer("UE");
         return;
@@ -88,7 +141,8 @@ void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
         answer("IN");
         return;
     }
-    answer(store_.addUser(name, hasher_.hash(password)) ? "RS" : "UE");
+    peer.passwordPending = true;
+    fx.passwords.push_back({PasswordJob::Kind::Hash, conn, 0, name, password, {}});
 }
 
 } // namespace velmora::server::core

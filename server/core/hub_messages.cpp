@@ -7,6 +7,11 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
+namespace {
+// Rows read per page; a page is what fits in one record.
+constexpr int kPageRows = 64;
+} // namespace
+
 void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
     const auto recipient = store_.findUser(f[2]);
     if (!recipient) {
@@ -27,32 +32,48 @@ void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Eff
     fx.send(conn, p::buildReply(p::reply::UNO, {recipient->name}));
 }
 
-void Hub::sendOffline(ConnId conn, const Session& me, Effects& fx) {
-    const auto waiting = store_.offline(me.id);
-    // Reserve room for the count, which is written in front of the items.
+// One +OM record of the messages after the last one sent on this
+// connection. The next page goes out once this one has been written, so a
+// mailbox of any size reaches its owner without filling the output queue.
+void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
+    const auto cursor = offlineCursor_.find(conn);
+    const std::int64_t after = cursor == offlineCursor_.end() ? 0 : cursor->second;
+    // Room for the count, which is written in front of the items.
     constexpr std::size_t kCountRoom = 12;
     const std::size_t head = p::kRecordMark.size() + p::reply::OM.size() + p::kReplyFieldSep.size();
     std::string items;
     std::vector<std::int64_t> ids;
-    const auto flush = [&] {
-        if (ids.empty()) {
-            return;
-        }
-        std::string record = p::buildReply(p::reply::OM, {std::to_string(ids.size()) + items});
-        fx.out.push_back({conn, std::move(record), std::move(ids)});
-        items.clear();
-        ids = {};
-    };
-    for (const auto& m : waiting) {
+    for (const auto& m : store_.offline(me.id, after, kPageRows)) {
         std::string item = std::string(p::kListItemSep) + m.body + std::string(p::kNameListSep) +
                            m.sender + std::string(p::kNameListSep) + m.sent;
         if (!ids.empty() && head + kCountRoom + items.size() + item.size() > kMaxRecordBytes) {
-            flush();
+            break;
         }
         items += item;
         ids.push_back(m.id);
     }
-    flush();
+    if (ids.empty()) {
+        offlineCursor_.erase(conn);
+        return;
+    }
+    offlineCursor_[conn] = ids.back();
+    std::string record = p::buildReply(p::reply::OM, {std::to_string(ids.size()) + items});
+    fx.out.push_back({conn, std::move(record), std::move(ids)});
+}
+
+Effects Hub::offlineWritten(ConnId conn) {
+    Effects fx;
+    const Session* me = sessions_.of(conn);
+    if (me && offlineCursor_.contains(conn)) {
+        sendOfflinePage(conn, *me, fx);
+    }
+    return fx;
+}
+
+void Hub::acknowledged(const std::vector<std::int64_t>& offlineIds) {
+    if (!offlineIds.empty()) {
+        store_.removeOffline(offlineIds);
+    }
 }
 
 } // namespace velmora::server::core

@@ -1,4 +1,5 @@
 // One line per event, timestamped, to one stream (stderr in the server).
+// Bytes outside printable ASCII (and the backslash) are written as \xNN.
 #pragma once
 
 #include <ostream>

@@ -29,4 +29,23 @@ bool PasswordHasher::verify(const std::string& hash, const std::string& password
     return crypto_pwhash_str_verify(hash.c_str(), password.data(), password.size()) == 0;
 }
 
+bool PasswordHasher::needsRehash(const std::string& hash) const {
+    return crypto_pwhash_str_needs_rehash(hash.c_str(), opsLimit_, memLimit_) != 0;
+}
+
+PasswordResult runPasswordJob(PasswordJob job, const PasswordHasher& hasher) {
+    PasswordResult result;
+    if (job.kind == PasswordJob::Kind::Hash) {
+        result.hash = hasher.hash(job.password);
+        result.ok = true;
+    } else {
+        result.ok = hasher.verify(job.hash, job.password) && job.user != 0;
+        if (result.ok && hasher.needsRehash(job.hash)) {
+            result.hash = hasher.hash(job.password);
+        }
+    }
+    result.job = std::move(job);
+    return result;
+}
+
 } // namespace velmora::server::core

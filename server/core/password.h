@@ -1,6 +1,8 @@
-// Argon2id password hashes (libsodium's self-describing string format).
+// Argon2id password hashes (libsodium's self-describing string format), and
+// the unit of work the password pool runs off the network thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace velmora::server::core {
@@ -17,10 +19,36 @@ public:
     [[nodiscard]] std::string hash(const std::string& password) const;
     // Hashes of either cost verify, whatever this hasher's own cost.
     [[nodiscard]] bool verify(const std::string& hash, const std::string& password) const;
+    // True when `hash` was made with other limits than this hasher's.
+    [[nodiscard]] bool needsRehash(const std::string& hash) const;
 
 private:
     unsigned long long opsLimit_;
     std::size_t memLimit_;
 };
+
+using ConnId = std::uint64_t;
+
+// Checking a login's password, or hashing a new account's.
+struct PasswordJob {
+    enum class Kind { Verify, Hash };
+    Kind kind = Kind::Verify;
+    ConnId conn = 0;
+    std::int64_t user = 0; // Verify: the account, 0 for an unknown name
+    std::string name;
+    std::string password;
+    std::string hash; // Verify: the stored hash (a decoy for an unknown name)
+};
+
+struct PasswordResult {
+    PasswordJob job;
+    bool ok = false;
+    // Hash: the new hash. Verify: a stronger hash when the stored one is
+    // weaker than the configured cost, else empty.
+    std::string hash;
+};
+
+// Runs one job; slow by design (tens of milliseconds at the interactive cost).
+[[nodiscard]] PasswordResult runPasswordJob(PasswordJob job, const PasswordHasher& hasher);
 
 } // namespace velmora::server::core

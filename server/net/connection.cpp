@@ -1,29 +1,46 @@
 #include "net/connection.h"
 
 #include <asio/co_spawn.hpp>
+#include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 #include <asio/write.hpp>
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+
+#include <algorithm>
+
 namespace velmora::server::net {
 
 namespace {
+using Clock = asio::steady_timer::clock_type;
+
+// Commands handled in a row before the reader lets other connections run.
+constexpr int kCommandsPerTurn = 16;
+// How often unacknowledged offline messages are looked at again.
+constexpr auto kAckPoll = std::chrono::milliseconds(20);
+
 std::string prefix(core::ConnId id, const std::string& address) {
     return "#" + std::to_string(id) + " " + address;
 }
 } // namespace
 
 Connection::Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
-                       const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log)
+                       const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
+                       std::span<char> scratch)
     : socket_(std::move(socket)), id_(id), address_(std::move(address)), limits_(limits),
-      owner_(owner), log_(log), framer_(limits.maxRecordBytes, limits.quiet),
-      wake_(socket_.get_executor()), quiet_(socket_.get_executor()) {
+      owner_(owner), log_(log), scratch_(scratch), framer_(limits.maxRecordBytes),
+      wake_(socket_.get_executor()), quiet_(socket_.get_executor()), tokens_(limits.commandBurst),
+      refilled_(Clock::now()) {
     wake_.expires_at(asio::steady_timer::time_point::max());
     quiet_.expires_at(asio::steady_timer::time_point::max());
 }
 
 void Connection::start() {
     log_.line(prefix(id_, address_) + " connected");
+    asio::error_code ignored;
+    socket_.non_blocking(true, ignored);
     const auto self = shared_from_this();
     const auto onEnd = [self](const char* who) {
         return [self, who](std::exception_ptr error) {
@@ -60,6 +77,8 @@ void Connection::stop(const std::string& reason) {
     if (!open_) {
         return;
     }
+    // Whatever the peer acknowledged before the end counts as delivered.
+    checkAcknowledged();
     open_ = false;
     log_.line(prefix(id_, address_) + " closed (" + reason + ")");
     asio::error_code ignored;
@@ -68,47 +87,140 @@ void Connection::stop(const std::string& reason) {
     wake_.cancel();
     quiet_.cancel();
     queue_.clear();
+    unacked_.clear();
     owner_.onClosed(id_);
 }
 
+void Connection::finish() {
+    if (!open_ || finishing_) {
+        return;
+    }
+    finishing_ = true;
+    asio::error_code ignored;
+    // Wakes the reader with an end of input; a write under way goes on.
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_receive, ignored);
+    quiet_.cancel();
+    wake_.cancel_one();
+}
+
 void Connection::handle(const protocol::Fields& command) {
-    if (open_) {
+    if (open_ && !finishing_) {
         owner_.onCommand(id_, command);
     }
 }
 
-asio::awaitable<void> Connection::reader() {
-    char chunk[8192];
-    while (open_) {
+void Connection::checkAcknowledged() {
+    if (unacked_.empty()) {
+        return;
+    }
+    int queued = 0;
+    if (::ioctl(socket_.native_handle(), SIOCOUTQ, &queued) != 0 || queued < 0) {
+        return;
+    }
+    const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(queued);
+    std::vector<std::int64_t> ids;
+    while (!unacked_.empty() && unacked_.front().end <= acknowledged) {
+        auto& front = unacked_.front().offlineIds;
+        ids.insert(ids.end(), front.begin(), front.end());
+        unacked_.pop_front();
+    }
+    if (!ids.empty()) {
+        owner_.onAcknowledged(ids);
+    }
+}
+
+asio::awaitable<void> Connection::spendToken() {
+    const auto now = Clock::now();
+    const std::chrono::duration<double> since = now - refilled_;
+    refilled_ = now;
+    if (limits_.commandsPerSecond <= 0) {
+        co_return;
+    }
+    tokens_ = std::min(limits_.commandBurst, tokens_ + since.count() * limits_.commandsPerSecond);
+    if (tokens_ < 1) {
+        // Back-pressure: nothing more is read from this peer until then.
+        const std::chrono::duration<double> wait((1 - tokens_) / limits_.commandsPerSecond);
+        asio::steady_timer pause(socket_.get_executor());
+        pause.expires_after(std::chrono::duration_cast<Clock::duration>(wait));
         asio::error_code ec;
-        const std::size_t n = co_await socket_.async_read_some(
-            asio::buffer(chunk), asio::redirect_error(asio::use_awaitable, ec));
+        co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+        refilled_ = Clock::now();
+        tokens_ = 1;
+    }
+    tokens_ -= 1;
+}
+
+// Handles every command the buffer completes; false when the connection ended.
+asio::awaitable<bool> Connection::drain() {
+    draining_ = true;
+    protocol::Fields command;
+    int inTurn = 0;
+    for (;;) {
+        const auto next = framer_.next(command);
+        if (next == Framer::Next::TooLong) {
+            stop("command over " + std::to_string(limits_.maxRecordBytes) + " bytes refused");
+            break;
+        }
+        if (next == Framer::Next::None) {
+            break;
+        }
+        co_await spendToken();
+        handle(command);
+        if (!open_ || finishing_) {
+            break;
+        }
+        if (++inTurn == kCommandsPerTurn) {
+            inTurn = 0;
+            co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+        }
+    }
+    draining_ = false;
+    co_return open_ && !finishing_;
+}
+
+void Connection::armQuietTimer() {
+    if (!framer_.hasPending()) {
+        quiet_.expires_at(asio::steady_timer::time_point::max());
+        return;
+    }
+    quiet_.expires_after(framer_.pendingHasAllFields() ? limits_.quiet.complete
+                                                       : limits_.quiet.partial);
+}
+
+asio::awaitable<void> Connection::reader() {
+    while (open_ && !finishing_) {
+        asio::error_code ec;
+        co_await socket_.async_wait(asio::ip::tcp::socket::wait_read,
+                                    asio::redirect_error(asio::use_awaitable, ec));
+        if (!open_ || finishing_) {
+            co_return;
+        }
+        std::size_t n = 0;
+        if (!ec) {
+            n = socket_.read_some(asio::buffer(scratch_.data(), scratch_.size()), ec);
+        }
+        if (ec == asio::error::would_block || ec == asio::error::try_again) {
+            continue;
+        }
         if (ec) {
             stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
             co_return;
         }
-        bool ok = true;
-        for (const auto& command : framer_.feed(std::string_view(chunk, n), ok)) {
-            handle(command);
-        }
-        if (!ok) {
-            stop("command over " + std::to_string(limits_.maxRecordBytes) + " bytes refused");
+        framer_.feed(std::string_view(scratch_.data(), n));
+        if (!co_await drain()) {
             co_return;
         }
-        if (framer_.hasPending()) {
-            quiet_.expires_after(framer_.quietFor());
-        } else {
-            quiet_.expires_at(asio::steady_timer::time_point::max());
-        }
+        armQuietTimer();
     }
 }
 
 asio::awaitable<void> Connection::quietWatcher() {
-    while (open_) {
+    while (open_ && !finishing_) {
         asio::error_code ec;
         co_await quiet_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-        if (open_ && framer_.hasPending() &&
-            quiet_.expiry() <= asio::steady_timer::clock_type::now()) {
+        // While the reader drains, the pending command is not the next one.
+        if (open_ && !finishing_ && !draining_ && framer_.hasPending() &&
+            quiet_.expiry() <= Clock::now()) {
             quiet_.expires_at(asio::steady_timer::time_point::max());
             handle(framer_.takePending());
         }
@@ -116,30 +228,47 @@ asio::awaitable<void> Connection::quietWatcher() {
 }
 
 asio::awaitable<void> Connection::writer() {
+    std::vector<asio::const_buffer> gather;
     while (open_) {
         if (queue_.empty()) {
+            if (finishing_) {
+                stop("server shutting down");
+                co_return;
+            }
+            wake_.expires_at(unacked_.empty() ? asio::steady_timer::time_point::max()
+                                              : Clock::now() + kAckPoll);
             asio::error_code ec;
             co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+            checkAcknowledged();
             continue;
         }
-        std::string out;
-        std::vector<std::int64_t> offlineIds;
-        while (!queue_.empty()) {
-            out += queue_.front().bytes;
-            offlineIds.insert(offlineIds.end(), queue_.front().offlineIds.begin(),
-                              queue_.front().offlineIds.end());
-            queue_.pop_front();
+        // Everything queued goes out in one gathered write.
+        std::deque<Batch> sending;
+        sending.swap(queue_);
+        gather.clear();
+        std::size_t bytes = 0;
+        bool carriesOffline = false;
+        for (const auto& batch : sending) {
+            gather.emplace_back(asio::buffer(batch.bytes));
+            bytes += batch.bytes.size();
         }
         asio::error_code ec;
-        co_await asio::async_write(socket_, asio::buffer(out),
-                                   asio::redirect_error(asio::use_awaitable, ec));
+        co_await asio::async_write(socket_, gather, asio::redirect_error(asio::use_awaitable, ec));
         if (ec) {
             stop("write failed: " + ec.message());
             co_return;
         }
-        pendingBytes_ -= out.size();
-        if (!offlineIds.empty()) {
-            owner_.onWritten(offlineIds);
+        pendingBytes_ -= bytes;
+        for (auto& batch : sending) {
+            written_ += batch.bytes.size();
+            if (!batch.offlineIds.empty()) {
+                unacked_.push_back({written_, std::move(batch.offlineIds)});
+                carriesOffline = true;
+            }
+        }
+        checkAcknowledged();
+        if (carriesOffline && open_) {
+            owner_.onOfflineWritten(id_);
         }
     }
 }

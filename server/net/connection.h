@@ -1,7 +1,7 @@
 // One client connection: a reader that frames commands, a writer that sends
 // queued batches, and a quiet timer that completes the last command of a
 // burst. A delivery only queues; the writer sends everything queued in one
-// write. Every way out goes through stop().
+// gathered write. Every way out goes through stop().
 #pragma once
 
 #include "core/effects.h"
@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -24,12 +25,19 @@ struct ConnectionLimits {
     std::size_t maxRecordBytes = 16000;
     std::size_t maxPendingBytes = 1024 * 1024;
     QuietTimes quiet;
+    // The command budget: a burst of this many, refilled at this rate. Past
+    // it the connection is simply not read until tokens come back.
+    double commandsPerSecond = 20;
+    double commandBurst = 100;
 };
 
 class ConnectionOwner {
 public:
     virtual void onCommand(core::ConnId id, const protocol::Fields& command) = 0;
-    virtual void onWritten(const std::vector<std::int64_t>& offlineIds) = 0;
+    // A batch carrying offline messages was handed to the kernel.
+    virtual void onOfflineWritten(core::ConnId id) = 0;
+    // The peer acknowledged the bytes of these offline messages.
+    virtual void onAcknowledged(const std::vector<std::int64_t>& offlineIds) = 0;
     virtual void onClosed(core::ConnId id) = 0;
 
 protected:
@@ -38,38 +46,58 @@ protected:
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
+    // `scratch` is the loop's read buffer: a connection reads into it only
+    // once the socket is readable, and frames the bytes before it yields.
     Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
-               const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log);
+               const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
+               std::span<char> scratch);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     void start();
     void deliver(std::string bytes, std::vector<std::int64_t> offlineIds);
     void stop(const std::string& reason);
+    // Stops reading, sends what is queued, then closes.
+    void finish();
 
 private:
     struct Batch {
         std::string bytes;
         std::vector<std::int64_t> offlineIds;
     };
+    struct Unacked {
+        std::uint64_t end = 0; // stream offset just past the record
+        std::vector<std::int64_t> offlineIds;
+    };
 
     asio::awaitable<void> reader();
     asio::awaitable<void> writer();
     asio::awaitable<void> quietWatcher();
+    asio::awaitable<bool> drain();
+    asio::awaitable<void> spendToken();
     void handle(const protocol::Fields& command);
+    void armQuietTimer();
+    void checkAcknowledged();
 
     asio::ip::tcp::socket socket_;
     core::ConnId id_;
     std::string address_;
-    ConnectionLimits limits_;
+    const ConnectionLimits& limits_;
     ConnectionOwner& owner_;
     core::Log& log_;
+    std::span<char> scratch_;
     Framer framer_;
     asio::steady_timer wake_;
     asio::steady_timer quiet_;
     std::deque<Batch> queue_;
+    std::deque<Unacked> unacked_;
+    std::uint64_t written_ = 0;
     std::size_t pendingBytes_ = 0;
+    double tokens_;
+    asio::steady_timer::time_point refilled_;
     bool open_ = true;
+    bool draining_ = false;
+    bool finishing_ = false;
 };
 
 } // namespace velmora::server::net

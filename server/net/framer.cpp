@@ -9,10 +9,17 @@ namespace velmora::server::net {
 namespace p = protocol;
 
 namespace {
-// Length of the longest tail of `text` that is a proper prefix of the mark.
-std::size_t partialMarkTail(std::string_view text) {
-    for (std::size_t n = std::min(text.size(), p::kRecordMark.size() - 1); n > 0; --n) {
-        if (text.substr(text.size() - n) == p::kRecordMark.substr(0, n)) {
+// Past this, a buffer emptied after a large command gives its memory back.
+constexpr std::size_t kKeepCapacity = 4096;
+
+// Length of the tail of `body` that may be the start of the next record mark.
+// The space that closes a " /:/ " (an empty last field) never opens a mark:
+// a sender writes the mark after that space, not over it.
+std::size_t markTail(std::string_view body) {
+    for (std::size_t n = std::min(body.size(), p::kRecordMark.size() - 1); n > 0; --n) {
+        const std::size_t at = body.size() - n;
+        if (body.substr(at) == p::kRecordMark.substr(0, n) &&
+            !body.substr(0, at + 1).ends_with(p::kCommandFieldSep)) {
             return n;
         }
     }
@@ -22,75 +29,93 @@ std::size_t partialMarkTail(std::string_view text) {
 p::Fields fieldsOf(std::string_view command) {
     return p::split(command.substr(p::kRecordMark.size()), p::kCommandFieldSep);
 }
+
+std::size_t count(std::string_view text, std::string_view what) {
+    std::size_t n = 0;
+    for (std::size_t at = text.find(what); at != std::string_view::npos;
+         at = text.find(what, at + what.size())) {
+        ++n;
+    }
+    return n;
+}
 } // namespace
 
-Framer::Framer(std::size_t maxCommandBytes, QuietTimes quiet)
-    : maxBytes_(maxCommandBytes), quiet_(quiet) {}
+Framer::Framer(std::size_t maxCommandBytes) : maxBytes_(maxCommandBytes) {}
+
+void Framer::compact() {
+    if (start_ > 0) {
+        buffer_.erase(0, start_);
+        scanned_ = scanned_ > start_ ? scanned_ - start_ : 0;
+        start_ = 0;
+    }
+    if (buffer_.empty() && buffer_.capacity() > kKeepCapacity) {
+        std::string().swap(buffer_);
+    }
+}
 
 void Framer::dropBeforeMark() {
     const std::size_t mark = buffer_.find(p::kRecordMark);
+    std::size_t drop = mark;
     if (mark == std::string::npos) {
-        const std::size_t keep = partialMarkTail(buffer_);
-        dropped_ += buffer_.size() - keep;
-        buffer_.erase(0, buffer_.size() - keep);
-    } else if (mark > 0) {
-        dropped_ += mark;
-        buffer_.erase(0, mark);
+        drop = buffer_.size() - markTail(buffer_);
+    }
+    dropped_ += drop;
+    buffer_.erase(0, drop);
+    scanned_ = 0;
+}
+
+void Framer::feed(std::string_view bytes) {
+    compact();
+    buffer_.append(bytes);
+    if (!buffer_.starts_with(p::kRecordMark)) {
+        dropBeforeMark();
     }
 }
 
-std::vector<p::Fields> Framer::feed(std::string_view bytes, bool& ok) {
-    std::vector<p::Fields> commands;
-    buffer_.append(bytes);
-    dropBeforeMark();
-    std::size_t start = 0;
-    if (buffer_.starts_with(p::kRecordMark)) {
-        for (;;) {
-            const std::size_t from = std::max(start + p::kRecordMark.size(), scanned_);
-            const std::size_t next = buffer_.find(p::kRecordMark, from);
-            if (next == std::string::npos) {
-                break;
-            }
-            commands.push_back(fieldsOf(std::string_view(buffer_).substr(start, next - start)));
-            start = next;
-        }
-        buffer_.erase(0, start);
-        scanned_ = buffer_.size() >= p::kRecordMark.size()
-                       ? buffer_.size() - p::kRecordMark.size() + 1
-                       : 0;
-    } else {
-        scanned_ = 0;
+Framer::Next Framer::next(p::Fields& command) {
+    if (!hasPending()) {
+        compact();
+        return Next::None;
     }
-    ok = buffer_.size() <= maxBytes_;
-    return commands;
+    const std::size_t from = std::max(start_ + p::kRecordMark.size(), scanned_);
+    const std::size_t next = buffer_.find(p::kRecordMark, from);
+    if (next == std::string::npos) {
+        scanned_ =
+            std::max(from, buffer_.size() - std::min(buffer_.size(), p::kRecordMark.size() - 1));
+        return buffered() > maxBytes_ ? Next::TooLong : Next::None;
+    }
+    const std::string_view whole = std::string_view(buffer_).substr(start_, next - start_);
+    if (whole.size() > maxBytes_) {
+        return Next::TooLong;
+    }
+    command = fieldsOf(whole);
+    start_ = next;
+    scanned_ = 0;
+    return Next::Command;
 }
 
 bool Framer::hasPending() const {
-    return buffer_.starts_with(p::kRecordMark);
+    return std::string_view(buffer_).substr(start_).starts_with(p::kRecordMark);
 }
 
-std::chrono::milliseconds Framer::quietFor() const {
-    std::string_view body = std::string_view(buffer_).substr(p::kRecordMark.size());
-    body.remove_suffix(partialMarkTail(body));
-    const p::Fields fields = p::split(body, p::kCommandFieldSep);
-    if (fields.empty()) {
-        return quiet_.partial;
-    }
-    const auto needed = core::commandFieldCount(fields[0]);
-    return (needed && fields.size() - 1 >= *needed) ? quiet_.complete : quiet_.partial;
+std::string_view Framer::pendingBody() const {
+    std::string_view body = std::string_view(buffer_).substr(start_ + p::kRecordMark.size());
+    body.remove_suffix(markTail(body));
+    return body;
+}
+
+bool Framer::pendingHasAllFields() const {
+    const std::string_view body = pendingBody();
+    const auto needed = core::commandFieldCount(body.substr(0, body.find(p::kCommandFieldSep)));
+    return needed && count(body, p::kCommandFieldSep) >= *needed;
 }
 
 p::Fields Framer::takePending() {
-    std::string_view command = buffer_;
-    // A tail that may begin the next mark stays behind, unless it is the
-    // closing space of a field separator (an empty last field).
-    std::size_t tail = partialMarkTail(command.substr(p::kRecordMark.size()));
-    if (tail > 0 && command.substr(0, command.size() - tail).ends_with(" /:/")) {
-        tail = 0;
-    }
-    p::Fields fields = fieldsOf(command.substr(0, command.size() - tail));
-    buffer_.erase(0, buffer_.size() - tail);
+    const std::string_view body = pendingBody();
+    p::Fields fields = p::split(body, p::kCommandFieldSep);
+    start_ += p::kRecordMark.size() + body.size();
     scanned_ = 0;
+    compact();
     return fields;
 }
 

@@ -1,8 +1,9 @@
 // Cuts the command stream of one connection into commands. Commands carry no
 // terminator: a command is complete when the next record mark arrives, or,
 // for the last one, when the peer has gone quiet (the connection's timer
-// decides when; `quietFor` tells it how long to wait). Bytes split by TCP at
-// any point are joined here; bytes before the first mark are dropped.
+// decides when; `pendingHasAllFields` tells it which wait applies). Bytes
+// split by TCP at any point are joined here; bytes before the first mark are
+// dropped.
 #pragma once
 
 #include "protocol/wire.h"
@@ -11,45 +12,51 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace velmora::server::net {
 
 struct QuietTimes {
     // Wait this long when the pending command already has all its fields ...
     std::chrono::milliseconds complete{5};
-    // ... and this long when fields are still missing.
-    std::chrono::milliseconds partial{150};
+    // ... and this long when fields are still missing: above TCP's minimum
+    // retransmission time, so that a lost segment does not cut a command.
+    std::chrono::milliseconds partial{1000};
 };
 
 class Framer {
 public:
-    Framer(std::size_t maxCommandBytes, QuietTimes quiet);
+    explicit Framer(std::size_t maxCommandBytes);
 
-    // Appends received bytes; returns the commands they completed, split into
-    // fields. False in `ok` when the pending command outgrew the limit (the
-    // connection is to be closed).
-    [[nodiscard]] std::vector<protocol::Fields> feed(std::string_view bytes, bool& ok);
+    // Appends received bytes.
+    void feed(std::string_view bytes);
+
+    enum class Next { None, Command, TooLong };
+    // Takes the next command that a following mark completed, split into
+    // fields. TooLong when that command, or the pending one, outgrew the
+    // limit (the connection is to be closed).
+    [[nodiscard]] Next next(protocol::Fields& command);
 
     [[nodiscard]] bool hasPending() const;
-    // How long to wait for more bytes before taking the pending command.
-    [[nodiscard]] std::chrono::milliseconds quietFor() const;
+    // True when the pending command's code is known and all its fields are there.
+    [[nodiscard]] bool pendingHasAllFields() const;
     // Takes the pending command as complete (the peer went quiet).
     [[nodiscard]] protocol::Fields takePending();
 
-    [[nodiscard]] std::size_t buffered() const { return buffer_.size(); }
+    [[nodiscard]] std::size_t buffered() const { return buffer_.size() - start_; }
     // Bytes dropped because they stood before any record mark.
     [[nodiscard]] std::size_t dropped() const { return dropped_; }
 
 private:
+    void compact();
     void dropBeforeMark();
+    [[nodiscard]] std::string_view pendingBody() const;
 
     std::size_t maxBytes_;
-    QuietTimes quiet_;
-    // Either empty, a partial mark, or a record mark followed by one pending
-    // command (possibly ending in a partial mark).
+    // From start_: either nothing, a partial mark, or a record mark followed by
+    // commands, the last one possibly ending in a partial mark.
     std::string buffer_;
-    // No mark starts before this offset of the pending command.
+    std::size_t start_ = 0;
+    // No mark starts between start_ + mark and this offset.
     std::size_t scanned_ = 0;
     std::size_t dropped_ = 0;
 };

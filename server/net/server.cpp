@@ -3,17 +3,50 @@
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
 #include <asio/redirect_error.hpp>
-#include <asio/steady_timer.hpp>
 #include <asio/use_awaitable.hpp>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstdio>
 #include <utility>
 
 namespace velmora::server::net {
 
 using asio::ip::tcp;
 
-Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits)
-    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io) {}
+namespace {
+constexpr auto kSweepEvery = std::chrono::seconds(1);
+
+// Runs one hub call; a failure is logged and the server goes on.
+template <typename Call> void trapped(core::Log& log, const std::string& what, Call&& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        log.line(what + " failed: " + e.what());
+    }
+}
+} // namespace
+
+std::string addressKey(const asio::ip::address& address) {
+    if (address.is_v4()) {
+        return address.to_string();
+    }
+    const auto v6 = address.to_v6();
+    if (v6.is_v4_mapped()) {
+        return asio::ip::make_address_v4(asio::ip::v4_mapped, v6).to_string();
+    }
+    auto bytes = v6.to_bytes();
+    std::fill(bytes.begin() + 8, bytes.end(), 0);
+    return asio::ip::address_v6(bytes).to_string() + "/64";
+}
+
+Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
+               core::HashCost hashCost)
+    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io),
+      passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue) {}
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     const tcp::endpoint endpoint(asio::ip::make_address(host), port);
@@ -22,16 +55,42 @@ tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     acceptor_.bind(endpoint);
     acceptor_.listen(asio::socket_base::max_listen_connections);
     asio::co_spawn(io_, acceptLoop(), asio::detached);
+    asio::co_spawn(io_, sweepLoop(), asio::detached);
     return acceptor_.local_endpoint();
 }
 
 void Server::stop() {
+    if (std::exchange(stopping_, true)) {
+        return;
+    }
     asio::error_code ignored;
     acceptor_.close(ignored);
-    auto open = connections_;
-    for (auto& [id, connection] : open) {
-        connection->stop("server shutting down");
+    sweep_.cancel();
+    std::vector<core::ConnId> ids;
+    for (const auto& [id, entry] : connections_) {
+        ids.push_back(id);
     }
+    std::sort(ids.begin(), ids.end());
+    // Every session ends while the others can still hear of it.
+    for (const auto id : ids) {
+        trapped(log_, "ending a session", [&] { apply(hub_.disconnected(id)); });
+    }
+    for (const auto id : ids) {
+        if (const auto it = connections_.find(id); it != connections_.end()) {
+            const auto connection = it->second.connection;
+            connection->finish();
+        }
+    }
+    if (connections_.empty()) {
+        return;
+    }
+    sweep_.expires_after(limits_.shutdownGrace);
+    sweep_.async_wait([this](const asio::error_code&) {
+        auto open = connections_;
+        for (auto& [id, entry] : open) {
+            entry.connection->stop("server shutting down: output not taken in time");
+        }
+    });
 }
 
 asio::awaitable<void> Server::acceptLoop() {
@@ -40,7 +99,7 @@ asio::awaitable<void> Server::acceptLoop() {
         asio::error_code ec;
         auto socket =
             co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, ec));
-        if (ec == asio::error::operation_aborted) {
+        if (ec == asio::error::operation_aborted || !acceptor_.is_open()) {
             co_return;
         }
         if (ec) {
@@ -50,8 +109,46 @@ asio::awaitable<void> Server::acceptLoop() {
             co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
             continue;
         }
-        accept(std::move(socket));
+        trapped(log_, "accepting a connection", [&] { accept(std::move(socket)); });
     }
+}
+
+asio::awaitable<void> Server::sweepLoop() {
+    while (!stopping_) {
+        sweep_.expires_after(kSweepEvery);
+        asio::error_code ec;
+        co_await sweep_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+        if (stopping_) {
+            co_return;
+        }
+        const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
+        for (const auto id : hub_.anonymousSince(cutoff)) {
+            if (const auto it = connections_.find(id); it != connections_.end()) {
+                const auto connection = it->second.connection;
+                connection->stop("no login within " + std::to_string(limits_.loginTimeout.count()) +
+                                 " s");
+            }
+        }
+    }
+}
+
+void Server::configure(tcp::socket& socket) const {
+    asio::error_code ec;
+    socket.set_option(tcp::no_delay(true), ec);
+    socket.set_option(asio::socket_base::keep_alive(true), ec);
+    // Probes start at half the dead-peer time; three unanswered ones, spread
+    // over the other half, end the connection. TCP_USER_TIMEOUT covers data
+    // that is sent and never acknowledged.
+    const int seconds = static_cast<int>(std::max<long>(limits_.deadPeer.count(), 2));
+    const int idle = seconds / 2;
+    const int interval = std::max(1, (seconds - idle) / 3);
+    const int count = 3;
+    const unsigned userTimeout = static_cast<unsigned>(seconds) * 1000u;
+    const int fd = socket.native_handle();
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeout, sizeof userTimeout);
 }
 
 void Server::accept(tcp::socket socket) {
@@ -67,66 +164,86 @@ void Server::accept(tcp::socket socket) {
                   " connections open");
         return;
     }
-    socket.set_option(tcp::no_delay(true), ec);
+    std::string key = addressKey(peer.address());
+    auto& fromThere = perAddress_[key];
+    if (fromThere >= limits_.maxConnectionsPerAddress) {
+        log_.line(address + " refused: " + std::to_string(fromThere) + " connections open from " +
+                  key);
+        return;
+    }
+    configure(socket);
     const core::ConnId id = ++nextId_;
-    auto connection =
-        std::make_shared<Connection>(std::move(socket), id, address, limits_.connection,
-                                     static_cast<ConnectionOwner&>(*this), log_);
-    connections_.emplace(id, connection);
+    auto connection = std::make_shared<Connection>(
+        std::move(socket), id, address, limits_.connection, static_cast<ConnectionOwner&>(*this),
+        log_, std::span<char>(scratch_));
+    ++fromThere;
+    connections_.emplace(id, Entry{connection, std::move(key)});
     hub_.connected(id, ip);
     connection->start();
 }
 
 void Server::apply(core::Effects effects) {
-    for (const auto id : effects.close) {
-        if (const auto it = connections_.find(id); it != connections_.end()) {
-            const auto connection = it->second;
-            connection->stop("replaced by a new login");
+    for (const auto& closing : effects.close) {
+        if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
+            const auto connection = it->second.connection;
+            connection->stop(closing.reason);
         }
     }
     // One batch per connection, records in the order they were produced.
-    std::vector<std::pair<core::ConnId, core::Outgoing>> batches;
+    std::vector<core::Outgoing> batches;
+    std::unordered_map<core::ConnId, std::size_t> batchOf;
     for (auto& out : effects.out) {
-        auto it = std::find_if(batches.begin(), batches.end(),
-                               [&](const auto& b) { return b.first == out.to; });
-        if (it == batches.end()) {
-            batches.emplace_back(out.to, std::move(out));
+        const auto [at, fresh] = batchOf.try_emplace(out.to, batches.size());
+        if (fresh) {
+            batches.push_back(std::move(out));
             continue;
         }
-        it->second.record += out.record;
-        it->second.offlineIds.insert(it->second.offlineIds.end(), out.offlineIds.begin(),
-                                     out.offlineIds.end());
+        auto& batch = batches[at->second];
+        batch.record += out.record;
+        batch.offlineIds.insert(batch.offlineIds.end(), out.offlineIds.begin(),
+                                out.offlineIds.end());
     }
-    for (auto& [id, batch] : batches) {
-        if (const auto it = connections_.find(id); it != connections_.end()) {
-            const auto connection = it->second;
+    for (auto& batch : batches) {
+        if (const auto it = connections_.find(batch.to); it != connections_.end()) {
+            const auto connection = it->second.connection;
             connection->deliver(std::move(batch.record), std::move(batch.offlineIds));
+        }
+    }
+    for (auto& job : effects.passwords) {
+        const bool queued = passwords_.submit(job, [this](const core::PasswordResult& result) {
+            trapped(log_, "finishing a login", [&] { apply(hub_.passwordDone(result)); });
+        });
+        if (!queued) {
+            apply(hub_.passwordDone({std::move(job), false, {}}, true));
         }
     }
 }
 
 void Server::onCommand(core::ConnId id, const protocol::Fields& command) {
-    try {
-        apply(hub_.handle(id, command));
-    } catch (const std::exception& e) {
-        log_.line("#" + std::to_string(id) + " command failed: " + e.what());
-    }
+    trapped(log_, "#" + std::to_string(id) + " command", [&] { apply(hub_.handle(id, command)); });
 }
 
-void Server::onWritten(const std::vector<std::int64_t>& offlineIds) {
-    try {
-        hub_.written(offlineIds);
-    } catch (const std::exception& e) {
-        log_.line(std::string("removing delivered offline messages failed: ") + e.what());
-    }
+void Server::onOfflineWritten(core::ConnId id) {
+    trapped(log_, "#" + std::to_string(id) + " offline paging",
+            [&] { apply(hub_.offlineWritten(id)); });
+}
+
+void Server::onAcknowledged(const std::vector<std::int64_t>& offlineIds) {
+    trapped(log_, "removing delivered offline messages", [&] { hub_.acknowledged(offlineIds); });
 }
 
 void Server::onClosed(core::ConnId id) {
-    connections_.erase(id);
-    try {
-        apply(hub_.disconnected(id));
-    } catch (const std::exception& e) {
-        log_.line("#" + std::to_string(id) + " disconnect handling failed: " + e.what());
+    if (const auto it = connections_.find(id); it != connections_.end()) {
+        if (const auto count = perAddress_.find(it->second.addressKey);
+            count != perAddress_.end() && --count->second == 0) {
+            perAddress_.erase(count);
+        }
+        connections_.erase(it);
+    }
+    trapped(log_, "#" + std::to_string(id) + " disconnect handling",
+            [&] { apply(hub_.disconnected(id)); });
+    if (stopping_ && connections_.empty()) {
+        sweep_.cancel();
     }
 }
 

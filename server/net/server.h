@@ -1,44 +1,69 @@
 // Accepts connections on one address and carries records between them and
-// the hub. Runs on one io_context thread.
+// the hub. Runs on one io_context thread; password work runs on a pool.
 #pragma once
 
 #include "core/hub.h"
 #include "core/log.h"
 #include "net/connection.h"
+#include "net/password_pool.h"
 
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
 
-#include <map>
+#include <array>
+#include <chrono>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 namespace velmora::server::net {
 
 struct ServerLimits {
     ConnectionLimits connection;
     std::size_t maxConnections = 10000;
+    // Per IPv4 address or IPv6 /64.
+    std::size_t maxConnectionsPerAddress = 20;
+    // A connection without a session is closed after this long.
+    std::chrono::seconds loginTimeout{30};
+    // A peer that stops acknowledging (its network vanished) is dropped
+    // after about this long: TCP keepalive and TCP_USER_TIMEOUT.
+    std::chrono::seconds deadPeer{60};
+    // On SIGTERM, queued output gets this long to go out.
+    std::chrono::seconds shutdownGrace{2};
+    std::size_t passwordThreads = 0; // one per core
+    std::size_t passwordQueue = 256;
 };
 
 class Server final : private ConnectionOwner {
 public:
-    Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits);
+    Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
+           core::HashCost hashCost);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
     // Binds and starts accepting; returns the bound endpoint (the real port
     // when 0 was asked for). Throws when the address cannot be bound.
     asio::ip::tcp::endpoint listen(const std::string& host, unsigned short port);
-    // Stops accepting and closes every connection.
+    // Stops accepting, ends every session (buddies hear +LOff), lets queued
+    // output go out within the grace time, then closes every connection.
     void stop();
 
 private:
+    struct Entry {
+        std::shared_ptr<Connection> connection;
+        std::string addressKey;
+    };
+
     asio::awaitable<void> acceptLoop();
+    asio::awaitable<void> sweepLoop();
     void accept(asio::ip::tcp::socket socket);
     void apply(core::Effects effects);
+    void configure(asio::ip::tcp::socket& socket) const;
 
     void onCommand(core::ConnId id, const protocol::Fields& command) override;
-    void onWritten(const std::vector<std::int64_t>& offlineIds) override;
+    void onOfflineWritten(core::ConnId id) override;
+    void onAcknowledged(const std::vector<std::int64_t>& offlineIds) override;
     void onClosed(core::ConnId id) override;
 
     asio::io_context& io_;
@@ -46,8 +71,17 @@ private:
     core::Log& log_;
     ServerLimits limits_;
     asio::ip::tcp::acceptor acceptor_;
-    std::map<core::ConnId, std::shared_ptr<Connection>> connections_;
+    asio::steady_timer sweep_;
+    PasswordPool passwords_;
+    std::unordered_map<core::ConnId, Entry> connections_;
+    std::unordered_map<std::string, std::size_t> perAddress_;
+    std::array<char, 16384> scratch_{};
     core::ConnId nextId_ = 0;
+    bool stopping_ = false;
 };
+
+// The key under which connections from one place are counted: the IPv4
+// address (also when mapped into IPv6), or the /64 of an IPv6 address.
+[[nodiscard]] std::string addressKey(const asio::ip::address& address);
 
 } // namespace velmora::server::net

@@ -18,18 +18,20 @@ struct Store::Statements {
                        "WHERE b.buddy = ? ORDER BY b.id"),
           addOffline(db, "INSERT INTO offline (recipient, sender, body, sent) VALUES (?, ?, ?, ?)"),
           countOffline(db, "SELECT count(*) FROM offline WHERE recipient = ?"),
-          offline(db, "SELECT id, sender, body, sent FROM offline WHERE recipient = ? ORDER BY id"),
+          offline(db, "SELECT id, sender, body, sent FROM offline WHERE recipient = ? AND id > ? "
+                      "ORDER BY id LIMIT ?"),
+          setHash(db, "UPDATE users SET hash = ? WHERE id = ?"),
           removeOffline(db, "DELETE FROM offline WHERE id = ?") {}
 
     Statement insertUser, findUser, search, buddies, addBuddy, removeBuddy, watchers, addOffline,
-        countOffline, offline, removeOffline;
+        countOffline, offline, setHash, removeOffline;
 };
 
 namespace {
 Database& configured(Database& db) {
     db.exec("PRAGMA journal_mode = WAL");
     // FULL syncs the WAL on every commit: a stored offline message survives a
-    // crash of the host, not only of the server.
+    // crash of the host, not only of the server. Buddy changes relax it.
     db.exec("PRAGMA synchronous = FULL");
     db.exec("PRAGMA foreign_keys = ON");
     migrate(db);
@@ -50,7 +52,17 @@ Store::Store(const std::string& path)
 
 Store::~Store() = default;
 
+void Store::syncEachCommit(bool full) {
+    // In WAL mode a relaxed commit is still atomic and is made durable by the
+    // next full one or the next checkpoint, so the order of changes holds.
+    if (full != syncFull_) {
+        db_.exec(full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+        syncFull_ = full;
+    }
+}
+
 bool Store::addUser(const std::string& name, const std::string& hash) {
+    syncEachCommit(true);
     sql_->insertUser.bind(name, hash).run();
     return db_.changes() == 1;
 }
@@ -75,11 +87,13 @@ std::vector<std::string> Store::buddies(UserId owner) {
 }
 
 bool Store::addBuddy(UserId owner, UserId buddy) {
+    syncEachCommit(false);
     sql_->addBuddy.bind(owner, buddy).run();
     return db_.changes() == 1;
 }
 
 void Store::removeBuddy(UserId owner, UserId buddy) {
+    syncEachCommit(false);
     sql_->removeBuddy.bind(owner, buddy).run();
 }
 
@@ -89,6 +103,7 @@ std::vector<std::string> Store::watchers(UserId buddy) {
 
 std::int64_t Store::addOffline(UserId recipient, const std::string& sender, const std::string& body,
                                const std::string& sent) {
+    syncEachCommit(true);
     sql_->addOffline.bind(recipient, sender, body, sent).run();
     return db_.lastInsertId();
 }
@@ -101,9 +116,14 @@ int Store::offlineCount(UserId recipient) {
     return count;
 }
 
-std::vector<OfflineMessage> Store::offline(UserId recipient) {
+void Store::setHash(UserId user, const std::string& hash) {
+    syncEachCommit(false); // losing an upgrade leaves the older hash, which still verifies
+    sql_->setHash.bind(hash, user).run();
+}
+
+std::vector<OfflineMessage> Store::offline(UserId recipient, std::int64_t after, int limit) {
     std::vector<OfflineMessage> out;
-    auto& q = sql_->offline.bind(recipient);
+    auto& q = sql_->offline.bind(recipient, after, limit);
     while (q.step()) {
         out.push_back({q.integer(0), q.text(1), q.text(2), q.text(3)});
     }
@@ -111,6 +131,7 @@ std::vector<OfflineMessage> Store::offline(UserId recipient) {
 }
 
 void Store::removeOffline(const std::vector<std::int64_t>& ids) {
+    syncEachCommit(true); // a delivered message must not come back after a crash
     Transaction tx(db_);
     for (const auto id : ids) {
         sql_->removeOffline.bind(id).run();

@@ -38,6 +38,7 @@ public:
     [[nodiscard]] bool addUser(const std::string& name, const std::string& hash);
     // Looks a name up ignoring case.
     [[nodiscard]] std::optional<User> findUser(const std::string& name);
+    void setHash(UserId user, const std::string& hash);
 
     // Names containing `query` ignoring case, sorted ignoring case.
     [[nodiscard]] std::vector<std::string> searchUsers(const std::string& query, int limit);
@@ -53,14 +54,20 @@ public:
     std::int64_t addOffline(UserId recipient, const std::string& sender, const std::string& body,
                             const std::string& sent);
     [[nodiscard]] int offlineCount(UserId recipient);
-    // Oldest first.
-    [[nodiscard]] std::vector<OfflineMessage> offline(UserId recipient);
+    // At most `limit` messages stored after message `after`, oldest first.
+    [[nodiscard]] std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after,
+                                                      int limit);
     void removeOffline(const std::vector<std::int64_t>& ids);
 
 private:
+    // Offline messages and accounts are synced on every commit; buddy lists
+    // and hash upgrades, which a user can redo, are not worth an fsync each.
+    void syncEachCommit(bool full);
+
     struct Statements;
     Database db_;
     std::unique_ptr<Statements> sql_;
+    bool syncFull_ = true;
 };
 
 } // namespace velmora::server::store

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
@@ -55,14 +56,21 @@ inline int runVelmorad(const std::vector<std::string>& args) {
 
 class WireClient {
 public:
-    // `receiveBuffer` > 0 shrinks the socket's receive buffer (a slow reader).
-    explicit WireClient(unsigned short port, int receiveBuffer = 0)
+    // `receiveBuffer` > 0 shrinks the socket's receive buffer (a slow reader);
+    // `from` is a loopback source address other than 127.0.0.1.
+    explicit WireClient(unsigned short port, int receiveBuffer = 0, const char* from = nullptr)
         : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         if (receiveBuffer > 0) {
             setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
         }
         const int one = 1;
         setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        if (from) {
+            sockaddr_in local{};
+            local.sin_family = AF_INET;
+            inet_pton(AF_INET, from, &local.sin_addr);
+            bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local);
+        }
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_port = htons(port);
@@ -119,6 +127,17 @@ public:
         return n == 0;
     }
 
+    // What has arrived by now, waiting up to `ms` for the first bytes.
+    [[nodiscard]] std::string take(int ms = 0) {
+        pollfd p{fd_, POLLIN, 0};
+        for (int wait = ms; poll(&p, 1, wait) > 0 && fill() > 0; wait = 0) {
+        }
+        return std::exchange(pending_, {});
+    }
+
+    // Ends both directions, waking a send blocked in another thread.
+    void cut() { shutdown(fd_, SHUT_RDWR); }
+
     // Resets the connection instead of closing it cleanly.
     void abort() {
         const linger reset{1, 0};
@@ -155,7 +174,10 @@ protected:
 
     // Waits for the "listening on" line, which names the port.
     void start(std::vector<std::string> flags = {}) {
-        flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--db", db, "--hash-cost", "fast"});
+        flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--db", db});
+        if (std::find(flags.begin(), flags.end(), "--hash-cost") == flags.end()) {
+            flags.insert(flags.end(), {"--hash-cost", "fast"});
+        }
         int out[2];
         ASSERT_EQ(pipe(out), 0);
         const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);

@@ -10,7 +10,7 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteOrMergedAreAllHandled) {
     addUser("alicia");
     addUser("bobby");
     // A long quiet time: a split command must never be taken early here.
-    start({"--quiet-ms", "200", "--partial-quiet-ms", "2000"});
+    start({"--quiet-ms", "200", "--partial-quiet-ms", "2000", "--commands-per-second", "0"});
     WireClient alicia(port);
     WireClient bobby(port);
     alicia.login("alicia");
@@ -44,7 +44,7 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteOrMergedAreAllHandled) {
 TEST_F(LoopbackTest, ServingGoesOnThroughJunkLostPeersAndPeersThatNeverRead) {
     addUser("alicia");
     addUser("bobby");
-    start({"--max-pending-bytes", "65536"});
+    start({"--max-pending-bytes", "65536", "--commands-per-second", "0", "--max-violations", "0"});
     WireClient alicia(port);
     WireClient bobby(port);
     alicia.login("alicia");

@@ -7,54 +7,68 @@
 
 using velmora::protocol::Fields;
 using velmora::server::net::Framer;
-using velmora::server::net::QuietTimes;
-using namespace std::chrono_literals;
 
 // Split and merged commands are checked over a socket; here is what it cannot show.
-constexpr QuietTimes kQuiet{5ms, 150ms};
+namespace {
+std::vector<Fields> drain(Framer& framer) {
+    std::vector<Fields> out;
+    Fields command;
+    while (framer.next(command) == Framer::Next::Command) {
+        out.push_back(command);
+    }
+    return out;
+}
+} // namespace
 
-TEST(Framer, QuietTimeDependsOnTheLastCommandAndAPartialMarkIsHeldBack) {
-    Framer framer(16000, kQuiet);
-    bool ok = true;
-    (void)framer.feed(" ## cmdPM /:/ alicia /:/ bobby /:/ hel", ok);
-    EXPECT_EQ(framer.quietFor(), 150ms);
-    (void)framer.feed("lo /:/ Arial /:/ 10 /:/ B", ok);
-    EXPECT_EQ(framer.quietFor(), 5ms);
+TEST(Framer, WhichWaitAppliesAndWhatStaysBehindAsAPartialMark) {
+    Framer framer(16000);
+    framer.feed(" ## cmdPM /:/ alicia /:/ bobby /:/ hel");
+    EXPECT_TRUE(drain(framer).empty());
+    EXPECT_FALSE(framer.pendingHasAllFields());
+    framer.feed("lo /:/ Arial /:/ 10 /:/ B");
+    EXPECT_TRUE(framer.pendingHasAllFields());
     (void)framer.takePending();
-    (void)framer.feed(" ## cmdXX /:/ a /:/ b", ok);
-    EXPECT_EQ(framer.quietFor(), 150ms); // unknown codes never count as complete
+    // A message with no style ends in the closing space of " /:/ ": that
+    // space is not the start of the next mark, so the command is complete.
+    framer.feed(" ## cmdPM /:/ alicia /:/ bobby /:/ plain /:/ Arial /:/ 10 /:/ ");
+    EXPECT_TRUE(framer.pendingHasAllFields());
+    EXPECT_EQ(framer.takePending(),
+              (Fields{"cmdPM", "alicia", "bobby", "plain", "Arial", "10", ""}));
+    framer.feed(" ## cmdXX /:/ a /:/ b");
+    EXPECT_FALSE(framer.pendingHasAllFields()); // unknown codes never count as complete
     (void)framer.takePending();
-    (void)framer.feed(" ## cm", ok);
-    EXPECT_EQ(framer.quietFor(), 150ms);
 
     // The quiet timer fires inside the next command's mark ...
-    (void)framer.takePending();
-    (void)framer.feed(" ## cmdSU /:/ abc #", ok);
+    framer.feed(" ## cmdSU /:/ abc #");
     EXPECT_EQ(framer.takePending(), (Fields{"cmdSU", "abc"}));
     EXPECT_FALSE(framer.hasPending());
     // ... and the rest of that mark still starts the next command.
-    EXPECT_EQ(framer.feed("# cmdSU /:/ def ## ", ok), (std::vector<Fields>{{"cmdSU", "def"}}));
-    // The closing space of a field separator is not held back.
-    Framer other(16000, kQuiet);
-    (void)other.feed(" ## cmdSU /:/ ", ok);
-    EXPECT_EQ(other.takePending(), (Fields{"cmdSU", ""}));
+    framer.feed("# cmdSU /:/ def ## ");
+    EXPECT_EQ(drain(framer), (std::vector<Fields>{{"cmdSU", "def"}}));
 }
 
-TEST(Framer, OversizedCommandsAreRefusedAndJunkNeverAccumulates) {
-    Framer framer(100, kQuiet);
-    bool ok = true;
-    (void)framer.feed(" ## cmdPM /:/ " + std::string(80, 'x'), ok);
-    EXPECT_TRUE(ok);
-    (void)framer.feed(std::string(20, 'x'), ok);
-    EXPECT_FALSE(ok);
+TEST(Framer, OversizedCommandsAreRefusedWhateverTheReadBoundariesAndJunkNeverAccumulates) {
+    Fields command;
+    // Still pending, grown past the limit over two reads.
+    Framer pending(100);
+    pending.feed(" ## cmdPM /:/ " + std::string(80, 'x'));
+    EXPECT_EQ(pending.next(command), Framer::Next::None);
+    pending.feed(std::string(20, 'x'));
+    EXPECT_EQ(pending.next(command), Framer::Next::TooLong);
+    // Completed inside one read, between a good command and the next mark.
+    Framer inOne(100);
+    inOne.feed(" ## cmdSU /:/ a ## cmdPM /:/ " + std::string(120, 'x') + " ## cmdSU /:/ b");
+    EXPECT_EQ(inOne.next(command), Framer::Next::Command);
+    EXPECT_EQ(inOne.next(command), Framer::Next::TooLong);
 
     // 1 MiB of random bytes without a mark is dropped as it arrives.
-    Framer junk(16000, kQuiet);
+    Framer junk(16000);
     std::string noise(1 << 20, '\0');
     std::generate(noise.begin(), noise.end(), std::mt19937(7));
     std::replace(noise.begin(), noise.end(), '#', '+');
     for (std::size_t at = 0; at < noise.size(); at += 8192) {
-        EXPECT_TRUE(junk.feed(std::string_view(noise).substr(at, 8192), ok).empty());
+        junk.feed(std::string_view(noise).substr(at, 8192));
+        EXPECT_EQ(junk.next(command), Framer::Next::None);
         EXPECT_LE(junk.buffered(), 3u);
     }
     EXPECT_GE(junk.dropped(), noise.size() - 3);

@@ -63,8 +63,8 @@ protected:
         }
     }
 
-    // The records carrying offline messages so far reached their sockets.
-    void flush() { hub_->written(std::exchange(written, {})); }
+    // The peers acknowledged the records carrying offline messages so far.
+    void flush() { hub_->acknowledged(std::exchange(written, {})); }
 
     TempDir dir;
     server::store::Store store{dir.file("v.db")};
@@ -74,6 +74,7 @@ protected:
     std::string address = "10.0.0.1";  // of connections opened from now on
     std::vector<std::int64_t> written; // offline messages carried by records
     std::vector<std::string> closed;   // connections the hub closed
+    int passwordJobs = 0;              // hashes and verifications asked for
 
 private:
     void collect(const core::Effects& fx, Seen& seen) {
@@ -82,9 +83,19 @@ private:
             EXPECT_LT(out.record.size(), 16u * 1024u);
             seen[names_.at(out.to)] += std::regex_replace(out.record, time, "YYYY-MM-DD HH:MM:SS");
             written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
+            if (!out.offlineIds.empty()) { // written at once: the next page follows
+                collect(hub_->offlineWritten(out.to), seen);
+            }
         }
-        for (const auto id : fx.close) {
-            closed.push_back(names_.at(id));
+        for (const auto& closing : fx.close) {
+            closed.push_back(names_.at(closing.conn));
+        }
+        // Password work runs here in line, as the pool would run it elsewhere.
+        for (const auto& job : fx.passwords) {
+            ++passwordJobs;
+            collect(hub_->passwordDone(
+                        core::runPasswordJob(job, core::PasswordHasher(config.hashCost))),
+                    seen);
         }
     }
 

@@ -200,14 +200,81 @@ TEST_F(HubTest, LimitsHoldAndRefusalsAreLogged) {
     EXPECT_EQ(list.back(), "buddy174");
     play({{"alicia", " ## cmdSU /:/ ", to("alicia", found)}});
 
-    // Three failed logins from one address shut it out, even with the right password.
+    // Only failures count: an office behind one address logs everyone in
+    // again after a restart, but three wrong passwords shut the address out.
     address = "10.0.0.9";
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(send("office" + std::to_string(i), li("alicia"))["office" + std::to_string(i)]
+                        .starts_with(" ## +LI /$/ Login=True"));
+    }
     const std::string wrong = " ## cmdLI /:/ alicia /:/ nope1 /:/ 1.4";
     const std::string no = " ## +LI /$/ Login=False";
-    play({{"guess", wrong + wrong + wrong + li("alicia"), to("guess", no + no + no + no)}});
+    play({{"guess", wrong, to("guess", no)},
+          {"guess", wrong, to("guess", no)},
+          {"guess", wrong, to("guess", no)},
+          {"guess", li("alicia"), to("guess", no)}});
     address = "10.0.0.10";
     EXPECT_TRUE(send("other", li("alicia"))["other"].starts_with(" ## +LI /$/ Login=True"));
-    EXPECT_NE(logText.str().find("too many attempts"), std::string::npos);
+    EXPECT_NE(logText.str().find("too many failed attempts"), std::string::npos);
+}
+
+TEST_F(HubTest, FieldsThatCouldForgeARecordAreRefusedAndViolationsClose) {
+    config.maxViolations = 13; // the twelve below, then one more
+    addUser("alicia");
+    addUser("bobby");
+    addUser("carol");
+    send("alicia", li("alicia") + " ## cmdCO /:/ alicia /:/ lobby");
+    send("carol", li("carol"));
+    // Each would show another sender, field or record at bobby, live or offline.
+    const std::string pm = " ## cmdPM /:/ alicia /:/ bobby /:/ ";
+    const std::vector<std::string> forged = {
+        pm + "hi :/ carol :/ 2001-01-01 00:00:00 /:/ A /:/ 1 /:/ ",
+        pm + "hi :%: x /:/ A /:/ 1 /:/ ",
+        pm + "hi /:/ A /$/ B /:/ 1 /:/ ",
+        pm + "hi :%: /:/ A /:/ 1 /:/ ",   // ends so that it joins the separator after
+        pm + ":/ carol /:/ A /:/ 1 /:/ ", // starts so that it joins the one before
+        pm + "%/ /:/ A /:/ 1 /:/ ",       // joins both
+        pm + "hi /:/ A\x01 /:/ 1 /:/ ",
+        pm + "hi /:/ \xff\xfe /:/ 1 /:/ ",
+        pm + "hi /:/ A /:/ 1 %/ x /:/ ",
+        " ## cmdCI /:/ alicia /:/ lobby /:/  :/ carol :%: x /:/ come",
+        " ## cmdCI /:/ alicia /:/ lobby /:/  :/ carol /:/ come :/ in",
+        " ## cmdCM /:/ alicia /:/ lobby /:/ a :/ b /:/ A /:/ 1 /:/ ",
+    };
+    for (const auto& command : forged) {
+        EXPECT_EQ(send("alicia", command), Seen{}) << command;
+    }
+    EXPECT_EQ(store.offlineCount(store.findUser("bobby")->id), 0);
+    EXPECT_TRUE(closed.empty());
+    // Plain text with its spaces as "%%", a font with spaces and UTF-8 still pass.
+    play({{"alicia", pm + "caf\xc3\xa9%%:) /:/ Comic Sans MS /:/ 10 /:/ ",
+           to("alicia", " ## +UNO /$/ bobby")}});
+    EXPECT_EQ(send("alicia", " ## cmdXY"), Seen{});
+    EXPECT_EQ(closed, std::vector<std::string>{"alicia"});
+    const std::string text = logText.str();
+    EXPECT_NE(text.find("with a separator or control bytes in a field refused"), std::string::npos);
+    EXPECT_EQ(text.find("cmdXY"), std::string::npos) << "only the first violation is logged";
+}
+
+TEST_F(HubTest, VerifiedPasswordsAreCachedAndWeakHashesUpgraded) {
+    addUser("alicia"); // at the cheap cost
+    config.hashCost = core::HashCost::Interactive;
+    const std::string cheap = store.findUser("alicia")->hash;
+    EXPECT_TRUE(send("a1", li("alicia"))["a1"].starts_with(" ## +LI /$/ Login=True"));
+    EXPECT_EQ(passwordJobs, 1);
+    const std::string upgraded = store.findUser("alicia")->hash;
+    EXPECT_NE(upgraded, cheap);
+    EXPECT_TRUE(core::PasswordHasher(core::HashCost::Fast).verify(upgraded, "secret"));
+    // A reconnect is checked against the cache; a wrong password is not.
+    EXPECT_TRUE(send("a2", li("alicia"))["a2"].starts_with(" ## +LI /$/ Login=True"));
+    EXPECT_EQ(passwordJobs, 1);
+    play({{"a3", " ## cmdLI /:/ alicia /:/ wrong /:/ 1.4", to("a3", " ## +LI /$/ Login=False")}});
+    EXPECT_EQ(passwordJobs, 2);
+    // A changed password no longer matches what the cache holds.
+    store.setHash(store.findUser("alicia")->id,
+                  core::PasswordHasher(core::HashCost::Fast).hash("other"));
+    play({{"a4", li("alicia"), to("a4", " ## +LI /$/ Login=False")}});
+    EXPECT_EQ(passwordJobs, 3);
 }
 
 } // namespace velmora::test

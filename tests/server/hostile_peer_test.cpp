@@ -1,0 +1,191 @@
+#include "loopback.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+namespace velmora::test {
+
+namespace {
+using Clock = std::chrono::steady_clock;
+
+std::string repeat(const std::string& text, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i) {
+        out += text;
+    }
+    return out;
+}
+
+long long nowMicros() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch())
+        .count();
+}
+} // namespace
+
+TEST_F(LoopbackTest, AMailboxOfSeveralMiBReachesItsOwnerWholeAndOnce) {
+    addUser("alicia");
+    addUser("bobby");
+    // The output limit is far below the mailbox: only paging gets it through.
+    start({"--max-pending-bytes", "65536", "--commands-per-second", "0"});
+    WireClient alicia(port);
+    alicia.login("alicia");
+    constexpr int kCount = 300;
+    const std::string body(15000, 'm');
+    std::string burst;
+    for (int i = 0; i < kCount; ++i) {
+        burst +=
+            " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::to_string(i) + body + " /:/ A /:/ 9 /:/ ";
+    }
+    alicia.send(burst);
+    EXPECT_EQ(alicia.sync(), repeat(" ## +UNO /$/ bobby", kCount));
+
+    {
+        WireClient bobby(port);
+        bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+        std::string got = bobby.readThrough(std::to_string(kCount - 1) + body);
+        got += bobby.sync();
+        std::size_t at = 0;
+        for (int i = 0; i < kCount && at != std::string::npos; ++i) {
+            at = got.find(" :%: " + std::to_string(i) + body + " :/ alicia :/ ", at);
+            EXPECT_NE(at, std::string::npos) << "message " << i << " missing or out of order";
+        }
+        std::size_t items = 0;
+        for (at = got.find(" :%: "); at != std::string::npos; at = got.find(" :%: ", at + 1)) {
+            ++items;
+        }
+        EXPECT_EQ(items, static_cast<std::size_t>(kCount));
+    }
+    // Everything was acknowledged, so nothing comes a second time.
+    WireClient again(port);
+    again.login("bobby");
+    WireClient check(port);
+    check.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+    EXPECT_EQ(check.sync(), " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ");
+    EXPECT_EQ(log().find("peer not reading"), std::string::npos);
+}
+
+TEST_F(LoopbackTest, LoginStormsAndCommandFloodsDoNotHoldUpOthers) {
+    constexpr int kLogins = 40;
+    for (const char* name : {"alicia", "bobby", "carol"}) {
+        addUser(name);
+    }
+    for (int i = 0; i < kLogins; ++i) {
+        addUser("storm" + std::to_string(i));
+    }
+    // Hashes made at the cheap cost are upgraded at each first login: every
+    // login of the storm costs one hash at the default cost.
+    start({"--hash-cost", "interactive"});
+    WireClient alicia(port);
+    WireClient bobby(port);
+    WireClient carol(port);
+    alicia.login("alicia");
+    bobby.login("bobby");
+    carol.login("carol");
+
+    // carol floods buddy changes and searches; she is read only at her budget.
+    std::string flood;
+    for (int i = 0; i < 1000; ++i) {
+        flood += " ## cmdAB /:/ carol /:/ bobby ## cmdDB /:/ carol /:/ bobby ## cmdSU /:/ o";
+    }
+    std::thread flooding([&] { carol.send(flood); });
+
+    std::vector<std::unique_ptr<WireClient>> storm;
+    for (int i = 0; i < kLogins; ++i) {
+        const std::string from = "127.0.1." + std::to_string(i + 1);
+        storm.push_back(std::make_unique<WireClient>(port, 0, from.c_str()));
+        storm.back()->send(" ## cmdLI /:/ storm" + std::to_string(i) + " /:/ secret /:/ 1.4");
+    }
+    std::vector<std::string> answers(kLogins);
+    long long worst = 0;
+    int sent = 0;
+    std::string inbox;
+    // Each message carries its send time; bobby notes how long it took.
+    const auto absorb = [&](const std::string& bytes) {
+        inbox += bytes;
+        for (std::size_t at = inbox.find("/$/ t"); at != std::string::npos;
+             at = inbox.find("/$/ t")) {
+            worst = std::max(worst, nowMicros() - std::stoll(inbox.substr(at + 5)));
+            inbox.erase(0, at + 5);
+        }
+    };
+    const auto answered = [](const std::string& a) {
+        return a.find(" ## +BL") != std::string::npos || a.find("Login=False") != std::string::npos;
+    };
+    const auto deadline = Clock::now() + std::chrono::seconds(60);
+    const auto say = [&] {
+        const std::string stamp = "t" + std::to_string(nowMicros());
+        alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ " + stamp + " /:/ A /:/ 9 /:/ B");
+        ++sent;
+        return stamp;
+    };
+    while (!std::all_of(answers.begin(), answers.end(), answered) && Clock::now() < deadline) {
+        (void)say();
+        // A message every 100 ms, the pace of a quick typist; bobby reads meanwhile.
+        for (const auto next = Clock::now() + std::chrono::milliseconds(100);
+             Clock::now() < next;) {
+            absorb(bobby.take(5));
+        }
+        for (int i = 0; i < kLogins; ++i) {
+            answers[i] += storm[i]->take();
+        }
+    }
+    absorb(bobby.readThrough(say()));
+    for (int i = 0; i < kLogins; ++i) {
+        EXPECT_TRUE(answers[i].starts_with(" ## +LI /$/ Login=True")) << "storm" << i;
+    }
+    std::cout << "storm: " << kLogins << " logins, " << sent << " messages, worst delay "
+              << worst / 1000 << " ms\n";
+    EXPECT_LT(worst, 250'000) << "a message waited behind the storm";
+    carol.cut();
+    flooding.join();
+    EXPECT_NE(log().find("hash of storm0 upgraded"), std::string::npos);
+}
+
+TEST_F(LoopbackTest, CapsTimeoutsPlainMessagesAndAGracefulShutdown) {
+    addUser("alicia");
+    addUser("bobby");
+    start({"--max-connections-per-address", "50", "--login-timeout-s", "1", "--partial-quiet-ms",
+           "60000", "--max-violations", "5"});
+    // Hundreds of connections from one address: past 50 they are closed at once.
+    std::vector<std::unique_ptr<WireClient>> crowd;
+    for (int i = 0; i < 300; ++i) {
+        crowd.push_back(std::make_unique<WireClient>(port));
+    }
+    int refused = 0;
+    for (std::size_t i = 50; i < crowd.size(); ++i) {
+        refused += crowd[i]->closedByServer() ? 1 : 0;
+    }
+    EXPECT_EQ(refused, 250);
+    WireClient alicia(port, 0, "127.0.0.2");
+    alicia.login("alicia");
+    // The 50 that never logged in are closed after the login timeout.
+    EXPECT_TRUE(crowd[0]->closedByServer());
+    EXPECT_TRUE(crowd[49]->closedByServer());
+    crowd.clear();
+
+    // A message with no style ends in " /:/ ": it is taken after the short
+    // complete wait, not the minute-long partial one.
+    WireClient bobby(port, 0, "127.0.0.3");
+    bobby.login("bobby");
+    bobby.send(" ## cmdAB /:/ bobby /:/ alicia");
+    (void)bobby.sync();
+    alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ plain /:/ A /:/ 9 /:/ ");
+    EXPECT_EQ(bobby.readThrough(" /$/ 9 /$/ "), " ## +PM /$/ alicia /$/ plain /$/ A /$/ 9 /$/ ");
+
+    // Violations: the first is logged with its bytes escaped, the fifth closes.
+    WireClient noisy(port, 0, "127.0.0.4");
+    noisy.send(" ## cmd\x1b[2J /:/ x ## cmdPM /:/ a ## cmdSU ## cmdXY ## cmdXZ ## cmdSU /:/ y");
+    EXPECT_TRUE(noisy.closedByServer());
+    EXPECT_NE(log().find("unknown command \"cmd\\x1b[2J\""), std::string::npos);
+    EXPECT_NE(log().find("closed (5 protocol violations)"), std::string::npos);
+
+    // On SIGTERM bobby still hears that alicia is gone before the server exits.
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(bobby.readThrough(" ## +LOff /$/ alicia"), " ## +LOff /$/ alicia");
+    EXPECT_TRUE(bobby.closedByServer());
+}
+
+} // namespace velmora::test

@@ -1,16 +1,22 @@
-// Private messages between two clients through the real velmorad: what
-// each side reads, what the server relays byte for byte, and the answers
-// for unknown and absent users.
+// Private messages between clients through the real velmorad: what each
+// side reads, what the server relays byte for byte, the answers for unknown
+// and absent users, and the messages that wait for an absent user: stored at
+// login, shown in the offline window, kept across a restart of the client
+// and removed from the file on delete.
 #include "controls/font_toolbar.h"
+#include "messaging/offline_window.h"
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
+#include "shell/main_window.h"
 #include "support/client_rig.h"
 #include "support/e2e.h"
 
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTcpSocket>
 #include <QTest>
+#include <QTreeWidget>
 
 using namespace velmora;
 using velmora::test::E2eUser;
@@ -71,15 +77,51 @@ private slots:
         QVERIFY(test::saveScreenshot(*toBobby, QStringLiteral("conversation.png")));
         QCOMPARE(alicia.client->windows().size(), 1);
 
-        // An unknown user, then one who is offline (carol1 never logged in).
+        // An unknown user, then one who is offline (carol1 never logged in):
+        // the server keeps her messages.
         send(*OpenPMWindow(*alicia.client, QStringLiteral("nobody1")), QStringLiteral("anyone?"));
-        send(*OpenPMWindow(*alicia.client, QStringLiteral("carol1")), QStringLiteral("later"));
-        QVERIFY(QTest::qWaitFor([&] { return alicia.prompter.boxes.size() == 2; }, 10000));
-        QCOMPARE(alicia.prompter.texts(),
+        PMWindow* toCarol = OpenPMWindow(*alicia.client, QStringLiteral("carol1"));
+        send(*toCarol, QStringLiteral("it's me, see you at 5"));
+        send(*toCarol, QStringLiteral("second note"));
+        QVERIFY(QTest::qWaitFor([&] { return alicia.prompter.boxes.size() == 3; }, 10000));
+        QCOMPARE(alicia.prompter.texts().mid(0, 2),
                  (QStringList{"The username \"nobody1\" is not a valid user!",
                               "The user \"carol1\" is offline!\r\nHowever, the user should get the "
                               "message the next time they login!"}));
         QVERIFY(bobby.prompter.boxes.isEmpty());
+
+        // carol1 logs in: her offline window opens on the first message; the
+        // second waits in bold until shown.
+        E2eUser carol(QStringLiteral("carol1"));
+        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        OfflineMessagesWindow* window = nullptr;
+        QVERIFY(QTest::qWaitFor(
+            [&] { return (window = carol.client->findWindow<OfflineMessagesWindow>()); }, 10000));
+        QTreeWidget* list = &window->lvMessages();
+        QCOMPARE(list->topLevelItemCount(), 2);
+        QCOMPARE(list->topLevelItem(0)->text(1), QStringLiteral("alicia"));
+        QCOMPARE(list->topLevelItem(0)->text(2), QStringLiteral("it's me, see you at 5"));
+        QVERIFY(list->topLevelItem(1)->font(0).bold());
+        list->setCurrentItem(list->topLevelItem(1));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualItemRect(list->topLevelItem(1)).center());
+        QVERIFY(window->brwMessage().source().contains(QStringLiteral("second note ")));
+
+        // After a restart both are still there, read, until carol1 deletes one.
+        carol.restart();
+        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        QVERIFY(!carol.client->findWindow<OfflineMessagesWindow>()); // nothing new waited
+        carol.client->mainWindow().findChild<QAction*>("mnuToolsOfflineMsgs")->trigger();
+        window = carol.client->findWindow<OfflineMessagesWindow>();
+        QVERIFY(window);
+        list = &window->lvMessages();
+        QCOMPARE(list->topLevelItemCount(), 2);
+        QVERIFY(!list->topLevelItem(1)->font(0).bold());
+        window->findChild<QPushButton*>(QStringLiteral("cmdDelete"))->click();
+        QCOMPARE(test::sqlColumn(carol.home.filePath(QStringLiteral("omess.db")),
+                                 QStringLiteral("SELECT message FROM messages")),
+                 QStringList{"second%%note"});
+        QVERIFY(carol.prompter.boxes.isEmpty());
     }
 
     void markupQuotesUnicodeAndLongLinesArriveAsText() {

@@ -1,0 +1,141 @@
+// libFuzzer target over velmorad's whole input path: bytes from up to four
+// connections are framed, handled by the hub against an in-memory store, and
+// every record that comes out is read back the way a client reads it. Input:
+// chunks of [connection and action byte][length byte][bytes]; an action of 3
+// ends the connection, 2 lets it go quiet (the pending command is taken).
+//
+// Beyond not crashing, a record must never show a forged sender, an extra
+// field or an extra record.
+#include "core/hub.h"
+#include "net/framer.h"
+#include "store/store.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+
+namespace core = velmora::server::core;
+namespace net = velmora::server::net;
+namespace p = velmora::protocol;
+
+namespace {
+constexpr int kConnections = 4;
+
+struct Rig {
+    velmora::server::store::Store store{":memory:"};
+    std::ostringstream logText;
+    core::Log log{logText};
+    std::unique_ptr<core::Hub> hub;
+    core::PasswordHasher hasher{core::HashCost::Fast};
+    std::map<core::ConnId, std::unique_ptr<net::Framer>> framers;
+
+    Rig() {
+        for (const char* name : {"alicia", "bobby", "carol"}) {
+            (void)store.addUser(name, hasher.hash("secret"));
+        }
+        core::CoreConfig config;
+        config.hashCost = core::HashCost::Fast;
+        config.roomLimit = 3;
+        config.maxOfflinePerUser = 20;
+        hub = std::make_unique<core::Hub>(store, config, log);
+    }
+
+    // What a client makes of the records: one record each, senders as logged in.
+    void check(const core::Outgoing& out) const {
+        if (out.record.size() > core::kMaxRecordBytes) {
+            std::abort();
+        }
+        const auto records = p::splitBatch(out.record);
+        if (records.size() != 1) {
+            std::abort();
+        }
+        const auto& fields = records[0];
+        const std::string& code = fields[0];
+        if (code == p::reply::PM || code == p::reply::CM) {
+            if (fields.size() != 6) {
+                std::abort();
+            }
+            if (fields[1] != "IM Server" && fields[1] != "alicia" && fields[1] != "bobby" &&
+                fields[1] != "carol") {
+                std::abort();
+            }
+        }
+        if (code == p::reply::OM) {
+            const auto items = p::split(fields.at(1), p::kListItemSep);
+            if (items.size() != out.offlineIds.size() + 1) {
+                std::abort();
+            }
+            for (std::size_t i = 1; i < items.size(); ++i) {
+                if (p::split(items[i], p::kNameListSep).size() != 3) {
+                    std::abort();
+                }
+            }
+        }
+    }
+
+    void apply(const core::Effects& fx, int depth = 0) {
+        for (const auto& out : fx.out) {
+            check(out);
+            if (!out.offlineIds.empty() && depth < 50) {
+                hub->acknowledged(out.offlineIds);
+                apply(hub->offlineWritten(out.to), depth + 1);
+            }
+        }
+        for (const auto& closing : fx.close) {
+            framers.erase(closing.conn);
+            apply(hub->disconnected(closing.conn), depth + 1);
+        }
+        for (const auto& job : fx.passwords) {
+            apply(hub->passwordDone(core::runPasswordJob(job, hasher)), depth + 1);
+        }
+    }
+
+    net::Framer& framer(core::ConnId id) {
+        auto& slot = framers[id];
+        if (!slot) {
+            slot = std::make_unique<net::Framer>(16000);
+            hub->connected(id, "10.0.0." + std::to_string(id));
+        }
+        return *slot;
+    }
+};
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Rig rig;
+    std::size_t at = 0;
+    while (at + 2 <= size) {
+        const core::ConnId id = 1 + data[at] % kConnections;
+        const int action = (data[at] / kConnections) % 4;
+        const std::size_t length = std::min<std::size_t>(data[at + 1], size - at - 2);
+        const std::string_view bytes(reinterpret_cast<const char*>(data + at + 2), length);
+        at += 2 + length;
+        if (action == 3) {
+            rig.framers.erase(id);
+            rig.apply(rig.hub->disconnected(id));
+            continue;
+        }
+        net::Framer& framer = rig.framer(id);
+        framer.feed(bytes);
+        p::Fields command;
+        for (;;) {
+            const auto next = framer.next(command);
+            if (next == net::Framer::Next::TooLong) {
+                rig.framers.erase(id);
+                rig.apply(rig.hub->disconnected(id));
+                break;
+            }
+            if (next == net::Framer::Next::None) {
+                if (action == 2 && framer.hasPending()) {
+                    rig.apply(rig.hub->handle(id, framer.takePending()));
+                }
+                break;
+            }
+            rig.apply(rig.hub->handle(id, command));
+        }
+    }
+    return 0;
+}

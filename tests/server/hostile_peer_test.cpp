@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <thread>
@@ -186,6 +187,74 @@ TEST_F(LoopbackTest, CapsTimeoutsPlainMessagesAndAGracefulShutdown) {
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(bobby.readThrough(" ## +LOff /$/ alicia"), " ## +LOff /$/ alicia");
     EXPECT_TRUE(bobby.closedByServer());
+}
+
+namespace {
+// Two network namespaces joined by a veth pair: the server's, at 169.254.77.1,
+// and a client's, whose link can be cut so that its packets vanish.
+class CuttableLink {
+public:
+    CuttableLink() : tag_(std::to_string(getpid() % 100000)) {
+        const std::string s = "velmora-s" + tag_, c = "velmora-c" + tag_;
+        ok_ = geteuid() == 0 &&
+              run("ip netns add " + s + " && ip netns add " + c + " && ip link add vs" + tag_ +
+                  " netns " + s + " type veth peer name vc" + tag_ + " netns " + c + " && ip -n " +
+                  s + " addr add 169.254.77.1/24 dev vs" + tag_ + " && ip -n " + s +
+                  " link set vs" + tag_ + " up && ip -n " + s + " link set lo up && ip -n " + c +
+                  " addr add 169.254.77.2/24 dev vc" + tag_ + " && ip -n " + c + " link set vc" +
+                  tag_ + " up");
+    }
+    ~CuttableLink() { run("ip netns del velmora-s" + tag_ + "; ip netns del velmora-c" + tag_); }
+
+    [[nodiscard]] bool ok() const { return ok_; }
+    [[nodiscard]] std::string server() const { return "/var/run/netns/velmora-s" + tag_; }
+    [[nodiscard]] std::string client() const { return "/var/run/netns/velmora-c" + tag_; }
+    void cut() { run("ip -n velmora-c" + tag_ + " link set vc" + tag_ + " down"); }
+
+    // Runs `make` with this thread inside namespace `path`.
+    template <typename Make> auto inside(const std::string& path, Make&& make) {
+        const int home = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
+        EXPECT_TRUE(enterNetns(path));
+        auto made = make();
+        setns(home, CLONE_NEWNET);
+        close(home);
+        return made;
+    }
+
+private:
+    static bool run(const std::string& command) {
+        return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+    }
+
+    std::string tag_;
+    bool ok_ = false;
+};
+} // namespace
+
+TEST_F(LoopbackTest, APeerWhoseNetworkVanishedGoesOfflineAndItsMessagesAreStored) {
+    CuttableLink link;
+    if (!link.ok()) {
+        GTEST_SKIP() << "needs root and ip netns to cut a link; vanished-peer test skipped";
+    }
+    addUser("alicia");
+    addUser("bobby");
+    netns = link.server();
+    start({"--listen", "0.0.0.0:0", "--dead-peer-s", "2"});
+    auto alicia = link.inside(link.server(), [&] { return std::make_unique<WireClient>(port); });
+    auto bobby = link.inside(link.client(), [&] {
+        return std::make_unique<WireClient>(port, 0, nullptr, "169.254.77.1");
+    });
+    alicia->login("alicia");
+    alicia->send(" ## cmdAB /:/ alicia /:/ bobby");
+    (void)alicia->sync();
+    bobby->login("bobby");
+    EXPECT_EQ(alicia->sync(), " ## +LOn /$/ bobby");
+
+    link.cut();
+    alicia->send(" ## cmdPM /:/ alicia /:/ bobby /:/ into%%the%%void /:/ A /:/ 9 /:/ ");
+    EXPECT_EQ(alicia->readThrough(" ## +LOff /$/ bobby"), " ## +LOff /$/ bobby");
+    alicia->send(" ## cmdPM /:/ alicia /:/ bobby /:/ kept /:/ A /:/ 9 /:/ ");
+    EXPECT_EQ(alicia->sync(), " ## +UNO /$/ bobby");
 }
 
 } // namespace velmora::test

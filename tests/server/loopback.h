@@ -14,12 +14,25 @@
 #include <iterator>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace velmora::test {
 
-inline pid_t spawn(std::vector<std::string> args, int out, int err) {
+// Enters the network namespace of that file (from `ip netns add`); false
+// when it cannot (not root, no namespaces).
+inline bool enterNetns(const std::string& path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool entered = fd >= 0 && setns(fd, CLONE_NEWNET) == 0;
+    if (fd >= 0) {
+        close(fd);
+    }
+    return entered;
+}
+
+// `netns`, when given, is the network namespace the server runs in.
+inline pid_t spawn(std::vector<std::string> args, int out, int err, const std::string& netns = {}) {
     const char* path = std::getenv("VELMORAD");
     if (!path) {
         throw std::runtime_error("VELMORAD is not set");
@@ -34,6 +47,9 @@ inline pid_t spawn(std::vector<std::string> args, int out, int err) {
     if (pid == 0) {
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
+        if (!netns.empty() && !enterNetns(netns)) {
+            _exit(126);
+        }
         execv(path, argv.data());
         _exit(127);
     }
@@ -58,7 +74,8 @@ class WireClient {
 public:
     // `receiveBuffer` > 0 shrinks the socket's receive buffer (a slow reader);
     // `from` is a loopback source address other than 127.0.0.1.
-    explicit WireClient(unsigned short port, int receiveBuffer = 0, const char* from = nullptr)
+    explicit WireClient(unsigned short port, int receiveBuffer = 0, const char* from = nullptr,
+                        const char* to = "127.0.0.1")
         : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
         if (receiveBuffer > 0) {
             setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
@@ -74,7 +91,7 @@ public:
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_port = htons(port);
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        inet_pton(AF_INET, to, &addr.sin_addr);
         if (connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
             throw std::runtime_error("cannot connect to velmorad");
         }
@@ -174,18 +191,21 @@ protected:
 
     // Waits for the "listening on" line, which names the port.
     void start(std::vector<std::string> flags = {}) {
-        flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--db", db});
+        if (std::find(flags.begin(), flags.end(), "--listen") == flags.end()) {
+            flags.insert(flags.end(), {"--listen", "127.0.0.1:0"});
+        }
+        flags.insert(flags.end(), {"--db", db});
         if (std::find(flags.begin(), flags.end(), "--hash-cost") == flags.end()) {
             flags.insert(flags.end(), {"--hash-cost", "fast"});
         }
         int out[2];
         ASSERT_EQ(pipe(out), 0);
         const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-        pid = spawn(flags, out[1], log);
+        pid = spawn(flags, out[1], log, netns);
         close(out[1]);
         close(log);
         FILE* lines = fdopen(out[0], "r");
-        ASSERT_EQ(std::fscanf(lines, "listening on 127.0.0.1:%hu", &port), 1);
+        ASSERT_EQ(std::fscanf(lines, "listening on %*[^:]:%hu", &port), 1);
         std::fclose(lines);
     }
 
@@ -205,6 +225,7 @@ protected:
     std::string logPath = dir.file("velmorad.log");
     pid_t pid = -1;
     unsigned short port = 0;
+    std::string netns; // a namespace file for the server, else this one
 };
 
 } // namespace velmora::test

@@ -9,20 +9,6 @@
 
 namespace velmora::test {
 
-namespace {
-
-const QByteArray kProbe = " ## cmdSU /:/ probe";
-
-std::unique_ptr<Client> makeClient(TempHome& home, const QByteArray& ini, Prompter& prompter,
-                                   Desktop& desktop) {
-    if (!ini.isEmpty()) {
-        home.writeFile(QStringLiteral("Velmora.ini"), ini);
-    }
-    return std::make_unique<Client>(home.path(), prompter, desktop);
-}
-
-} // namespace
-
 LoopbackServer::LoopbackServer() {
     server_.listen(QHostAddress::LocalHost, 0);
     QObject::connect(&server_, &QTcpServer::newConnection, this, [this] {
@@ -42,7 +28,8 @@ void LoopbackServer::send(const QByteArray& bytes) {
 }
 
 ClientRig::ClientRig(const QByteArray& ini)
-    : owned_(makeClient(home, ini, prompter, desktop)), client(*owned_) {}
+    : iniWritten((ini.isEmpty() || (home.writeFile(QStringLiteral("Velmora.ini"), ini), true))),
+      client(home.path(), prompter, desktop) {}
 
 bool ClientRig::connect() {
     Connection& c = client.connection();
@@ -60,16 +47,17 @@ bool ClientRig::logIn(const QString& user) {
 }
 
 QByteArray ClientRig::sent() {
-    client.connection().SendData(QString::fromLatin1(kProbe));
-    if (!QTest::qWaitFor([&] { return server.received.endsWith(kProbe); }, 5000)) {
+    const QByteArray probe = " ## cmdSU /:/ probe";
+    client.connection().SendData(QString::fromLatin1(probe));
+    if (!QTest::qWaitFor([&] { return server.received.endsWith(probe); }, 5000)) {
         return "no round trip: " + server.received;
     }
-    const QByteArray before = server.received.chopped(kProbe.size());
+    const QByteArray before = server.received.chopped(probe.size());
     server.received.clear();
     return before;
 }
 
-QAction* ClientRig::action(const char* name) const {
+QAction* ClientRig::action(const char* name) {
     return client.mainWindow().findChild<QAction*>(QString::fromLatin1(name));
 }
 

@@ -12,15 +12,13 @@
 #include <QTcpSocket>
 #include <QTest>
 
-#include <memory>
-
 namespace velmora {
 class HtmlMessageView;
 }
 
 namespace velmora::test {
 
-// Accepts one client on 127.0.0.1 (a free port), records what it sends and
+// Accepts one client on a free loopback port, records what it sends and
 // writes whatever a test tells it to.
 class LoopbackServer : public QObject {
 public:
@@ -44,8 +42,7 @@ private:
     QPointer<QTcpSocket> peer_;
 };
 
-class ClientRig {
-public:
+struct ClientRig {
     // `ini` becomes the settings file before the client reads it.
     explicit ClientRig(const QByteArray& ini = {});
 
@@ -67,8 +64,7 @@ public:
     [[nodiscard]] bool feedBoxes(const QByteArray& bytes, qsizetype boxes) {
         return feed(bytes, [&] { return prompter.boxes.size() >= boxes; });
     }
-
-    [[nodiscard]] QAction* action(const char* name) const;
+    [[nodiscard]] QAction* action(const char* name);
     // The visible session windows of class T (with objectName `name`, if given).
     template <typename T> [[nodiscard]] QList<T*> windows(const char* name = nullptr) const {
         QList<T*> found;
@@ -87,12 +83,8 @@ public:
     TempHome home;
     RecordingPrompter prompter;
     RecordingDesktop desktop;
-
-private:
-    std::unique_ptr<Client> owned_;
-
-public:
-    Client& client;
+    bool iniWritten;
+    Client client;
     LoopbackServer server;
 };
 

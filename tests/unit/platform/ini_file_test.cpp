@@ -1,3 +1,6 @@
+// The settings-file reader and writer, with the classic profile functions'
+// quirks: names without case, empty is not missing, one pair of quotes,
+// 127 characters, and a write that keeps every other byte.
 #include "platform/ini_file.h"
 
 #include "support/doubles.h"
@@ -7,135 +10,77 @@
 
 using velmora::IniFile::read;
 using velmora::IniFile::write;
-using velmora::test::TempHome;
 
 class IniFileTest : public QObject {
     Q_OBJECT
+
 private slots:
-    void readsValuesAsWin32Does();
-    void missingOrUnreadableFileReadsAsEmpty();
-    void writeKeepsEveryOtherByte();
-    void writeCreatesFileAndKeepsValueOnOneLine();
+    void valuesAreReadAsTheProfileFunctionsDo() {
+        velmora::test::TempHome home;
+        home.writeFile("Velmora.ini", "; Velmora settings\r\n[Settings]\r\nNewPM=0\r\n"
+                                      "  MinTray  =  1  \r\nEmpty=\r\nNoEquals\r\n"
+                                      "Quoted=\"  spaced  \"\r\nSingle='x'\r\nMixed=\"x'\r\n"
+                                      "Dup=first\r\ndup=second\r\nLong=" +
+                                          QByteArray(130, 'a') +
+                                          "\r\nUtf=h\xC3\xA9llo\r\n[Other]\r\nEmote=0\r\n");
+        const QString path = home.filePath("Velmora.ini");
+        const struct {
+            const char* section;
+            const char* key;
+            QString fallback;
+            QString value;
+        } cases[] = {
+            {"settings", "NEWPM", "1", "0"}, // names ignore case and blanks
+            {" Settings ", "MinTray", "0", "1"},
+            {"Settings", "Empty", "x", ""}, // present but empty is not missing
+            {"Settings", "Missing", "x", "x"},
+            {"Settings", "NoEquals", "x", "x"},
+            {"Settings", "Emote", "1", "1"}, // another section's key
+            {"Other", "Emote", "1", "0"},
+            {"Settings", "Quoted", "", "  spaced  "}, // one pair of matching quotes goes
+            {"Settings", "Single", "", "x"},
+            {"Settings", "Mixed", "", "\"x'"},
+            {"Settings", "Dup", "", "first"},
+            {"Settings", "Long", "", QString(127, 'a')}, // the 128-character buffer
+            {"Settings", "Missing", QString(200, 'b'), QString(127, 'b')},
+            {"Settings", "Missing", "abc   ", "abc"},
+            {"Settings", "Utf", "", QString::fromUtf8("h\xC3\xA9llo")},
+        };
+        for (const auto& c : cases) {
+            QCOMPARE(read(c.section, c.key, c.fallback, path), c.value);
+        }
+        QCOMPARE(read("Settings", "NewPM", "1", home.filePath("none.ini")), QString("1"));
+        QVERIFY(!home.exists("none.ini"));
+    }
+
+    void aWriteKeepsEveryOtherByte() {
+        velmora::test::TempHome home;
+        home.writeFile("Velmora.ini", "\xEF\xBB\xBF; comment\r\n\r\n[Login Options]\r\n"
+                                      "L-User = alice   \r\nL-Pass=secret\r\n\r\n[Font]\r\n"
+                                      "NoEquals\r\nBold=True");
+        const QString path = home.filePath("Velmora.ini");
+        QVERIFY(write("login options", "l-user", "bob", path));
+        QVERIFY(write("Login Options", "L-Host", "127.0.0.1", path));
+        QVERIFY(write("Font", "NoEquals", "v", path));
+        QVERIFY(write("Font", "Size", "12", path));
+        // A value stays on one line.
+        QVERIFY(write("Sounds", "Enter", "x.wav\n[Settings]\nNewPM=0", path));
+        QCOMPARE(home.readFile("Velmora.ini"),
+                 QByteArray("\xEF\xBB\xBF; comment\r\n\r\n[Login Options]\r\nL-User = bob   \r\n"
+                            "L-Pass=secret\r\nL-Host=127.0.0.1\r\n\r\n[Font]\r\nNoEquals=v\r\n"
+                            "Bold=True\r\nSize=12\r\n[Sounds]\r\nEnter=x.wav\r\n"));
+        const QString unicode = QString::fromUtf8("\xE6\x9D\xB1\xE4\xBA\xAC \xF0\x9F\x98\x80");
+        QVERIFY(write("Font", "Name", unicode, path));
+        QCOMPARE(read("Font", "Name", "", path), unicode);
+
+        // A folder where the file should be cannot be read or replaced, nor
+        // can a file in a missing folder be created.
+        QDir(home.path()).mkdir("folder.ini");
+        QCOMPARE(read("Settings", "NewPM", "1", home.filePath("folder.ini")), QString("1"));
+        QVERIFY(!write("Settings", "NewPM", "0", home.filePath("folder.ini")));
+        QVERIFY(!write("Settings", "NewPM", "0", home.filePath("missing/Velmora.ini")));
+    }
 };
-
-void IniFileTest::readsValuesAsWin32Does() {
-    TempHome home;
-    const QByteArray longValue(130, 'a');
-    home.writeFile("Velmora.ini", "; Velmora settings\r\n"
-                                  "[Settings]\r\n"
-                                  "NewPM=0\r\n"
-                                  "  MinTray  =  1  \r\n"
-                                  "Empty=\r\n"
-                                  "Blanks=   \r\n"
-                                  "NoEquals\r\n"
-                                  "Quoted=\"  spaced  \"\r\n"
-                                  "Single='x'\r\n"
-                                  "Mixed=\"x'\r\n"
-                                  "Lone=\"\r\n"
-                                  "Dup=first\r\n"
-                                  "dup=second\r\n"
-                                  "Long=" +
-                                      longValue +
-                                      "\r\n"
-                                      "Utf=h\xC3\xA9llo w\xC3\xB6rld\r\n"
-                                      "[Other]\r\n"
-                                      "Emote=0\r\n");
-    const QString path = home.filePath("Velmora.ini");
-
-    // Names ignore case and surrounding blanks; values lose their blanks.
-    QCOMPARE(read("settings", "NEWPM", "1", path), QString("0"));
-    QCOMPARE(read(" Settings ", "MinTray", "0", path), QString("1"));
-    // Present but empty is not missing: the default does not apply.
-    QCOMPARE(read("Settings", "Empty", "x", path), QString(""));
-    QCOMPARE(read("Settings", "Blanks", "x", path), QString(""));
-    QCOMPARE(read("Settings", "Missing", "x", path), QString("x"));
-    QCOMPARE(read("Settings", "NoEquals", "x", path), QString("x"));
-    QCOMPARE(read("Missing", "NewPM", "x", path), QString("x"));
-    // A key of another section is not found.
-    QCOMPARE(read("Settings", "Emote", "1", path), QString("1"));
-    QCOMPARE(read("Other", "Emote", "1", path), QString("0"));
-    // One pair of matching quotes goes; anything else stays.
-    QCOMPARE(read("Settings", "Quoted", "", path), QString("  spaced  "));
-    QCOMPARE(read("Settings", "Single", "", path), QString("x"));
-    QCOMPARE(read("Settings", "Mixed", "", path), QString("\"x'"));
-    QCOMPARE(read("Settings", "Lone", "", path), QString("\""));
-    QCOMPARE(read("Settings", "Dup", "", path), QString("first"));
-    // The 128-character buffer: values and defaults come back cut to 127.
-    QCOMPARE(read("Settings", "Long", "", path), QString(127, 'a'));
-    QCOMPARE(read("Settings", "Missing", QString(200, 'b'), path), QString(127, 'b'));
-    QCOMPARE(read("Settings", "Missing", "abc   ", path), QString("abc"));
-    QCOMPARE(read("Settings", "Utf", "", path), QString::fromUtf8("h\xC3\xA9llo w\xC3\xB6rld"));
-}
-
-void IniFileTest::missingOrUnreadableFileReadsAsEmpty() {
-    TempHome home;
-    QCOMPARE(read("Settings", "NewPM", "1", home.filePath("none.ini")), QString("1"));
-    QVERIFY(!home.exists("none.ini"));
-
-    // A folder where the file should be cannot be read or replaced.
-    QDir(home.path()).mkdir("Velmora.ini");
-    const QString folder = home.filePath("Velmora.ini");
-    QCOMPARE(read("Settings", "NewPM", "1", folder), QString("1"));
-    QVERIFY(!write("Settings", "NewPM", "0", folder));
-    QVERIFY(QFileInfo(folder).isDir());
-
-    QVERIFY(!write("Settings", "NewPM", "0", home.filePath("missing/Velmora.ini")));
-}
-
-void IniFileTest::writeKeepsEveryOtherByte() {
-    TempHome home;
-    home.writeFile("Velmora.ini", "\xEF\xBB\xBF; comment\r\n"
-                                  "\r\n"
-                                  "[Login Options]\r\n"
-                                  "L-User = alice   \r\n"
-                                  "L-Pass=secret\r\n"
-                                  "\r\n"
-                                  "; about fonts\r\n"
-                                  "[Font]\r\n"
-                                  "Name=Arial\r\n"
-                                  "NoEquals\r\n"
-                                  "Bold=True");
-    const QString path = home.filePath("Velmora.ini");
-
-    QVERIFY(write("login options", "l-user", "bob", path));
-    QVERIFY(write("Login Options", "L-Host", "127.0.0.1", path));
-    QVERIFY(write("Font", "Size", "12", path));
-    QVERIFY(write("Font", "NoEquals", "v", path));
-    QVERIFY(write("Sounds", "Enter", "/home/x/Enter.wav", path));
-
-    QCOMPARE(home.readFile("Velmora.ini"), QByteArray("\xEF\xBB\xBF; comment\r\n"
-                                                      "\r\n"
-                                                      "[Login Options]\r\n"
-                                                      "L-User = bob   \r\n"
-                                                      "L-Pass=secret\r\n"
-                                                      "L-Host=127.0.0.1\r\n"
-                                                      "\r\n"
-                                                      "; about fonts\r\n"
-                                                      "[Font]\r\n"
-                                                      "Name=Arial\r\n"
-                                                      "NoEquals=v\r\n"
-                                                      "Bold=True\r\n"
-                                                      "Size=12\r\n"
-                                                      "[Sounds]\r\n"
-                                                      "Enter=/home/x/Enter.wav\r\n"));
-    QCOMPARE(read("Login Options", "L-User", "", path), QString("bob"));
-}
-
-void IniFileTest::writeCreatesFileAndKeepsValueOnOneLine() {
-    TempHome home;
-    const QString path = home.filePath("Velmora.ini");
-    QVERIFY(write("Login Options", "L-Pass", "pw\n[Settings]\nNewPM=0", path));
-    QVERIFY(write("Login Options", "L-User", "", path));
-    QCOMPARE(home.readFile("Velmora.ini"), QByteArray("[Login Options]\n"
-                                                      "L-Pass=pw\n"
-                                                      "L-User=\n"));
-    QCOMPARE(read("Login Options", "L-User", "x", path), QString(""));
-    QCOMPARE(read("Settings", "NewPM", "1", path), QString("1"));
-
-    const QString unicode = QString::fromUtf8("\xE6\x9D\xB1\xE4\xBA\xAC \xF0\x9F\x98\x80");
-    QVERIFY(write("Font", "Name", unicode, path));
-    QCOMPARE(read("Font", "Name", "", path), unicode);
-}
 
 QTEST_GUILESS_MAIN(IniFileTest)
 #include "ini_file_test.moc"

@@ -149,7 +149,8 @@ TEST_F(LoopbackTest, CapsTimeoutsPlainMessagesAndAGracefulShutdown) {
     addUser("alicia");
     addUser("bobby");
     start({"--max-connections-per-address", "50", "--login-timeout-s", "1", "--partial-quiet-ms",
-           "60000", "--max-violations", "5"});
+           "60000", "--max-violations", "5", "--commands-per-second", "50", "--command-burst",
+           "10"});
     // Hundreds of connections from one address: past 50 they are closed at once.
     std::vector<std::unique_ptr<WireClient>> crowd;
     for (int i = 0; i < 300; ++i) {
@@ -175,6 +176,12 @@ TEST_F(LoopbackTest, CapsTimeoutsPlainMessagesAndAGracefulShutdown) {
     (void)bobby.sync();
     alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ plain /:/ A /:/ 9 /:/ ");
     EXPECT_EQ(bobby.readThrough(" /$/ 9 /$/ "), " ## +PM /$/ alicia /$/ plain /$/ A /$/ 9 /$/ ");
+
+    // Past its budget a connection is read more slowly, and nothing is lost.
+    const auto began = Clock::now();
+    alicia.send(repeat(" ## cmdDB /:/ alicia /:/ ghost", 40));
+    EXPECT_EQ(alicia.sync(), repeat(" ## +BL /$/ ", 40));
+    EXPECT_GE(Clock::now() - began, std::chrono::milliseconds(600)); // 31 past the burst, at 50/s
 
     // Violations: the first is logged with its bytes escaped, the fifth closes.
     WireClient noisy(port, 0, "127.0.0.4");

@@ -1,11 +1,15 @@
 // The chat-line HTML, fragment by fragment: the one place where the
-// formatter's output is spelled out. Windows and end-to-end tests only check
-// where lines go and what the user reads.
+// formatter's output is spelled out (windows and end-to-end tests only check
+// where lines go and what the user reads); then the conversation view it
+// writes into, which renders a line once its end has arrived, hands links to
+// the desktop and follows the newest line.
 #include "messaging/message_formatter.h"
 #include "platform/html_message_view.h"
 #include "platform/message_view.h"
 #include "session/app_error.h"
+#include "support/doubles.h"
 
+#include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -42,6 +46,12 @@ QStringList body(const QString& text, const FormatterOptions& opts = kSmilies) {
     QString t = text;
     AppendMessageHtml(t, "#000000", "bob", "Arial", "12", view, "", opts);
     return view.writes.mid(4, view.writes.size() - 6);
+}
+
+// A line of `sender` in the view, as a window writes it.
+void writeLine(HtmlMessageView& view, const QString& sender, const QString& body) {
+    QString text = body;
+    AppendMessageHtml(text, "#0000C0", sender, "Arial", "10", view, "B", kPlain);
 }
 
 QString anchor(const QString& href, const QString& text) {
@@ -112,10 +122,7 @@ private slots:
     }
 
     void smilieCodesFollowTheirOrderAndCase() {
-        const struct {
-            const char* text;
-            QString html;
-        } cases[] = {
+        const std::pair<const char*, QString> cases[] = {
             {"O:)", img("angel.gif")},
             {"o:)", img("angel.gif")},
             {":O", img("shocked.gif")},
@@ -129,8 +136,8 @@ private slots:
             {":O:)", img("shocked.gif") + img("smilie.gif")},
             {"word:)s", "word" + img("smilie.gif") + "s"},
         };
-        for (const auto& c : cases) {
-            QCOMPARE(body(c.text), QStringList{c.html + " "});
+        for (const auto& [text, html] : cases) {
+            QCOMPARE(body(text), QStringList{html + " "});
         }
         // Switched off, codes stay as typed.
         QCOMPARE(body("O:)%%:D", kPlain), (QStringList{"O:) ", ":D "}));
@@ -154,6 +161,58 @@ private slots:
         // Smilies are drawn inside addresses too.
         const QString broken = "http://host" + img("tounge.gif") + "ort/";
         QCOMPARE(body("http://host:Port/"), QStringList{anchor(broken, broken)});
+    }
+
+    void theViewRendersALineOnceItsEndArrives() {
+        HtmlMessageView view;
+        view.write("<b>alice:</b>&nbsp; hel");
+        QCOMPARE(view.toPlainText(), QString());
+        view.write("lo</B>\r\n<br>\r\n");
+        writeLine(view, "bob", "two\r\nlines");
+        QVERIFY(view.source().startsWith("<b>alice:</b>&nbsp; hello</B>\r\n<br>\r\n<b><font"));
+        QCOMPARE(view.document()->blockCount(), 2);
+        QCOMPARE(view.document()->lastBlock().text(), QString("bob:\u00a0 two \u2028lines "));
+        // The fractional size 10 / 3 renders as the nearest whole HTML size,
+        // the size of the sender's name.
+        QTextCursor name(view.document()->lastBlock());
+        name.movePosition(QTextCursor::Right);
+        QTextCursor text(view.document()->lastBlock());
+        text.movePosition(QTextCursor::EndOfBlock);
+        text.movePosition(QTextCursor::Left);
+        QCOMPARE(text.charFormat().font().pointSizeF(), name.charFormat().font().pointSizeF());
+        // A notice that does not end like a chat line shows once scrolled to.
+        view.write("\r\n<br><font color=\"#FF0000\"> -> bob Entered</font>\r\n");
+        QCOMPARE(view.document()->blockCount(), 2);
+        view.scrollToEnd();
+        QCOMPARE(view.document()->lastBlock().text().trimmed(), QString("-> bob Entered"));
+        // Clearing drops an unfinished line too.
+        view.write("<b>unfinished");
+        view.clear();
+        QCOMPARE(view.source(), QString());
+        writeLine(view, "bob", "again");
+        QCOMPARE(view.document()->lastBlock().text(), QString("bob:\u00a0 again "));
+    }
+
+    void aLinkGoesToTheDesktopAndTheViewFollowsTheEnd() {
+        test::RecordingDesktop desktop;
+        HtmlMessageView view(desktop);
+        view.resize(300, 120);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        writeLine(view, "alice", "see%%www.example.com/a");
+        const QString before = view.toPlainText();
+        QTextCursor cursor(view.document());
+        cursor.setPosition(before.indexOf("example") + 1);
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.cursorRect(cursor).center());
+        QCOMPARE(desktop.urls, QStringList({"http://www.example.com/a"}));
+        QCOMPARE(view.toPlainText(), before);
+        for (int i = 0; i < 100; ++i) {
+            writeLine(view, "bob", QString::number(i));
+            view.scrollToEnd();
+        }
+        QCOMPARE(view.document()->blockCount(), 101);
+        QScrollBar* bar = view.verticalScrollBar();
+        QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
     }
 
     void linesShowInTheRealViewWithTheirPictures() {

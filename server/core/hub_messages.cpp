@@ -13,13 +13,14 @@ constexpr int kPageRows = 64;
 } // namespace
 
 void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
+    // The busy path, a recipient who is online, needs no database.
+    if (const auto to = sessions_.connectionOf(f[2])) {
+        fx.send(*to, p::buildReply(p::reply::PM, {me.name, f[3], f[4], f[5], f[6]}));
+        return;
+    }
     const auto recipient = store_.findUser(f[2]);
     if (!recipient) {
         fx.send(conn, p::buildReply(p::reply::UNV, {f[2]}));
-        return;
-    }
-    if (const auto to = sessions_.connectionOf(recipient->name)) {
-        fx.send(*to, p::buildReply(p::reply::PM, {me.name, f[3], f[4], f[5], f[6]}));
         return;
     }
     if (store_.offlineCount(recipient->id) >= config_.maxOfflinePerUser) {

@@ -32,4 +32,13 @@ bool sameName(std::string_view a, std::string_view b) {
                                               [](char x, char y) { return upper(x) == upper(y); });
 }
 
+std::size_t NameHash::operator()(std::string_view name) const {
+    // FNV-1a over the upper-cased bytes.
+    std::size_t hash = 1469598103934665603ull;
+    for (const char c : name) {
+        hash = (hash ^ static_cast<unsigned char>(upper(c))) * 1099511628211ull;
+    }
+    return hash;
+}
+
 } // namespace velmora::server::core

@@ -17,4 +17,17 @@ namespace velmora::server::core {
 
 [[nodiscard]] bool sameName(std::string_view a, std::string_view b);
 
+// Hash and equality for maps keyed by name, ignoring case, that are looked up
+// with a string_view without building a key.
+struct NameHash {
+    using is_transparent = void;
+    [[nodiscard]] std::size_t operator()(std::string_view name) const;
+};
+struct NameEqual {
+    using is_transparent = void;
+    [[nodiscard]] bool operator()(std::string_view a, std::string_view b) const {
+        return sameName(a, b);
+    }
+};
+
 } // namespace velmora::server::core

@@ -5,7 +5,7 @@
 namespace velmora::server::core {
 
 void Sessions::attach(ConnId conn, Session session) {
-    byName_[nameKey(session.name)] = conn;
+    byName_[session.name] = conn;
     byConnection_[conn] = std::move(session);
 }
 
@@ -16,7 +16,7 @@ std::optional<Session> Sessions::detach(ConnId conn) {
     }
     Session session = std::move(it->second);
     byConnection_.erase(it);
-    byName_.erase(nameKey(session.name));
+    byName_.erase(session.name);
     return session;
 }
 
@@ -26,7 +26,7 @@ const Session* Sessions::of(ConnId conn) const {
 }
 
 std::optional<ConnId> Sessions::connectionOf(std::string_view name) const {
-    const auto it = byName_.find(nameKey(name));
+    const auto it = byName_.find(name);
     if (it == byName_.end()) {
         return std::nullopt;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/effects.h"
+#include "core/names.h"
 #include "store/store.h"
 
 #include <optional>
@@ -29,7 +30,7 @@ public:
 
 private:
     std::unordered_map<ConnId, Session> byConnection_;
-    std::unordered_map<std::string, ConnId> byName_;
+    std::unordered_map<std::string, ConnId, NameHash, NameEqual> byName_;
 };
 
 } // namespace velmora::server::core

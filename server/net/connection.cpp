@@ -31,10 +31,8 @@ Connection::Connection(asio::ip::tcp::socket socket, core::ConnId id, std::strin
                        std::span<char> scratch)
     : socket_(std::move(socket)), id_(id), address_(std::move(address)), limits_(limits),
       owner_(owner), log_(log), scratch_(scratch), framer_(limits.maxRecordBytes),
-      wake_(socket_.get_executor()), quiet_(socket_.get_executor()), tokens_(limits.commandBurst),
-      refilled_(Clock::now()) {
+      wake_(socket_.get_executor()), tokens_(limits.commandBurst), refilled_(Clock::now()) {
     wake_.expires_at(asio::steady_timer::time_point::max());
-    quiet_.expires_at(asio::steady_timer::time_point::max());
 }
 
 void Connection::start() {
@@ -56,7 +54,6 @@ void Connection::start() {
     };
     asio::co_spawn(socket_.get_executor(), reader(), onEnd("read"));
     asio::co_spawn(socket_.get_executor(), writer(), onEnd("write"));
-    asio::co_spawn(socket_.get_executor(), quietWatcher(), onEnd("frame"));
 }
 
 void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds) {
@@ -85,7 +82,7 @@ void Connection::stop(const std::string& reason) {
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
     wake_.cancel();
-    quiet_.cancel();
+    quietDeadline_ = Clock::time_point::max();
     queue_.clear();
     unacked_.clear();
     owner_.onClosed(id_);
@@ -99,7 +96,7 @@ void Connection::finish() {
     asio::error_code ignored;
     // Wakes the reader with an end of input; a write under way goes on.
     socket_.shutdown(asio::ip::tcp::socket::shutdown_receive, ignored);
-    quiet_.cancel();
+    quietDeadline_ = Clock::time_point::max();
     wake_.cancel_one();
 }
 
@@ -119,11 +116,12 @@ void Connection::checkAcknowledged() {
     }
     const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(queued);
     std::vector<std::int64_t> ids;
-    while (!unacked_.empty() && unacked_.front().end <= acknowledged) {
-        auto& front = unacked_.front().offlineIds;
-        ids.insert(ids.end(), front.begin(), front.end());
-        unacked_.pop_front();
+    std::size_t done = 0;
+    while (done < unacked_.size() && unacked_[done].end <= acknowledged) {
+        ids.insert(ids.end(), unacked_[done].offlineIds.begin(), unacked_[done].offlineIds.end());
+        ++done;
     }
+    unacked_.erase(unacked_.begin(), unacked_.begin() + static_cast<std::ptrdiff_t>(done));
     if (!ids.empty()) {
         owner_.onAcknowledged(ids);
     }
@@ -180,11 +178,22 @@ asio::awaitable<bool> Connection::drain() {
 
 void Connection::armQuietTimer() {
     if (!framer_.hasPending()) {
-        quiet_.expires_at(asio::steady_timer::time_point::max());
+        quietDeadline_ = Clock::time_point::max();
         return;
     }
-    quiet_.expires_after(framer_.pendingHasAllFields() ? limits_.quiet.complete
-                                                       : limits_.quiet.partial);
+    quietDeadline_ = Clock::now() + (framer_.pendingHasAllFields() ? limits_.quiet.complete
+                                                                   : limits_.quiet.partial);
+    owner_.onQuietPending(*this);
+}
+
+Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
+    // While the reader drains, the pending command is not the next one; the
+    // reader sets a new deadline when it is done.
+    if (open_ && !finishing_ && !draining_ && quietDeadline_ <= now && framer_.hasPending()) {
+        quietDeadline_ = Clock::time_point::max();
+        handle(framer_.takePending());
+    }
+    return quietDeadline_;
 }
 
 asio::awaitable<void> Connection::reader() {
@@ -214,19 +223,6 @@ asio::awaitable<void> Connection::reader() {
     }
 }
 
-asio::awaitable<void> Connection::quietWatcher() {
-    while (open_ && !finishing_) {
-        asio::error_code ec;
-        co_await quiet_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-        // While the reader drains, the pending command is not the next one.
-        if (open_ && !finishing_ && !draining_ && framer_.hasPending() &&
-            quiet_.expiry() <= Clock::now()) {
-            quiet_.expires_at(asio::steady_timer::time_point::max());
-            handle(framer_.takePending());
-        }
-    }
-}
-
 asio::awaitable<void> Connection::writer() {
     std::vector<asio::const_buffer> gather;
     while (open_) {
@@ -243,7 +239,7 @@ asio::awaitable<void> Connection::writer() {
             continue;
         }
         // Everything queued goes out in one gathered write.
-        std::deque<Batch> sending;
+        std::vector<Batch> sending;
         sending.swap(queue_);
         gather.clear();
         std::size_t bytes = 0;
@@ -265,6 +261,10 @@ asio::awaitable<void> Connection::writer() {
                 unacked_.push_back({written_, std::move(batch.offlineIds)});
                 carriesOffline = true;
             }
+        }
+        sending.clear();
+        if (queue_.empty() && sending.capacity() <= 16) {
+            queue_.swap(sending); // keeps a small capacity for the next round
         }
         checkAcknowledged();
         if (carriesOffline && open_) {

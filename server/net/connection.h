@@ -1,7 +1,8 @@
-// One client connection: a reader that frames commands, a writer that sends
-// queued batches, and a quiet timer that completes the last command of a
-// burst. A delivery only queues; the writer sends everything queued in one
-// gathered write. Every way out goes through stop().
+// One client connection: a reader that frames commands and a writer that
+// sends queued batches. A delivery only queues; the writer sends everything
+// queued in one gathered write. The last command of a burst is completed by
+// the owner's one quiet timer for all connections (quietDeadline()). Every
+// way out goes through stop().
 #pragma once
 
 #include "core/effects.h"
@@ -13,7 +14,6 @@
 #include <asio/steady_timer.hpp>
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -31,6 +31,8 @@ struct ConnectionLimits {
     double commandBurst = 100;
 };
 
+class Connection;
+
 class ConnectionOwner {
 public:
     virtual void onCommand(core::ConnId id, const protocol::Fields& command) = 0;
@@ -39,6 +41,8 @@ public:
     // The peer acknowledged the bytes of these offline messages.
     virtual void onAcknowledged(const std::vector<std::int64_t>& offlineIds) = 0;
     virtual void onClosed(core::ConnId id) = 0;
+    // The connection has a pending command to take at its quiet deadline.
+    virtual void onQuietPending(Connection& connection) = 0;
 
 protected:
     ~ConnectionOwner() = default;
@@ -60,6 +64,13 @@ public:
     // Stops reading, sends what is queued, then closes.
     void finish();
 
+    using Clock = asio::steady_timer::clock_type;
+    [[nodiscard]] core::ConnId id() const { return id_; }
+    // When the pending command is to be taken; time_point::max() when none.
+    [[nodiscard]] Clock::time_point quietDeadline() const { return quietDeadline_; }
+    // Takes the pending command if its deadline has passed; the new deadline.
+    Clock::time_point quietTick(Clock::time_point now);
+
 private:
     struct Batch {
         std::string bytes;
@@ -72,7 +83,6 @@ private:
 
     asio::awaitable<void> reader();
     asio::awaitable<void> writer();
-    asio::awaitable<void> quietWatcher();
     asio::awaitable<bool> drain();
     asio::awaitable<void> spendToken();
     void handle(const protocol::Fields& command);
@@ -88,13 +98,14 @@ private:
     std::span<char> scratch_;
     Framer framer_;
     asio::steady_timer wake_;
-    asio::steady_timer quiet_;
-    std::deque<Batch> queue_;
-    std::deque<Unacked> unacked_;
+    Clock::time_point quietDeadline_ = Clock::time_point::max();
+    // Vectors, not deques: an idle connection holds no allocation for them.
+    std::vector<Batch> queue_;
+    std::vector<Unacked> unacked_;
     std::uint64_t written_ = 0;
     std::size_t pendingBytes_ = 0;
     double tokens_;
-    asio::steady_timer::time_point refilled_;
+    Clock::time_point refilled_;
     bool open_ = true;
     bool draining_ = false;
     bool finishing_ = false;

@@ -45,7 +45,7 @@ std::string addressKey(const asio::ip::address& address) {
 
 Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
                core::HashCost hashCost)
-    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io),
+    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io), quiet_(io),
       passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue) {}
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
@@ -56,6 +56,7 @@ tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     acceptor_.listen(asio::socket_base::max_listen_connections);
     asio::co_spawn(io_, acceptLoop(), asio::detached);
     asio::co_spawn(io_, sweepLoop(), asio::detached);
+    asio::co_spawn(io_, quietLoop(), asio::detached);
     return acceptor_.local_endpoint();
 }
 
@@ -66,6 +67,7 @@ void Server::stop() {
     asio::error_code ignored;
     acceptor_.close(ignored);
     sweep_.cancel();
+    quiet_.cancel();
     std::vector<core::ConnId> ids;
     for (const auto& [id, entry] : connections_) {
         ids.push_back(id);
@@ -132,6 +134,56 @@ asio::awaitable<void> Server::sweepLoop() {
     }
 }
 
+void Server::onQuietPending(Connection& connection) {
+    const auto deadline = connection.quietDeadline();
+    const auto it = connections_.find(connection.id());
+    if (it == connections_.end()) {
+        return;
+    }
+    // A connection stays listed while it has a pending command; its deadline
+    // moves with each read, and the one timer only moves earlier.
+    if (std::find(quietPending_.begin(), quietPending_.end(), it->second.connection) ==
+        quietPending_.end()) {
+        quietPending_.push_back(it->second.connection);
+    }
+    if (deadline < quiet_.expiry()) {
+        quiet_.expires_at(deadline);
+    }
+}
+
+asio::awaitable<void> Server::quietLoop() {
+    quiet_.expires_at(asio::steady_timer::time_point::max());
+    while (!stopping_) {
+        asio::error_code ec;
+        co_await quiet_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+        if (stopping_) {
+            co_return;
+        }
+        const auto now = Connection::Clock::now();
+        if (quiet_.expiry() > now) {
+            continue; // moved earlier while we waited: wait again
+        }
+        auto next = Connection::Clock::time_point::max();
+        // Taking a command may add or remove entries: work on this round's list.
+        auto round = std::move(quietPending_);
+        quietPending_.clear();
+        for (auto& connection : round) {
+            trapped(log_, "#" + std::to_string(connection->id()) + " command", [&] {
+                const auto deadline = connection->quietTick(now);
+                if (deadline != Connection::Clock::time_point::max() &&
+                    std::find(quietPending_.begin(), quietPending_.end(), connection) ==
+                        quietPending_.end()) {
+                    quietPending_.push_back(connection);
+                }
+            });
+        }
+        for (const auto& connection : quietPending_) {
+            next = std::min(next, connection->quietDeadline());
+        }
+        quiet_.expires_at(next);
+    }
+}
+
 void Server::configure(tcp::socket& socket) const {
     asio::error_code ec;
     socket.set_option(tcp::no_delay(true), ec);
@@ -189,24 +241,32 @@ void Server::apply(core::Effects effects) {
             connection->stop(closing.reason);
         }
     }
-    // One batch per connection, records in the order they were produced.
-    std::vector<core::Outgoing> batches;
-    std::unordered_map<core::ConnId, std::size_t> batchOf;
-    for (auto& out : effects.out) {
-        const auto [at, fresh] = batchOf.try_emplace(out.to, batches.size());
-        if (fresh) {
-            batches.push_back(std::move(out));
-            continue;
-        }
-        auto& batch = batches[at->second];
-        batch.record += out.record;
-        batch.offlineIds.insert(batch.offlineIds.end(), out.offlineIds.begin(),
-                                out.offlineIds.end());
-    }
-    for (auto& batch : batches) {
+    // One batch per connection, records in the order they were produced. A
+    // relayed message, the common case, has a single record and no batching.
+    const auto deliver = [this](core::Outgoing& batch) {
         if (const auto it = connections_.find(batch.to); it != connections_.end()) {
             const auto connection = it->second.connection;
             connection->deliver(std::move(batch.record), std::move(batch.offlineIds));
+        }
+    };
+    if (effects.out.size() == 1) {
+        deliver(effects.out.front());
+    } else if (!effects.out.empty()) {
+        std::vector<core::Outgoing> batches;
+        std::unordered_map<core::ConnId, std::size_t> batchOf;
+        for (auto& out : effects.out) {
+            const auto [at, fresh] = batchOf.try_emplace(out.to, batches.size());
+            if (fresh) {
+                batches.push_back(std::move(out));
+                continue;
+            }
+            auto& batch = batches[at->second];
+            batch.record += out.record;
+            batch.offlineIds.insert(batch.offlineIds.end(), out.offlineIds.begin(),
+                                    out.offlineIds.end());
+        }
+        for (auto& batch : batches) {
+            deliver(batch);
         }
     }
     for (auto& job : effects.passwords) {
@@ -245,6 +305,7 @@ void Server::onClosed(core::ConnId id) {
     if (stopping_ && connections_.empty()) {
         sweep_.cancel();
     }
+    std::erase_if(quietPending_, [id](const auto& c) { return c->id() == id; });
 }
 
 } // namespace velmora::server::net

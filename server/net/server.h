@@ -57,6 +57,7 @@ private:
 
     asio::awaitable<void> acceptLoop();
     asio::awaitable<void> sweepLoop();
+    asio::awaitable<void> quietLoop();
     void accept(asio::ip::tcp::socket socket);
     void apply(core::Effects effects);
     void configure(asio::ip::tcp::socket& socket) const;
@@ -65,6 +66,7 @@ private:
     void onOfflineWritten(core::ConnId id) override;
     void onAcknowledged(const std::vector<std::int64_t>& offlineIds) override;
     void onClosed(core::ConnId id) override;
+    void onQuietPending(Connection& connection) override;
 
     asio::io_context& io_;
     core::Hub& hub_;
@@ -72,6 +74,10 @@ private:
     ServerLimits limits_;
     asio::ip::tcp::acceptor acceptor_;
     asio::steady_timer sweep_;
+    // One timer completes the last command of every connection's burst: the
+    // connections with a pending command, each with its own deadline.
+    asio::steady_timer quiet_;
+    std::vector<std::shared_ptr<Connection>> quietPending_;
     PasswordPool passwords_;
     std::unordered_map<core::ConnId, Entry> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;

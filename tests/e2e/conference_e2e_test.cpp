@@ -16,7 +16,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTest>
 #include <QTreeWidget>
 
 using namespace velmora;
@@ -28,23 +27,25 @@ ConfWindow* room(E2eUser& p) {
     return p.client->findChild<ConferenceRooms*>()->room();
 }
 
-template <typename T> T* visible(E2eUser& p) {
-    for (QWidget* w : p.client->windows()) {
-        if (auto* t = qobject_cast<T*>(w); t && w->isVisible()) {
-            return t;
+// The first visible session window of class T, once there is one.
+template <typename T> T* shown(E2eUser& p) {
+    T* found = nullptr;
+    (void)QTest::qWaitFor([&] {
+        for (QWidget* w : p.client->windows()) {
+            found = w->isVisible() ? qobject_cast<T*>(w) : nullptr;
+            if (found) {
+                return true;
+            }
         }
-    }
-    return nullptr;
+        return false;
+    });
+    return found;
 }
 
-bool openRoom(E2eUser& p, const QString& roomName) {
-    p.client->mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsOpenConference"))->trigger();
-    auto* open = visible<ConfOpenDialog>(p);
-    if (!open) {
-        return false;
-    }
-    open->txtConfName().setText(roomName);
-    open->findChild<QPushButton*>(QStringLiteral("cmdOK"))->click();
+bool openRoom(E2eUser& p) {
+    p.client->mainWindow().findChild<QAction*>("mnuToolsOpenConference")->trigger();
+    shown<ConfOpenDialog>(p)->txtConfName().setText(QStringLiteral("lobby"));
+    shown<ConfOpenDialog>(p)->findChild<QPushButton*>(QStringLiteral("cmdOK"))->click();
     return room(p) != nullptr;
 }
 
@@ -53,38 +54,32 @@ void say(E2eUser& p, const QString& text) {
     QTest::keyClick(&room(p)->txtSendMsg(), Qt::Key_Return);
 }
 
-bool addBuddy(E2eUser& p, const QString& buddy) {
-    p.client->connection().SendData(" ## cmdAB /:/ " + p.name + " /:/ " + buddy);
-    return QTest::qWaitFor(
-        [&] { return p.client->mainWindow().buddies().onlineBuddies().contains(buddy); }, 5000);
-}
-
-// `host` invites `guest` from the room window's dialog; `guest` accepts.
+// `host` makes `guest` a buddy, invites them from the room window's dialog,
+// and `guest` accepts.
 bool invite(E2eUser& host, E2eUser& guest) {
-    room(host)->inviteUsers();
-    auto* dialog = visible<InviteDialog>(host);
-    if (!dialog) {
+    host.client->connection().SendData(" ## cmdAB /:/ " + host.name + " /:/ " + guest.name);
+    if (!QTest::qWaitFor([&] {
+            return host.client->mainWindow().buddies().onlineBuddies().contains(guest.name);
+        })) {
         return false;
     }
-    for (int i = 0; i < dialog->tvUsers().topLevelItemCount(); ++i) {
-        QTreeWidgetItem* item = dialog->tvUsers().topLevelItem(i);
+    room(host)->inviteUsers();
+    QTreeWidget& users = shown<InviteDialog>(host)->tvUsers();
+    for (int i = 0; i < users.topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = users.topLevelItem(i);
         item->setCheckState(0, item->text(0) == guest.name ? Qt::Checked : Qt::Unchecked);
     }
-    dialog->findChild<QPushButton*>(QStringLiteral("cmdInvite"))->click();
-    if (!QTest::qWaitFor([&] { return visible<InvitationDialog>(guest); }, 5000)) {
-        return false;
-    }
-    visible<InvitationDialog>(guest)->findChild<QPushButton*>(QStringLiteral("cmdYes"))->click();
-    return true;
+    shown<InviteDialog>(host)->findChild<QPushButton*>(QStringLiteral("cmdInvite"))->click();
+    auto* invitation = shown<InvitationDialog>(guest);
+    return invitation && (invitation->findChild<QPushButton*>("cmdYes")->click(), true);
 }
 
 bool roomHas(E2eUser& p, const QStringList& members) {
-    return QTest::qWaitFor([&] { return room(p) && room(p)->members() == members; }, 5000);
+    return QTest::qWaitFor([&] { return room(p) && room(p)->members() == members; });
 }
 
 bool reads(E2eUser& p, const QString& text) {
-    return QTest::qWaitFor([&] { return test::shownText(room(p)->brwMessage()).contains(text); },
-                           5000);
+    return QTest::qWaitFor([&] { return test::shownText(room(p)->brwMessage()).contains(text); });
 }
 
 } // namespace
@@ -107,15 +102,12 @@ private slots:
         QVERIFY(dave.logIn(server, QStringLiteral("dave11")));
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
         QCOMPARE(alicia.client->session().intServerLimit, qint16(3));
-        QVERIFY(addBuddy(alicia, QStringLiteral("bobby")));
-        QVERIFY(addBuddy(alicia, QStringLiteral("carol1")));
 
-        QVERIFY(openRoom(alicia, QStringLiteral("lobby")));
+        QVERIFY(openRoom(alicia));
         QVERIFY(roomHas(alicia, {"alicia"}));
         QVERIFY(invite(alicia, bobby));
         QVERIFY(roomHas(bobby, {"alicia", "bobby"}));
-        QVERIFY(QTest::qWaitFor(
-            [&] { return room(alicia)->brwMessage().source().contains(" -> bobby Entered"); }));
+        QVERIFY(reads(alicia, QStringLiteral("-> bobby Entered")));
         QVERIFY(invite(alicia, carol));
         QVERIFY(roomHas(alicia, {"alicia", "bobby", "carol1"}));
 
@@ -126,22 +118,22 @@ private slots:
         QVERIFY(reads(carol, QStringLiteral("bobby: Thanks! Has anyone seen the release notes? ")));
         say(carol, QStringLiteral("They are on www.velmora.example/notes ;)"));
         for (E2eUser* p : {&alicia, &bobby, &carol}) {
-            QVERIFY(
-                reads(*p, QStringLiteral("alicia: Welcome to the lobby, both of you \ufffc \n"
-                                         "bobby: Thanks! Has anyone seen the release notes? \n"
-                                         "carol1: They are on www.velmora.example/notes \ufffc ")));
+            QVERIFY(reads(*p, QStringLiteral("alicia: Welcome to the lobby, both of you \ufffc \n"
+                                             "bobby: Thanks! Has anyone seen the release notes? \n"
+                                             "carol1: They are on www.velmora.example/notes "
+                                             "\ufffc ")));
         }
         room(alicia)->resize(720, 480);
         QVERIFY(test::saveScreenshot(*room(alicia), QStringLiteral("conference.png")));
 
-        QVERIFY(openRoom(dave, QStringLiteral("lobby")));
-        QVERIFY(QTest::qWaitFor([&] { return !dave.prompter.boxes.isEmpty(); }, 5000));
+        QVERIFY(openRoom(dave));
+        QVERIFY(QTest::qWaitFor([&] { return !dave.prompter.boxes.isEmpty(); }));
         QCOMPARE(dave.prompter.boxes[0].title, QStringLiteral("Conference Full"));
         QVERIFY(room(dave)->members().isEmpty());
 
         room(bobby)->close();
         QVERIFY(roomHas(alicia, {"alicia", "carol1"}));
-        QVERIFY(room(alicia)->brwMessage().source().contains(" -> bobby Left"));
+        QVERIFY(reads(alicia, QStringLiteral("-> bobby Left")));
     }
 };
 

@@ -15,8 +15,7 @@ namespace velmora::test {
 namespace {
 
 QString binary() {
-    const QString path = qEnvironmentVariable("VELMORAD");
-    return path.isEmpty() ? QStringLiteral("velmorad") : path;
+    return qEnvironmentVariable("VELMORAD", QStringLiteral("velmorad"));
 }
 
 } // namespace
@@ -43,10 +42,7 @@ bool VelmoradProcess::start() {
     const QStringList common{QStringLiteral("--db"), dir_.filePath(QStringLiteral("velmorad.db")),
                              QStringLiteral("--hash-cost"), QStringLiteral("fast")};
     for (const auto& [name, password] : users_) {
-        QProcess add;
-        add.start(binary(), QStringList{QStringLiteral("useradd"), name, password} + common);
-        if (!add.waitForFinished(30000) || add.exitStatus() != QProcess::NormalExit ||
-            add.exitCode() != 0) {
+        if (QProcess::execute(binary(), QStringList{"useradd", name, password} + common) != 0) {
             return false;
         }
     }
@@ -116,13 +112,9 @@ bool saveScreenshot(QWidget& window, const QString& file) {
         return true;
     }
     window.show();
-    window.raise();
     window.activateWindow();
-    if (!QTest::qWaitForWindowExposed(&window)) {
-        return false;
-    }
     QTest::qWait(300); // let the window manager place and paint it
-    return window.grab().save(QDir(folder).filePath(file));
+    return QTest::qWaitForWindowExposed(&window) && window.grab().save(QDir(folder).filePath(file));
 }
 
 } // namespace velmora::test

@@ -6,7 +6,7 @@
 #include "contacts/buddy_list.h"
 #include "contacts/search_window.h"
 #include "contacts/user_name.h"
-#include "messaging/message_window.h"
+#include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "session/dispatcher.h"
 #include "shell/main_window.h"
@@ -22,14 +22,6 @@ using namespace velmora;
 using velmora::test::child;
 
 namespace {
-
-// A conversation window as others write into it.
-class Conversation : public QWidget, public MessageWindow {
-public:
-    explicit Conversation(const QString& caption) { setWindowTitle(caption); }
-    MessageView& messageView() override { return view; }
-    HtmlMessageView view;
-};
 
 // "key:text" of each node, depth first, with one "." per level below a group.
 QString shape(const BuddyList& buddies) {
@@ -88,20 +80,20 @@ private slots:
                                                     "f2:Offline Buddies .f4:carol1 ..f7:erin1"));
         // carol1 comes online: a new key at the end of the online chain; the
         // buddy chained below her moves up. Her open window gets a notice.
-        Conversation chat(QStringLiteral("CAROL1 - Instant Message"));
-        rig.client.adoptWindow(&chat);
+        const HtmlMessageView& chat =
+            OpenPMWindow(rig.client, QStringLiteral("CAROL1"))->brwMessage();
         QVERIFY(rig.feedTree(" ## +LOn /$/ carol1", QStringLiteral("n8:carol1")));
         QCOMPARE(shape(rig.buddies), QStringLiteral("f1:Online Buddies .n3:alicia ..n6:dave1 "
                                                     "...n8:carol1 f2:Offline Buddies .f7:erin1"));
         QCOMPARE(rig.desktop.sounds, QStringList{rig.home.path() + "/Sounds/UserLogin.wav"});
-        QVERIFY(chat.view.source().contains(QStringLiteral("&lt;Client&gt;")));
-        QVERIFY(chat.view.source().contains(QStringLiteral("carol1 Logged In (")));
+        QVERIFY(chat.source().contains(QStringLiteral("&lt;Client&gt;")));
+        QVERIFY(chat.source().contains(QStringLiteral("carol1 Logged In (")));
         // alicia leaves: dave1 and carol1 stay online, one level up.
         QVERIFY(rig.feedTree(" ## +LOff /$/ ALICIA", QStringLiteral("f9:ALICIA")));
         QCOMPARE(shape(rig.buddies), QStringLiteral("f1:Online Buddies .n6:dave1 ..n8:carol1 "
                                                     "f2:Offline Buddies .f7:erin1 ..f9:ALICIA"));
         QCOMPARE(rig.desktop.sounds.last(), rig.home.path() + "/Sounds/UserLogout.wav");
-        QVERIFY(!chat.view.source().contains(QStringLiteral("ALICIA")));
+        QVERIFY(!chat.source().contains(QStringLiteral("ALICIA")));
         // A switched-off sound stays quiet; an unknown name is still added.
         rig.client.values().userLogin.enabled = 0;
         QVERIFY(rig.feedTree(" ## +LOn /$/ frank1", QStringLiteral("n10:frank1")));
@@ -179,11 +171,9 @@ private slots:
     }
 
     void userNameRule() {
-        for (const char* good : {"john_doe-1", "MiXeD99", ""}) { // length is the caller's check
-            QVERIFY2(isValidUserName(QString::fromUtf8(good)), good);
-        }
-        // Upper-casing must not turn a foreign letter (dotless i, sharp s)
-        // into an allowed one.
+        // Length is the caller's check. Upper-casing must not turn a foreign
+        // letter (dotless i, sharp s) into an allowed one.
+        QVERIFY(isValidUserName("john_doe-1") && isValidUserName("MiXeD99") && isValidUserName(""));
         for (const char* bad : {"john doe", "john.doe", "jöhn1", "\u0131van1", "stra\u00dfe"}) {
             QVERIFY2(!isValidUserName(QString::fromUtf8(bad)), bad);
         }
@@ -200,9 +190,9 @@ private slots:
             query->setText(QString::fromLatin1(bad));
             child<QPushButton>(window, "cmdSearch")->click();
         }
-        QCOMPARE(rig.prompter.texts().size(), 2);
-        QCOMPARE(rig.prompter.texts()[1], "Error: You entered an invalid username format:\r\n"
-                                          "Usernames can only contain Alpha-Numberic Chars!");
+        QCOMPARE(rig.prompter.texts(), QStringList(2, "Error: You entered an invalid username "
+                                                      "format:\r\nUsernames can only contain "
+                                                      "Alpha-Numberic Chars!"));
         QCOMPARE(rig.prompter.boxes[1].owner, &window);
         QCOMPARE(rig.sent(), QByteArray());
 

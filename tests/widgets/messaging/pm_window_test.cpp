@@ -149,11 +149,9 @@ private slots:
     void theViewToolbarAndPositionStartFromTheSettings() {
         Rig fresh; // a style missing from the file is switched on
         PMWindow* w = OpenPMWindow(fresh.client, QStringLiteral("bobby"));
-        QCOMPARE(w->brwMessage().source(),
-                 "<html>\r\n<body Style=\"Margin: 0px;\" SCROLL=\"Auto\" BGCOLOR=\"#FFFFFF\" "
-                 "OnContextMenu=\"javascript: return true;\">\r\n<font name=\"MS Sans Serif\" "
-                 "size=\"3\" color=\"#FF0000\">Remember: You should never give out personal "
-                 "information online!</font>\r\n<hr color=\"#FF0000\" size=\"1\">\r\n<br>\r\n");
+        QVERIFY(
+            test::shownText(w->brwMessage())
+                .startsWith("Remember: You should never give out personal information online!"));
         QCOMPARE(w->tbFontSettings().FontName() + w->tbFontSettings().FontSize() + w->style(),
                  QStringLiteral("MS Sans Serif10BIU"));
 

@@ -61,6 +61,12 @@ QAction* ClientRig::action(const char* name) {
     return client.mainWindow().findChild<QAction*>(QString::fromLatin1(name));
 }
 
+QString deadAddress() {
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return QStringLiteral("127.0.0.1:") + QString::number(probe.serverPort());
+}
+
 QString shownText(const HtmlMessageView& view) {
     QStringList lines;
     for (QTextBlock line = view.document()->begin(); line.isValid(); line = line.next()) {

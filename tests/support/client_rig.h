@@ -88,6 +88,9 @@ struct ClientRig {
     LoopbackServer server;
 };
 
+// "127.0.0.1:PORT" where nothing listens.
+[[nodiscard]] QString deadAddress();
+
 // The control `name` of class T inside `window`.
 template <typename T> T* child(const QWidget& window, const char* name) {
     return window.findChild<T*>(QString::fromLatin1(name));

@@ -71,16 +71,6 @@ QString VelmoradProcess::address() const {
     return QStringLiteral("127.0.0.1:") + QString::number(port_);
 }
 
-void typeIntoLoginWindow(Client& client, const QString& address, const QString& user,
-                         const QString& password) {
-    LoginWindow& login = client.loginWindow();
-    login.show();
-    login.findChild<QComboBox*>(QStringLiteral("cboHost"))->setEditText(address);
-    login.findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(user);
-    login.findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText(password);
-    QTest::mouseClick(login.findChild<QPushButton*>(QStringLiteral("cmdLogin")), Qt::LeftButton);
-}
-
 E2eUser::E2eUser(QString userName) : name(std::move(userName)) {
     const QDir smilies(QStringLiteral(VELMORA_ASSETS "/Smilies"));
     QDir(home.path()).mkdir(QStringLiteral("Smilies"));
@@ -96,7 +86,12 @@ void E2eUser::restart() {
 }
 
 bool E2eUser::logIn(const VelmoradProcess& server, const QString& password) {
-    typeIntoLoginWindow(*client, server.address(), name, password);
+    LoginWindow& login = client->loginWindow();
+    login.show();
+    login.findChild<QComboBox*>(QStringLiteral("cboHost"))->setEditText(server.address());
+    login.findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
+    login.findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText(password);
+    QTest::mouseClick(login.findChild<QPushButton*>(QStringLiteral("cmdLogin")), Qt::LeftButton);
     const QString connected = QStringLiteral("-> Connected [") + name + QLatin1Char(']');
     return QTest::qWaitFor(
         [&] {

@@ -35,10 +35,6 @@ private:
     quint16 port_ = 0;
 };
 
-// Types the details into the login window and clicks "Log In".
-void typeIntoLoginWindow(Client& client, const QString& address, const QString& user,
-                         const QString& password);
-
 struct E2eUser {
     explicit E2eUser(QString userName);
     // Replaces the client by a fresh one on the same folder, as when the

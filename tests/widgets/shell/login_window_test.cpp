@@ -181,12 +181,9 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return rig.prompter.boxes.size() == 5; }));
         QVERIFY(rig.offline());
         // Nobody listening: the connect wait ends with the same message.
-        QTcpServer closed;
-        closed.listen(QHostAddress::LocalHost, 0);
-        const quint16 deadPort = closed.serverPort();
-        closed.close();
-        rig.tryLogin(QStringLiteral("127.0.0.1:") + QString::number(deadPort));
-        QCOMPARE(rig.client.connection().RemotePort(), deadPort);
+        const QString dead = test::deadAddress();
+        rig.tryLogin(dead);
+        QCOMPARE(rig.client.connection().RemotePort(), dead.section(':', 1).toUShort());
         QCOMPARE(rig.prompter.texts().mid(3), QStringList(3, connectionProblemText()));
         QVERIFY(rig.offline());
     }
@@ -296,11 +293,8 @@ private slots:
                  QStringList{"Error: There is already a user with that username!"});
 
         // A server that cannot be reached is reported.
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-        const QString closed = QStringLiteral("127.0.0.1:") + QString::number(probe.serverPort());
-        probe.close();
-        RegistrationWindow& unreached = fresh.signUp(closed, "bobby", "secret", "secret");
+        RegistrationWindow& unreached =
+            fresh.signUp(test::deadAddress(), "bobby", "secret", "secret");
         QCOMPARE(fresh.prompter.texts().last(),
                  "There was a problem when trying to connect to the I.M. server!\r\nEither the "
                  "server is down, or you entered an incorrect server address.\r\nPlease use a "

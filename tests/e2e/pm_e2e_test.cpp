@@ -24,11 +24,7 @@ namespace {
 
 // Sends `text` in plain `font`.
 void send(PMWindow& w, const QString& text, const char* font = "Arial") {
-    FontToolbar& tb = w.tbFontSettings();
-    tb.setFontName(QLatin1StringView(font));
-    tb.setBold(false);
-    tb.setItalic(false);
-    tb.setUnderlined(false);
+    test::useFont(w.tbFontSettings(), font, "10", "");
     w.txtSendMsg().setPlainText(text);
     QTest::keyClick(&w.txtSendMsg(), Qt::Key_Return);
 }

@@ -1,5 +1,6 @@
 #include "support/client_rig.h"
 
+#include "controls/font_toolbar.h"
 #include "platform/html_message_view.h"
 #include "session/connection.h"
 #include "shell/main_window.h"
@@ -59,6 +60,14 @@ QByteArray ClientRig::sent() {
 
 QAction* ClientRig::action(const char* name) {
     return client.mainWindow().findChild<QAction*>(QString::fromLatin1(name));
+}
+
+void useFont(FontToolbar& bar, const char* name, const char* size, const char* style) {
+    bar.setFontName(QLatin1StringView(name));
+    bar.setFontSize(QLatin1StringView(size));
+    bar.setBold(QByteArray(style).contains('B'));
+    bar.setItalic(QByteArray(style).contains('I'));
+    bar.setUnderlined(QByteArray(style).contains('U'));
 }
 
 QString deadAddress() {

@@ -13,8 +13,9 @@
 #include <QTest>
 
 namespace velmora {
+class FontToolbar;
 class HtmlMessageView;
-}
+} // namespace velmora
 
 namespace velmora::test {
 
@@ -88,6 +89,8 @@ struct ClientRig {
     LoopbackServer server;
 };
 
+// Sets the toolbar's face, size and style letters ("B", "I", "U" in any order).
+void useFont(FontToolbar& bar, const char* name, const char* size, const char* style);
 // "127.0.0.1:PORT" where nothing listens.
 [[nodiscard]] QString deadAddress();
 

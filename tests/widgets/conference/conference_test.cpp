@@ -122,12 +122,7 @@ private slots:
         // A typed "%%" is a space and runs of spaces shrink to one; the line
         // is drawn only when the server echoes it.
         const QString shown = room.brwMessage().source();
-        FontToolbar& font = room.tbFontSettings();
-        font.setFontName(QStringLiteral("Arial"));
-        font.setFontSize(QStringLiteral("12"));
-        font.setBold(false);
-        font.setItalic(true);
-        font.setUnderlined(true);
+        test::useFont(room.tbFontSettings(), "Arial", "12", "IU");
         room.txtSendMsg().setPlainText(QStringLiteral("see  you%%there"));
         QTest::keyClick(&room.txtSendMsg(), Qt::Key_Return);
         QCOMPARE(rig.sent(),

@@ -36,15 +36,6 @@ struct Rig : velmora::test::ClientRig {
     }
 };
 
-void setFont(PMWindow& w, const char* name, const char* size, const char* style) {
-    FontToolbar& tb = w.tbFontSettings();
-    tb.setFontName(QLatin1StringView(name));
-    tb.setFontSize(QLatin1StringView(size));
-    tb.setBold(QByteArray(style).contains('B'));
-    tb.setItalic(QByteArray(style).contains('I'));
-    tb.setUnderlined(QByteArray(style).contains('U'));
-}
-
 void type(PMWindow& w, const QString& text) {
     w.txtSendMsg().setPlainText(text);
     QTest::keyClick(&w.txtSendMsg(), Qt::Key_Return);
@@ -60,7 +51,7 @@ private slots:
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
         PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
-        setFont(*w, "Arial", "12", "B");
+        test::useFont(w->tbFontSettings(), "Arial", "12", "B");
         QCOMPARE(w->style(), QStringLiteral("B"));
         // Typed "%%" is a space, and runs of spaces shrink to one.
         type(*w, QStringLiteral("hello  %%world :)"));
@@ -72,7 +63,7 @@ private slots:
         QVERIFY(w->txtSendMsg().toPlainText().isEmpty() && w->txtSendMsg().isEnabled());
 
         // The style letters always come as B, I, U; line breaks stay.
-        setFont(*w, "Courier New", "10", "UIB");
+        test::useFont(w->tbFontSettings(), "Courier New", "10", "UIB");
         w->txtSendMsg().setPlainText(QStringLiteral("line one\nline two"));
         child<QPushButton>(*w, "cmdSend")->click();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ line%%one\r\nline%%two "

@@ -118,7 +118,7 @@ private slots:
         QCOMPARE(rig.client.session().intServerLimit, qint16(10));
     }
 
-    void theQuietTimeKeepsASplitRecordWhole() {
+    void splitArrivalsAndUtf8() {
         Rig rig;
         QVERIFY(rig.connect());
         // Two pieces 20 ms apart arrive as one batch with a 200 ms quiet time ...
@@ -128,28 +128,19 @@ private slots:
         QVERIFY(rig.feedBoxes("cia ## +UNV /$/ bobby", 2));
         // ... and fall as they come once the first piece has been handled:
         // it is a record of its own, and the rest, lacking a mark, is lost.
-        rig.client.connection().setQuietTimeMs(1);
-        QVERIFY(rig.feedBoxes(" ## +UNV /$/ car", 3));
-        QVERIFY(rig.feedBoxes("ol ## +UNV /$/ dave", 4));
-        QCOMPARE(rig.prompter.texts(), (QStringList{notAUser("alicia"), notAUser("bobby"),
-                                                    notAUser("car"), notAUser("dave")}));
-    }
-
-    void textGoesOutAsUtf8AndACutCharacterIsNeverGarbled() {
-        Rig rig;
-        QVERIFY(rig.connect());
-        rig.client.connection().SendData(QStringLiteral(
-            " ## cmdPM /:/ alicia /:/ bobby /:/ Grüße,%%你好 /:/ Arial /:/ 12 /:/ B"));
-        QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ Gr\xc3\xbc\xc3\x9f"
-                                        "e,%%\xe4\xbd\xa0\xe5\xa5\xbd /:/ Arial /:/ 12 /:/ B"));
-        // A character cut between two arrivals is held back: the record ends
-        // before it and the rest of it, lacking a mark, is lost.
+        // A character cut between two arrivals is held back, never garbled.
         rig.client.connection().setQuietTimeMs(0);
-        QVERIFY(rig.feedBoxes(" ## +UNV /$/ Gr\xc3", 1));
+        QVERIFY(rig.feedBoxes(" ## +UNV /$/ Gr\xc3", 3));
         QVERIFY(rig.feedBoxes("\xbc\xc3\x9f"
-                              "e ## +UNV /$/ next",
-                              2));
-        QCOMPARE(rig.prompter.texts(), (QStringList{notAUser("Gr"), notAUser("next")}));
+                              "e ## +UNV /$/ dave",
+                              4));
+        QCOMPARE(rig.prompter.texts(), (QStringList{notAUser("alicia"), notAUser("bobby"),
+                                                    notAUser("Gr"), notAUser("dave")}));
+        // Text goes out as UTF-8 in one send with nothing appended.
+        rig.client.connection().SendData(
+            " ## cmdPM /:/ a /:/ b /:/ Grüße,%%你好 /:/ A /:/ 9 /:/ B");
+        QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ a /:/ b /:/ Gr\xc3\xbc\xc3\x9f"
+                                        "e,%%\xe4\xbd\xa0\xe5\xa5\xbd /:/ A /:/ 9 /:/ B"));
     }
 
     void aLostConnectionPutsTheClientOffline() {
@@ -235,10 +226,7 @@ private slots:
         rig.action("mnuHelpAbout")->trigger();
         rig.action("mnuHelpAbout")->trigger(); // brings the same box forward
         QCOMPARE(rig.main.findChildren<QDialog*>(QStringLiteral("frmAbout")).size(), 1);
-        QCOMPARE(rig.client.findWindowByName("frmAbout")->windowTitle(),
-                 QStringLiteral("About \"Velmora\""));
         QCOMPARE(rig.in<QLabel>("frmAbout", "lblVersion")->text(), QStringLiteral("Version: 1.4"));
-        QVERIFY(rig.in<QLabel>("frmAbout", "lblContact")->text().contains("hello@velmora.chat"));
     }
 
     void theSettingsDialogWritesTheKeysAndTheLoadedCopies() {
@@ -247,7 +235,6 @@ private slots:
         rig.action("mnuEditSettings")->trigger();
         auto* tabs = rig.in<QTabWidget>("frmSettings", "tabSettings");
         QCOMPARE(tabs->count(), 3);
-        QCOMPARE(tabs->tabText(1), QStringLiteral("Default Font Settings"));
         QCOMPARE(rig.in<QLineEdit>("frmSettings", "txtSoundUserLogin")->text(),
                  rig.home.path() + QStringLiteral("/Sounds/UserLogin.wav"));
         for (const char* box : {"chkMinTray", "chkBold"}) {

@@ -39,21 +39,21 @@ void Connection::start() {
     log_.line(prefix(id_, address_) + " connected");
     asio::error_code ignored;
     socket_.non_blocking(true, ignored);
-    const auto self = shared_from_this();
-    const auto onEnd = [self](const char* who) {
-        return [self, who](std::exception_ptr error) {
-            if (!error) {
-                return;
-            }
-            try {
-                std::rethrow_exception(error);
-            } catch (const std::exception& e) {
-                self->stop(std::string(who) + ": " + e.what());
-            }
-        };
-    };
-    asio::co_spawn(socket_.get_executor(), reader(), onEnd("read"));
-    asio::co_spawn(socket_.get_executor(), writer(), onEnd("write"));
+    spawn(reader(), "read");
+}
+
+void Connection::spawn(asio::awaitable<void> work, const char* what) {
+    asio::co_spawn(socket_.get_executor(), std::move(work),
+                   [self = shared_from_this(), what](std::exception_ptr error) {
+                       if (!error) {
+                           return;
+                       }
+                       try {
+                           std::rethrow_exception(error);
+                       } catch (const std::exception& e) {
+                           self->stop(std::string(what) + ": " + e.what());
+                       }
+                   });
 }
 
 void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds) {
@@ -67,7 +67,14 @@ void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds
         return;
     }
     queue_.push_back({std::move(bytes), std::move(offlineIds)});
-    wake_.cancel_one();
+    // The writer runs only while there is output: an idle connection holds
+    // nothing for it.
+    if (!writing_) {
+        writing_ = true;
+        spawn(writer(), "write");
+    } else {
+        wake_.cancel_one();
+    }
 }
 
 void Connection::stop(const std::string& reason) {
@@ -97,7 +104,9 @@ void Connection::finish() {
     // Wakes the reader with an end of input; a write under way goes on.
     socket_.shutdown(asio::ip::tcp::socket::shutdown_receive, ignored);
     quietDeadline_ = Clock::time_point::max();
-    wake_.cancel_one();
+    if (!writing_) {
+        stop("server shutting down");
+    }
 }
 
 void Connection::handle(const protocol::Fields& command) {
@@ -228,11 +237,16 @@ asio::awaitable<void> Connection::writer() {
     while (open_) {
         if (queue_.empty()) {
             if (finishing_) {
+                writing_ = false;
                 stop("server shutting down");
                 co_return;
             }
-            wake_.expires_at(unacked_.empty() ? asio::steady_timer::time_point::max()
-                                              : Clock::now() + kAckPoll);
+            if (unacked_.empty()) {
+                writing_ = false;
+                co_return;
+            }
+            // Offline messages wait for the peer's acknowledgement.
+            wake_.expires_after(kAckPoll);
             asio::error_code ec;
             co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
             checkAcknowledged();

@@ -83,6 +83,7 @@ private:
 
     asio::awaitable<void> reader();
     asio::awaitable<void> writer();
+    void spawn(asio::awaitable<void> work, const char* what);
     asio::awaitable<bool> drain();
     asio::awaitable<void> spendToken();
     void handle(const protocol::Fields& command);
@@ -108,6 +109,7 @@ private:
     Clock::time_point refilled_;
     bool open_ = true;
     bool draining_ = false;
+    bool writing_ = false;
     bool finishing_ = false;
 };
 

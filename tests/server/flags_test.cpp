@@ -2,34 +2,6 @@
 
 namespace velmora::test {
 
-TEST_F(LoopbackTest, AnOfflineMessageSurvivesKillNineAndIsDeliveredOnce) {
-    const std::string bobbyIn = " ## cmdLI /:/ bobby /:/ secret /:/ 1.4";
-    const std::string loggedIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
-    addUser("alicia");
-    addUser("bobby");
-    start();
-    {
-        WireClient alicia(port);
-        alicia.login("alicia");
-        alicia.send(" ## cmdPM /:/ alicia /:/ bobby /:/ kept%%safe /:/ A /:/ 9 /:/ ");
-        EXPECT_EQ(alicia.sync(), " ## +UNO /$/ bobby");
-        stop(SIGKILL);
-    }
-    // The welcome notice comes after the waiting messages.
-    start({"--welcome", "Be nice here"});
-    const std::string welcome =
-        " ## +PM /$/ IM Server /$/ Be%%nice%%here /$/ MS Sans Serif /$/ 10 /$/ ";
-    const std::string head = loggedIn + " ## +OM /$/ 1 :%: kept%%safe :/ alicia :/ ";
-    WireClient first(port);
-    first.send(bobbyIn);
-    const std::string got = first.sync();
-    EXPECT_EQ(got.substr(0, head.size()), head);
-    EXPECT_EQ(got.substr(head.size() + 19), welcome); // after the sent time
-    WireClient again(port);
-    again.send(bobbyIn);
-    EXPECT_EQ(again.sync(), loggedIn + welcome);
-}
-
 TEST_F(LoopbackTest, UserAddAndFlagsReportMistakesWithTheirExitStatus) {
     addUser("alicia");
     EXPECT_EQ(runVelmorad({"useradd", "ALICIA", "other1", "--db", db}), 1);

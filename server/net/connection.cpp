@@ -39,7 +39,7 @@ void Connection::start() {
     log_.line(prefix(id_, address_) + " connected");
     asio::error_code ignored;
     socket_.non_blocking(true, ignored);
-    spawn(reader(), "read");
+    awaitInput();
 }
 
 void Connection::spawn(asio::awaitable<void> work, const char* what) {
@@ -205,25 +205,35 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
     return quietDeadline_;
 }
 
+void Connection::awaitInput() {
+    // A plain wait, not a coroutine: an idle connection holds nothing more.
+    socket_.async_wait(asio::ip::tcp::socket::wait_read,
+                       [self = shared_from_this()](const asio::error_code& ec) {
+                           if (!self->open_ || self->finishing_) {
+                               return;
+                           }
+                           if (ec) {
+                               self->stop(ec.message());
+                               return;
+                           }
+                           self->spawn(self->reader(), "read");
+                       });
+}
+
+// Reads and handles everything the socket holds, then goes back to waiting.
 asio::awaitable<void> Connection::reader() {
     while (open_ && !finishing_) {
         asio::error_code ec;
-        co_await socket_.async_wait(asio::ip::tcp::socket::wait_read,
-                                    asio::redirect_error(asio::use_awaitable, ec));
-        if (!open_ || finishing_) {
-            co_return;
-        }
-        std::size_t n = 0;
-        if (!ec) {
-            n = socket_.read_some(asio::buffer(scratch_.data(), scratch_.size()), ec);
-        }
+        const std::size_t n = socket_.read_some(asio::buffer(scratch_.data(), scratch_.size()), ec);
         if (ec == asio::error::would_block || ec == asio::error::try_again) {
-            continue;
+            awaitInput();
+            co_return;
         }
         if (ec) {
             stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
             co_return;
         }
+        // The loop's buffer is copied into the framer before anything yields.
         framer_.feed(std::string_view(scratch_.data(), n));
         if (!co_await drain()) {
             co_return;

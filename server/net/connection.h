@@ -81,6 +81,7 @@ private:
         std::vector<std::int64_t> offlineIds;
     };
 
+    void awaitInput();
     asio::awaitable<void> reader();
     asio::awaitable<void> writer();
     void spawn(asio::awaitable<void> work, const char* what);

@@ -1,0 +1,335 @@
+// Real clients against the real velmorad of this build, one server per
+// scenario: accounts (signing up, logging in through the login window, a
+// buddy list, a buddy coming and going, the directory search), private
+// messages (what each side reads, and the messages that wait for an absent
+// user: stored at login, shown in the offline window, kept across a restart
+// of the client) and a conference that fills up. Refusals the server decides
+// are the server tests'; what a window does with each answer, the window
+// tests'. With VELMORA_SCREENSHOTS set, also pictures of the main, login,
+// search, conversation and conference windows.
+#include "conference/conf_open_dialog.h"
+#include "conference/conf_window.h"
+#include "conference/conference_rooms.h"
+#include "conference/invitation_dialog.h"
+#include "conference/invite_dialog.h"
+#include "contacts/buddy_list.h"
+#include "contacts/search_window.h"
+#include "controls/font_toolbar.h"
+#include "messaging/offline_window.h"
+#include "messaging/pm_window.h"
+#include "platform/html_message_view.h"
+#include "session/connection.h"
+#include "session/login_window.h"
+#include "session/registration_window.h"
+#include "shell/main_window.h"
+#include "support/client_rig.h"
+#include "support/e2e.h"
+
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTreeWidget>
+
+using namespace velmora;
+using velmora::test::E2eUser;
+
+namespace {
+
+QAction* action(E2eUser& user, const char* name) {
+    return user.client->mainWindow().findChild<QAction*>(QString::fromLatin1(name));
+}
+
+void fill(QWidget& window, const char* field, const QString& text) {
+    window.findChild<QLineEdit*>(QLatin1String(field))->setText(text);
+}
+
+bool boxes(E2eUser& user, qsizetype count) {
+    return QTest::qWaitFor([&] { return user.prompter.boxes.size() == count; }, 10000);
+}
+
+// Waits until `buddy`'s node key starts with `state`: 'n' online, 'f' offline.
+bool shows(E2eUser& user, const QString& buddy, char state) {
+    return QTest::qWaitFor([&] {
+        return BuddyList::keyOf(user.client->mainWindow().buddies().findBuddy(buddy))
+            .startsWith(QLatin1Char(state));
+    });
+}
+
+void say(QPlainTextEdit& input, const QString& text) {
+    input.setPlainText(text);
+    QTest::keyClick(&input, Qt::Key_Return);
+}
+
+// Sends `text` in plain `font`.
+void send(PMWindow& w, const QString& text, const char* font = "Arial") {
+    test::useFont(w.tbFontSettings(), font, "10", "");
+    say(w.txtSendMsg(), text);
+}
+
+PMWindow* windowFrom(E2eUser& user, const QString& sender) {
+    const QString caption = sender + QStringLiteral(" - Instant Message");
+    (void)QTest::qWaitFor([&] { return user.client->findWindowByCaption(caption); }, 10000);
+    return qobject_cast<PMWindow*>(user.client->findWindowByCaption(caption));
+}
+
+bool hasLog(PMWindow& w, const QString& log) {
+    return QTest::qWaitFor([&] { return w.conversationLog() == log; }, 10000);
+}
+
+ConfWindow* room(E2eUser& p) {
+    return p.client->findChild<ConferenceRooms*>()->room();
+}
+
+// The first visible session window of class T, once there is one.
+template <typename T> T* shown(E2eUser& p) {
+    T* found = nullptr;
+    (void)QTest::qWaitFor([&] {
+        for (QWidget* w : p.client->windows()) {
+            found = w->isVisible() ? qobject_cast<T*>(w) : nullptr;
+            if (found) {
+                return true;
+            }
+        }
+        return false;
+    });
+    return found;
+}
+
+bool openRoom(E2eUser& p) {
+    action(p, "mnuToolsOpenConference")->trigger();
+    shown<ConfOpenDialog>(p)->txtConfName().setText(QStringLiteral("lobby"));
+    shown<ConfOpenDialog>(p)->findChild<QPushButton*>(QStringLiteral("cmdOK"))->click();
+    return room(p) != nullptr;
+}
+
+// `host` makes `guest` a buddy, invites them from the room window's dialog,
+// and `guest` accepts.
+bool invite(E2eUser& host, E2eUser& guest) {
+    host.client->connection().SendData(" ## cmdAB /:/ " + host.name + " /:/ " + guest.name);
+    if (!QTest::qWaitFor([&] {
+            return host.client->mainWindow().buddies().onlineBuddies().contains(guest.name);
+        })) {
+        return false;
+    }
+    room(host)->inviteUsers();
+    QTreeWidget& users = shown<InviteDialog>(host)->tvUsers();
+    for (int i = 0; i < users.topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = users.topLevelItem(i);
+        item->setCheckState(0, item->text(0) == guest.name ? Qt::Checked : Qt::Unchecked);
+    }
+    shown<InviteDialog>(host)->findChild<QPushButton*>(QStringLiteral("cmdInvite"))->click();
+    auto* invitation = shown<InvitationDialog>(guest);
+    return invitation && (invitation->findChild<QPushButton*>("cmdYes")->click(), true);
+}
+
+bool roomHas(E2eUser& p, const QStringList& members) {
+    return QTest::qWaitFor([&] { return room(p) && room(p)->members() == members; });
+}
+
+bool roomReads(E2eUser& p, const QString& text) {
+    return QTest::qWaitFor([&] { return test::shownText(room(p)->brwMessage()).contains(text); });
+}
+
+} // namespace
+
+class E2eTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void signUpBuddiesAndSearch() {
+        test::VelmoradProcess server({{"alicia", "alicia1"},
+                                      {"bobby2", "bobby22"},
+                                      {"robbie1", "robbie11"},
+                                      {"bobbie_lee", "bobbie1"},
+                                      {"carol1", "carol11"}});
+        QVERIFY(server.start());
+
+        // bobby signs up from the login window.
+        E2eUser bobby(QStringLiteral("bobby"));
+        bobby.client->start();
+        bobby.client->loginWindow().findChild<QPushButton*>("cmdNewAccount")->click();
+        RegistrationWindow* signUp = findRegistrationWindow(*bobby.client);
+        QVERIFY(signUp && signUp->isVisible());
+        fill(*signUp, "txtHost", server.address());
+        fill(*signUp, "txtUName", QStringLiteral("bobby"));
+        fill(*signUp, "txtPWord", QStringLiteral("bobby1"));
+        fill(*signUp, "txtPWordConfirm", QStringLiteral("bobby1"));
+        signUp->findChild<QPushButton*>(QStringLiteral("cmdSignUp"))->click();
+        QVERIFY(boxes(bobby, 1));
+        QCOMPARE(bobby.prompter.texts(),
+                 QStringList{"Success: Your account has been created for use on this server!"});
+        bobby.prompter.reset();
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        QVERIFY(!bobby.client->existingLoginWindow());
+
+        // Buddies join the list offline.
+        for (const char* buddy : {"alicia", "carol1"}) {
+            action(bobby, "mnuToolsAddContact")->trigger();
+            QWidget* dialog = bobby.client->findWindowByName(QStringLiteral("frmAddBuddy"));
+            fill(*dialog, "txtUName", QString::fromLatin1(buddy));
+            dialog->findChild<QPushButton*>(QStringLiteral("cmdAddBuddy"))->click();
+            QVERIFY(shows(bobby, buddy, 'f'));
+        }
+
+        E2eUser alicia(QStringLiteral("alicia"));
+        // alicia logs in: bobby sees her online and hears it.
+        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
+        QVERIFY(shows(bobby, QStringLiteral("alicia"), 'n'));
+        QCOMPARE(bobby.desktop.sounds.last(), bobby.home.path() + "/Sounds/UserLogin.wav");
+        bobby.client->mainWindow().tvBuddies().setCurrentItem(
+            bobby.client->mainWindow().buddies().findBuddy(QStringLiteral("alicia")));
+        QVERIFY(test::saveScreenshot(bobby.client->mainWindow(), "main-window.png"));
+
+        // alicia searches for part of a name.
+        action(alicia, "mnuToolsSearchUsers")->trigger();
+        SearchUsersWindow* search = findSearchWindow(*alicia.client);
+        QVERIFY(search && search->isVisible());
+        auto* query = search->findChild<QLineEdit*>(QStringLiteral("txtQuery"));
+        auto* results = search->findChild<QListWidget*>(QStringLiteral("lvResults"));
+        query->setText(QStringLiteral("OBB"));
+        QTest::keyClick(query, Qt::Key_Return);
+        QVERIFY(QTest::qWaitFor([&] { return search->statusText().startsWith("[ Search"); }));
+        QStringList names;
+        for (int i = 0; i < results->count(); ++i) {
+            names << results->item(i)->text();
+        }
+        QCOMPARE(names, (QStringList{"bobbie_lee", "bobby", "bobby2", "robbie1"}));
+        results->setCurrentRow(1);
+        QVERIFY(test::saveScreenshot(*search, QStringLiteral("search.png")));
+
+        // alicia logs out from the File menu: back to "Offline Buddies".
+        action(alicia, "mnuFileLogInOut")->trigger();
+        QVERIFY(shows(bobby, QStringLiteral("alicia"), 'f'));
+        QCOMPARE(bobby.desktop.sounds.last(), bobby.home.path() + "/Sounds/UserLogout.wav");
+        LoginWindow* login = alicia.client->existingLoginWindow();
+        QVERIFY(login && login->isVisible());
+        fill(*login, "txtPWord", QStringLiteral("alicia1"));
+        QVERIFY(test::saveScreenshot(*login, QStringLiteral("login.png")));
+        QCOMPARE(bobby.prompter.texts().size(), 2); // the two "added" notes
+    }
+
+    void privateMessagesArriveAndWaitForAnAbsentUser() {
+        test::VelmoradProcess server(
+            {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol11"}});
+        QVERIFY(server.start());
+        E2eUser alicia(QStringLiteral("alicia"));
+        E2eUser bobby(QStringLiteral("bobby"));
+        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+
+        PMWindow* toBobby = OpenPMWindow(*alicia.client, QStringLiteral("bobby"));
+        send(*toBobby, QStringLiteral("hello world :)"));
+        PMWindow* toAlicia = windowFrom(bobby, QStringLiteral("alicia"));
+        QVERIFY(toAlicia);
+        QVERIFY(hasLog(*toAlicia, QStringLiteral("alicia: hello world :)\n")));
+        QVERIFY(test::shownText(toAlicia->brwMessage()).endsWith("alicia: hello world \ufffc "));
+
+        // bobby answers in his font; it lands in alicia's open window.
+        send(*toAlicia, QStringLiteral("got it :D see www.velmora.org"), "Verdana");
+        QVERIFY(hasLog(*toBobby, QStringLiteral("alicia: hello world :)\n"
+                                                "bobby: got it :D see www.velmora.org\n")));
+        QVERIFY(toBobby->brwMessage().source().contains("face=\"Verdana\""));
+        QVERIFY(test::saveScreenshot(*toBobby, QStringLiteral("conversation.png")));
+        QCOMPARE(alicia.client->windows().size(), 1);
+
+        // Markup, quotes, Unicode and 4,000 characters arrive as text.
+        const QString special = QStringLiteral("<b> \"quoted\" & Grüße, 你好 %% ");
+        const QString longLine = QStringLiteral("abcdefghi ").repeated(399) + "abcdefghij";
+        send(*toBobby, special);
+        send(*toBobby, longLine);
+        QVERIFY(hasLog(*toAlicia, "alicia: hello world :)\nbobby: got it :D see www.velmora.org\n"
+                                  "alicia: <b> \"quoted\" & Grüße, 你好\nalicia: " +
+                                      longLine + "\n"));
+        QVERIFY(test::shownText(toAlicia->brwMessage())
+                    .contains("alicia: <b> \"quoted\" & Grüße, 你好 \n"));
+
+        // carol1 has never logged in: the server keeps her messages.
+        PMWindow* toCarol = OpenPMWindow(*alicia.client, QStringLiteral("carol1"));
+        send(*toCarol, QStringLiteral("it's me, see you at 5"));
+        send(*toCarol, QStringLiteral("second note"));
+        QVERIFY(boxes(alicia, 2));
+        QCOMPARE(alicia.prompter.texts().first(),
+                 "The user \"carol1\" is offline!\r\nHowever, the user should get the message the "
+                 "next time they login!");
+
+        // carol1 logs in: her offline window opens on the first message; the
+        // second waits in bold until shown.
+        E2eUser carol(QStringLiteral("carol1"));
+        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        OfflineMessagesWindow* window = nullptr;
+        QVERIFY(QTest::qWaitFor(
+            [&] { return (window = carol.client->findWindow<OfflineMessagesWindow>()); }, 10000));
+        QTreeWidget* list = &window->lvMessages();
+        QCOMPARE(list->topLevelItemCount(), 2);
+        QCOMPARE(list->topLevelItem(0)->text(1), QStringLiteral("alicia"));
+        QCOMPARE(list->topLevelItem(0)->text(2), QStringLiteral("it's me, see you at 5"));
+        QVERIFY(list->topLevelItem(1)->font(0).bold());
+        list->setCurrentItem(list->topLevelItem(1));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualItemRect(list->topLevelItem(1)).center());
+        QVERIFY(window->brwMessage().source().contains(QStringLiteral("second note ")));
+
+        // After a restart both are still there, read.
+        carol.restart();
+        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        QVERIFY(!carol.client->findWindow<OfflineMessagesWindow>()); // nothing new waited
+        action(carol, "mnuToolsOfflineMsgs")->trigger();
+        window = carol.client->findWindow<OfflineMessagesWindow>();
+        QVERIFY(window);
+        QCOMPARE(window->lvMessages().topLevelItemCount(), 2);
+        QVERIFY(!window->lvMessages().topLevelItem(1)->font(0).bold());
+        QVERIFY(bobby.prompter.boxes.isEmpty() && carol.prompter.boxes.isEmpty());
+    }
+
+    void threeTalkTheFourthFindsTheRoomFull() {
+        test::VelmoradProcess server(
+            {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol1"}, {"dave1", "dave11"}},
+            {QStringLiteral("--room-limit"), QStringLiteral("3")});
+        QVERIFY(server.start());
+        E2eUser alicia(QStringLiteral("alicia"));
+        E2eUser bobby(QStringLiteral("bobby"));
+        E2eUser carol(QStringLiteral("carol1"));
+        E2eUser dave(QStringLiteral("dave1"));
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        QVERIFY(carol.logIn(server, QStringLiteral("carol1")));
+        QVERIFY(dave.logIn(server, QStringLiteral("dave11")));
+        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
+        QCOMPARE(alicia.client->session().intServerLimit, qint16(3));
+
+        QVERIFY(openRoom(alicia));
+        QVERIFY(roomHas(alicia, {"alicia"}));
+        QVERIFY(invite(alicia, bobby));
+        QVERIFY(roomHas(bobby, {"alicia", "bobby"}));
+        QVERIFY(roomReads(alicia, QStringLiteral("-> bobby Entered")));
+        QVERIFY(invite(alicia, carol));
+        QVERIFY(roomHas(alicia, {"alicia", "bobby", "carol1"}));
+
+        // Everyone reads every line, in order, with smilies drawn.
+        say(room(alicia)->txtSendMsg(), QStringLiteral("Welcome to the lobby, both of you :)"));
+        QVERIFY(roomReads(carol, "alicia: Welcome to the lobby, both of you \ufffc "));
+        say(room(bobby)->txtSendMsg(),
+            QStringLiteral("Thanks! Has anyone seen the release notes?"));
+        QVERIFY(roomReads(carol, "bobby: Thanks! Has anyone seen the release notes? "));
+        say(room(carol)->txtSendMsg(), QStringLiteral("They are on www.velmora.example/notes ;)"));
+        for (E2eUser* p : {&alicia, &bobby, &carol}) {
+            QVERIFY(roomReads(*p, "alicia: Welcome to the lobby, both of you \ufffc \n"
+                                  "bobby: Thanks! Has anyone seen the release notes? \n"
+                                  "carol1: They are on www.velmora.example/notes \ufffc "));
+        }
+        room(alicia)->resize(720, 480);
+        QVERIFY(test::saveScreenshot(*room(alicia), QStringLiteral("conference.png")));
+
+        QVERIFY(openRoom(dave));
+        QVERIFY(boxes(dave, 1));
+        QCOMPARE(dave.prompter.boxes[0].title, QStringLiteral("Conference Full"));
+        QVERIFY(room(dave)->members().isEmpty());
+
+        room(bobby)->close();
+        QVERIFY(roomHas(alicia, {"alicia", "carol1"}));
+        QVERIFY(roomReads(alicia, QStringLiteral("-> bobby Left")));
+    }
+};
+
+QTEST_MAIN(E2eTest)
+#include "e2e_test.moc"

@@ -39,17 +39,7 @@ int RecordingPrompter::show(const QString& text, int style, const QString& title
     if (!answers.isEmpty()) {
         return answers.takeFirst();
     }
-    switch (style & 0x7) {
-    case 2:
-        return answer::kAbort;
-    case 3:
-    case 4:
-        return answer::kYes;
-    case 5:
-        return answer::kRetry;
-    default:
-        return answer::kOk;
-    }
+    return (style & 0x7) == 4 ? answer::kYes : answer::kOk; // Yes and No, or OK
 }
 
 QStringList RecordingPrompter::texts() const {

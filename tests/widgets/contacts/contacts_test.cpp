@@ -5,7 +5,6 @@
 #include "contacts/add_buddy_dialog.h"
 #include "contacts/buddy_list.h"
 #include "contacts/search_window.h"
-#include "contacts/user_name.h"
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "session/dispatcher.h"
@@ -168,15 +167,6 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray());
         rig.action("mnuToolsDeleteContact")->trigger();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdDB /:/ bobby /:/ carol1"));
-    }
-
-    void userNameRule() {
-        // Length is the caller's check. Upper-casing must not turn a foreign
-        // letter (dotless i, sharp s) into an allowed one.
-        QVERIFY(isValidUserName("john_doe-1") && isValidUserName("MiXeD99") && isValidUserName(""));
-        for (const char* bad : {"john doe", "john.doe", "jöhn1", "\u0131van1", "stra\u00dfe"}) {
-            QVERIFY2(!isValidUserName(QString::fromUtf8(bad)), bad);
-        }
     }
 
     void searchSendsTheQueryAndTheReplyFillsTheList() {

@@ -136,9 +136,11 @@ int main(int argc, char** argv) {
     if (pipe(out) != 0) {
         die("pipe failed");
     }
-    // One sender is far past the default command budget: measure the relay, not the limit.
-    const pid_t server = run(
-        {args.server, "--listen", "127.0.0.1:0", "--db", db, "--commands-per-second", "0"}, out[1]);
+    // One sender is far past the default command budget, and faster than one
+    // reader: measure the relay, not the limits that stop such a sender.
+    const pid_t server = run({args.server, "--listen", "127.0.0.1:0", "--db", db,
+                              "--commands-per-second", "0", "--max-pending-bytes", "268435456"},
+                             out[1]);
     close(out[1]);
     char line[128] = {};
     FILE* lines = fdopen(out[0], "r");

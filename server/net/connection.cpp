@@ -18,6 +18,8 @@ using Clock = asio::steady_timer::clock_type;
 
 // Commands handled in a row before the reader lets other connections run.
 constexpr int kCommandsPerTurn = 16;
+// Past this, an output buffer emptied after a burst gives its memory back.
+constexpr std::size_t kKeepCapacity = 64 * 1024;
 // How often unacknowledged offline messages are looked at again.
 constexpr auto kAckPoll = std::chrono::milliseconds(20);
 
@@ -60,13 +62,16 @@ void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds
     if (!open_) {
         return;
     }
-    pendingBytes_ += bytes.size();
-    if (pendingBytes_ > limits_.maxPendingBytes) {
+    if (queued_.size() + sending_.size() + bytes.size() > limits_.maxPendingBytes) {
         stop("output over " + std::to_string(limits_.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
-    queue_.push_back({std::move(bytes), std::move(offlineIds)});
+    queued_ += bytes;
+    queuedTotal_ += bytes.size();
+    if (!offlineIds.empty()) {
+        offline_.push_back({queuedTotal_, std::move(offlineIds), false});
+    }
     // The writer runs only while there is output: an idle connection holds
     // nothing for it.
     if (!writing_) {
@@ -90,8 +95,8 @@ void Connection::stop(const std::string& reason) {
     socket_.close(ignored);
     wake_.cancel();
     quietDeadline_ = Clock::time_point::max();
-    queue_.clear();
-    unacked_.clear();
+    queued_.clear();
+    offline_.clear();
     owner_.onClosed(id_);
 }
 
@@ -116,21 +121,21 @@ void Connection::handle(const protocol::Fields& command) {
 }
 
 void Connection::checkAcknowledged() {
-    if (unacked_.empty()) {
+    if (offline_.empty() || !offline_.front().written) {
         return;
     }
-    int queued = 0;
-    if (::ioctl(socket_.native_handle(), SIOCOUTQ, &queued) != 0 || queued < 0) {
+    int unacknowledged = 0;
+    if (::ioctl(socket_.native_handle(), SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
         return;
     }
-    const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(queued);
+    const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(unacknowledged);
     std::vector<std::int64_t> ids;
     std::size_t done = 0;
-    while (done < unacked_.size() && unacked_[done].end <= acknowledged) {
-        ids.insert(ids.end(), unacked_[done].offlineIds.begin(), unacked_[done].offlineIds.end());
+    while (done < offline_.size() && offline_[done].written && offline_[done].end <= acknowledged) {
+        ids.insert(ids.end(), offline_[done].offlineIds.begin(), offline_[done].offlineIds.end());
         ++done;
     }
-    unacked_.erase(unacked_.begin(), unacked_.begin() + static_cast<std::ptrdiff_t>(done));
+    offline_.erase(offline_.begin(), offline_.begin() + static_cast<std::ptrdiff_t>(done));
     if (!ids.empty()) {
         owner_.onAcknowledged(ids);
     }
@@ -239,19 +244,20 @@ asio::awaitable<void> Connection::reader() {
             co_return;
         }
         armQuietTimer();
+        // Other connections, this one's writer among them, go before the next read.
+        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
     }
 }
 
 asio::awaitable<void> Connection::writer() {
-    std::vector<asio::const_buffer> gather;
     while (open_) {
-        if (queue_.empty()) {
+        if (queued_.empty()) {
             if (finishing_) {
                 writing_ = false;
                 stop("server shutting down");
                 co_return;
             }
-            if (unacked_.empty()) {
+            if (offline_.empty()) {
                 writing_ = false;
                 co_return;
             }
@@ -262,36 +268,28 @@ asio::awaitable<void> Connection::writer() {
             checkAcknowledged();
             continue;
         }
-        // Everything queued goes out in one gathered write.
-        std::vector<Batch> sending;
-        sending.swap(queue_);
-        gather.clear();
-        std::size_t bytes = 0;
-        bool carriesOffline = false;
-        for (const auto& batch : sending) {
-            gather.emplace_back(asio::buffer(batch.bytes));
-            bytes += batch.bytes.size();
-        }
+        sending_.swap(queued_);
         asio::error_code ec;
-        co_await asio::async_write(socket_, gather, asio::redirect_error(asio::use_awaitable, ec));
+        co_await asio::async_write(socket_, asio::buffer(sending_),
+                                   asio::redirect_error(asio::use_awaitable, ec));
         if (ec) {
             stop("write failed: " + ec.message());
             co_return;
         }
-        pendingBytes_ -= bytes;
-        for (auto& batch : sending) {
-            written_ += batch.bytes.size();
-            if (!batch.offlineIds.empty()) {
-                unacked_.push_back({written_, std::move(batch.offlineIds)});
-                carriesOffline = true;
+        written_ += sending_.size();
+        sending_.clear();
+        if (sending_.capacity() > kKeepCapacity) {
+            std::string().swap(sending_); // a large burst does not stay allocated
+        }
+        bool pagesWritten = false;
+        for (auto& mark : offline_) {
+            if (!mark.written && mark.end <= written_) {
+                mark.written = true;
+                pagesWritten = true;
             }
         }
-        sending.clear();
-        if (queue_.empty() && sending.capacity() <= 16) {
-            queue_.swap(sending); // keeps a small capacity for the next round
-        }
         checkAcknowledged();
-        if (carriesOffline && open_) {
+        if (pagesWritten && open_) {
             owner_.onOfflineWritten(id_);
         }
     }

@@ -72,13 +72,11 @@ public:
     Clock::time_point quietTick(Clock::time_point now);
 
 private:
-    struct Batch {
-        std::string bytes;
+    // Offline messages whose record ends at this offset of the output stream.
+    struct OfflineMark {
+        std::uint64_t end = 0;
         std::vector<std::int64_t> offlineIds;
-    };
-    struct Unacked {
-        std::uint64_t end = 0; // stream offset just past the record
-        std::vector<std::int64_t> offlineIds;
+        bool written = false;
     };
 
     void awaitInput();
@@ -101,11 +99,14 @@ private:
     Framer framer_;
     asio::steady_timer wake_;
     Clock::time_point quietDeadline_ = Clock::time_point::max();
-    // Vectors, not deques: an idle connection holds no allocation for them.
-    std::vector<Batch> queue_;
-    std::vector<Unacked> unacked_;
-    std::uint64_t written_ = 0;
-    std::size_t pendingBytes_ = 0;
+    // Output is appended to one buffer while the other is being written: one
+    // write per turn whatever the number of records, and no allocation once
+    // the buffers have grown to the usual burst.
+    std::string queued_;
+    std::string sending_;
+    std::vector<OfflineMark> offline_;
+    std::uint64_t queuedTotal_ = 0; // stream offset at the end of queued_
+    std::uint64_t written_ = 0;     // stream offset the kernel has taken
     double tokens_;
     Clock::time_point refilled_;
     bool open_ = true;

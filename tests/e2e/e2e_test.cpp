@@ -83,17 +83,8 @@ ConfWindow* room(E2eUser& p) {
 
 // The first visible session window of class T, once there is one.
 template <typename T> T* shown(E2eUser& p) {
-    T* found = nullptr;
-    (void)QTest::qWaitFor([&] {
-        for (QWidget* w : p.client->windows()) {
-            found = w->isVisible() ? qobject_cast<T*>(w) : nullptr;
-            if (found) {
-                return true;
-            }
-        }
-        return false;
-    });
-    return found;
+    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); });
+    return test::visibleWindows<T>(*p.client).value(0);
 }
 
 bool openRoom(E2eUser& p) {

@@ -43,6 +43,18 @@ private:
     QPointer<QTcpSocket> peer_;
 };
 
+// The visible session windows of class T (with objectName `name`, if given).
+template <typename T> QList<T*> visibleWindows(const Client& client, const char* name = nullptr) {
+    QList<T*> found;
+    for (QWidget* w : client.windows()) {
+        auto* t = qobject_cast<T*>(w);
+        if (t && w->isVisible() && (!name || w->objectName() == QLatin1String(name))) {
+            found.append(t);
+        }
+    }
+    return found;
+}
+
 struct ClientRig {
     // `ini` becomes the settings file before the client reads it.
     explicit ClientRig(const QByteArray& ini = {});
@@ -66,16 +78,8 @@ struct ClientRig {
         return feed(bytes, [&] { return prompter.boxes.size() >= boxes; });
     }
     [[nodiscard]] QAction* action(const char* name);
-    // The visible session windows of class T (with objectName `name`, if given).
     template <typename T> [[nodiscard]] QList<T*> windows(const char* name = nullptr) const {
-        QList<T*> found;
-        for (QWidget* w : client.windows()) {
-            auto* t = qobject_cast<T*>(w);
-            if (t && w->isVisible() && (!name || w->objectName() == QLatin1String(name))) {
-                found.append(t);
-            }
-        }
-        return found;
+        return visibleWindows<T>(client, name);
     }
     template <typename T> [[nodiscard]] T* window(const char* name = nullptr) const {
         return windows<T>(name).value(0);

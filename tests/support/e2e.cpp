@@ -12,21 +12,9 @@
 
 namespace velmora::test {
 
-namespace {
-
-QString binary() {
-    return qEnvironmentVariable("VELMORAD", QStringLiteral("velmorad"));
-}
-
-} // namespace
-
 VelmoradProcess::VelmoradProcess(std::initializer_list<std::pair<const char*, const char*>> users,
                                  const QStringList& extraArgs)
-    : extraArgs_(extraArgs) {
-    for (const auto& [name, password] : users) {
-        users_.append({QString::fromLatin1(name), QString::fromLatin1(password)});
-    }
-}
+    : users_(users), extraArgs_(extraArgs) {}
 
 VelmoradProcess::~VelmoradProcess() {
     if (process_.state() != QProcess::NotRunning) {
@@ -41,12 +29,13 @@ VelmoradProcess::~VelmoradProcess() {
 bool VelmoradProcess::start() {
     const QStringList common{QStringLiteral("--db"), dir_.filePath(QStringLiteral("velmorad.db")),
                              QStringLiteral("--hash-cost"), QStringLiteral("fast")};
+    const QString velmorad = qEnvironmentVariable("VELMORAD", QStringLiteral("velmorad"));
     for (const auto& [name, password] : users_) {
-        if (QProcess::execute(binary(), QStringList{"useradd", name, password} + common) != 0) {
+        if (QProcess::execute(velmorad, QStringList{"useradd", name, password} + common) != 0) {
             return false;
         }
     }
-    process_.start(binary(),
+    process_.start(velmorad,
                    QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")} + common +
                        extraArgs_);
     if (!process_.waitForStarted(10000)) {

@@ -29,7 +29,7 @@ public:
 
 private:
     QTemporaryDir dir_;
-    QList<std::pair<QString, QString>> users_;
+    QList<std::pair<const char*, const char*>> users_;
     QStringList extraArgs_;
     QProcess process_;
     quint16 port_ = 0;

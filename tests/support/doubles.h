@@ -5,6 +5,7 @@
 #include "controls/file_chooser.h"
 #include "platform/desktop.h"
 #include "platform/prompter.h"
+#include "session/app_error.h"
 
 #include <QByteArray>
 #include <QList>
@@ -80,6 +81,16 @@ public:
     QList<FileRequest> requests;
     QStringList folderTitles;
 };
+
+// The number of the error `action` raises; 0 when it raises none.
+template <typename Action> int errorNumber(Action&& action) {
+    try {
+        action();
+    } catch (const AppError& error) {
+        return error.number;
+    }
+    return 0;
+}
 
 // The first column of every row `sql` returns on the SQLite file `dbPath`,
 // read from outside as another program would.

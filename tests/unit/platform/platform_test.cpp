@@ -64,15 +64,6 @@ int showAndPress(int style, int press, Seen& seen, const QString& text) {
     return QtPrompter().show(text, style, "Velmora", nullptr);
 }
 
-int errorNumberOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const AppError& error) {
-        return error.number;
-    }
-    return 0;
-}
-
 } // namespace
 
 class PlatformTest : public QObject {
@@ -204,22 +195,23 @@ private slots:
         const auto load = [&] { (void)settings.loadMainWindowValues(); };
 
         home.writeFile("Velmora.ini", "[Settings]\nFont-Size=big\n");
-        QCOMPARE(errorNumberOf(load), velmora::err::kTypeMismatch);
+        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
         home.writeFile("Velmora.ini", "[Settings]\nFont-Size= 24 \nNewPM=2\n");
         QCOMPARE(settings.loadMainWindowValues().fontSize, 24.0);
         QCOMPARE(settings.newPM(), 2);
         home.writeFile("Velmora.ini", "[Settings]\nNewPM=yes\n");
-        QCOMPARE(errorNumberOf(load), velmora::err::kTypeMismatch);
+        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
         home.writeFile("Velmora.ini", "[Sounds]\nEnterEnabled=\n");
-        QCOMPARE(errorNumberOf(load), velmora::err::kTypeMismatch);
+        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
         home.writeFile("Velmora.ini", "[Settings]\nEmote=70000\n");
-        QCOMPARE(errorNumberOf(load), 6);
+        QCOMPARE(test::errorNumber(load), 6);
         home.writeFile("Velmora.ini",
                        "[FormPos]\nalice-Left=1e3\nalice-Top=left\n[Font]\nBold=maybe\n");
         QCOMPARE(settings.formPos("alice", "Left", 0), 1000);
-        QCOMPARE(errorNumberOf([&] { (void)settings.formPos("alice", "Top", 0); }),
+        QCOMPARE(test::errorNumber([&] { (void)settings.formPos("alice", "Top", 0); }),
                  velmora::err::kTypeMismatch);
-        QCOMPARE(errorNumberOf([&] { (void)settings.fontBold(); }), velmora::err::kTypeMismatch);
+        QCOMPARE(test::errorNumber([&] { (void)settings.fontBold(); }),
+                 velmora::err::kTypeMismatch);
     }
 
     void serverListKeepsOldKeysWhenItShrinks() {
@@ -240,7 +232,7 @@ private slots:
         home.writeFile("IMServers.ini", "[Servers]\nCount=-1\nServer1=a.example\n");
         QCOMPARE(velmora::server_list::load(path), QStringList());
         home.writeFile("IMServers.ini", "[Servers]\nCount=three\n");
-        QCOMPARE(errorNumberOf([&] { (void)velmora::server_list::load(path); }),
+        QCOMPARE(test::errorNumber([&] { (void)velmora::server_list::load(path); }),
                  velmora::err::kTypeMismatch);
     }
 

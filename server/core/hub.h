@@ -32,6 +32,9 @@ public:
     [[nodiscard]] Effects disconnected(ConnId conn);
     // A password job of an earlier Effects finished (or could not be queued).
     [[nodiscard]] Effects passwordDone(const PasswordResult& result, bool overloaded = false);
+    // A login's waiting messages and the welcome notice, once Effects::mailboxes
+    // asked for them.
+    [[nodiscard]] Effects openMailbox(ConnId conn);
     // The page of offline messages sent last on `conn` reached its socket.
     [[nodiscard]] Effects offlineWritten(ConnId conn);
     // The peer acknowledged the bytes that carried these offline messages.

@@ -62,10 +62,7 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
     fx.send(conn, p::buildReply(p::reply::SO,
                                 {config_.profileSite, std::to_string(config_.roomLimit), "1"}));
     fx.send(conn, buddyListRecord(session));
-    sendOfflinePage(conn, session, fx);
-    if (!config_.welcome.empty()) {
-        fx.send(conn, notice(config_.welcome));
-    }
+    fx.mailboxes.push_back(conn);
     announce(session, p::reply::LOn, fx);
 }
 

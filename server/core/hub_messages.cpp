@@ -62,6 +62,18 @@ void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
     fx.out.push_back({conn, std::move(record), std::move(ids)});
 }
 
+Effects Hub::openMailbox(ConnId conn) {
+    Effects fx;
+    if (const Session* me = sessions_.of(conn)) {
+        offlineCursor_.erase(conn);
+        sendOfflinePage(conn, *me, fx);
+        if (!config_.welcome.empty()) {
+            fx.send(conn, notice(config_.welcome));
+        }
+    }
+    return fx;
+}
+
 Effects Hub::offlineWritten(ConnId conn) {
     Effects fx;
     const Session* me = sessions_.of(conn);

@@ -18,8 +18,10 @@ using Clock = asio::steady_timer::clock_type;
 
 // Commands handled in a row before the reader lets other connections run.
 constexpr int kCommandsPerTurn = 16;
-// Past this, an output buffer emptied after a burst gives its memory back.
+// Past this, an output buffer emptied after a burst gives its memory back;
+// past the smaller one, when the connection goes idle.
 constexpr std::size_t kKeepCapacity = 64 * 1024;
+constexpr std::size_t kIdleCapacity = 1024;
 // How often unacknowledged offline messages are looked at again.
 constexpr auto kAckPoll = std::chrono::milliseconds(20);
 
@@ -258,6 +260,12 @@ asio::awaitable<void> Connection::writer() {
                 co_return;
             }
             if (offline_.empty()) {
+                // Going idle: a buffer grown by a burst is given back.
+                for (std::string* buffer : {&queued_, &sending_}) {
+                    if (buffer->capacity() > kIdleCapacity) {
+                        std::string().swap(*buffer);
+                    }
+                }
                 writing_ = false;
                 co_return;
             }

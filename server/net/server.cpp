@@ -269,6 +269,9 @@ void Server::apply(core::Effects effects) {
             deliver(batch);
         }
     }
+    for (const auto id : effects.mailboxes) {
+        apply(hub_.openMailbox(id));
+    }
     for (auto& job : effects.passwords) {
         const bool queued = passwords_.submit(job, [this](const core::PasswordResult& result) {
             trapped(log_, "finishing a login", [&] { apply(hub_.passwordDone(result)); });

@@ -88,6 +88,9 @@ struct Rig {
             framers.erase(closing.conn);
             apply(hub->disconnected(closing.conn), depth + 1);
         }
+        for (const auto id : fx.mailboxes) {
+            apply(hub->openMailbox(id), depth + 1);
+        }
         for (const auto& job : fx.passwords) {
             apply(hub->passwordDone(core::runPasswordJob(job, hasher)), depth + 1);
         }

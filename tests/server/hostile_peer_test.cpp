@@ -149,7 +149,7 @@ TEST_F(LoopbackTest, LoginStormsAndCommandFloodsDoNotHoldUpOthers) {
 TEST_F(LoopbackTest, CapsTimeoutsPlainMessagesAndAGracefulShutdown) {
     addUser("alicia");
     addUser("bobby");
-    start({"--max-connections-per-address", "50", "--login-timeout-s", "1", "--partial-quiet-ms",
+    start({"--max-connections-per-address", "50", "--login-timeout-s", "3", "--partial-quiet-ms",
            "60000", "--max-violations", "5", "--commands-per-second", "50", "--command-burst",
            "10"});
     // Hundreds of connections from one address: past 50 they are closed at once.

@@ -90,6 +90,9 @@ private:
         for (const auto& closing : fx.close) {
             closed.push_back(names_.at(closing.conn));
         }
+        for (const auto id : fx.mailboxes) {
+            collect(hub_->openMailbox(id), seen);
+        }
         // Password work runs here in line, as the pool would run it elsewhere.
         for (const auto& job : fx.passwords) {
             ++passwordJobs;

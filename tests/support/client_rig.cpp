@@ -5,6 +5,7 @@
 #include "session/connection.h"
 #include "shell/main_window.h"
 
+#include <QPlainTextEdit>
 #include <QTextBlock>
 #include <QTextCursor>
 
@@ -68,6 +69,11 @@ void useFont(FontToolbar& bar, const char* name, const char* size, const char* s
     bar.setBold(QByteArray(style).contains('B'));
     bar.setItalic(QByteArray(style).contains('I'));
     bar.setUnderlined(QByteArray(style).contains('U'));
+}
+
+void say(QPlainTextEdit& input, const QString& text) {
+    input.setPlainText(text);
+    QTest::keyClick(&input, Qt::Key_Return);
 }
 
 QString deadAddress() {

@@ -16,6 +16,7 @@ namespace velmora {
 class FontToolbar;
 class HtmlMessageView;
 } // namespace velmora
+class QPlainTextEdit;
 
 namespace velmora::test {
 
@@ -95,6 +96,8 @@ struct ClientRig {
 
 // Sets the toolbar's face, size and style letters ("B", "I", "U" in any order).
 void useFont(FontToolbar& bar, const char* name, const char* size, const char* style);
+// Types `text` into a chat window's input box and presses Return.
+void say(QPlainTextEdit& input, const QString& text);
 // "127.0.0.1:PORT" where nothing listens.
 [[nodiscard]] QString deadAddress();
 

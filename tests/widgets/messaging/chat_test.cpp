@@ -49,9 +49,6 @@ using velmora::test::shownText;
 
 namespace {
 
-const QColor kOwn(PMWindow::kOwnColour);
-const QColor kReceived(PMWindow::kReceivedColour);
-
 struct Rig : velmora::test::ClientRig {
     using ClientRig::ClientRig;
     PMWindow* pm(const QString& caption) const {
@@ -150,7 +147,7 @@ private slots:
                  QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ hello%%world%%:) /:/ Arial /:/ 12 "
                             "/:/ B"));
         QVERIFY(shownText(w->brwMessage()).endsWith("alicia: hello world \ufffc "));
-        QCOMPARE(test::lastNameColour(w->brwMessage()), kOwn);
+        QCOMPARE(test::lastNameColour(w->brwMessage()), QColor(PMWindow::kOwnColour));
         QVERIFY(w->txtSendMsg().toPlainText().isEmpty() && w->txtSendMsg().isEnabled());
 
         // The style letters always come as B, I, U; line breaks stay.
@@ -192,7 +189,7 @@ private slots:
                          " ## +PM /$/ Carol1 /$/ third /$/ Arial /$/ 12 /$/ ",
                          [&] { return rig.desktop.sounds.size() == 3; }));
         QVERIFY(shownText(open->brwMessage()).endsWith("ALICIA: hi there "));
-        QCOMPARE(test::lastNameColour(open->brwMessage()), kReceived);
+        QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kReceivedColour));
         QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
         // A sender without a window gets one, and keeps it.
         PMWindow* carol = rig.pm(QStringLiteral("carol1 - Instant Message"));

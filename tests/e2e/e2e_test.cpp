@@ -64,7 +64,7 @@ void send(PMWindow& w, const QString& text, const char* font = "Arial") {
 
 // The first visible session window of class T, once there is one.
 template <typename T> T* shown(E2eUser& p) {
-    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); });
+    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); }, 10000);
     return test::visibleWindows<T>(*p.client).value(0);
 }
 

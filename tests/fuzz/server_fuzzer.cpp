@@ -44,34 +44,28 @@ struct Rig {
     }
 
     // What a client makes of the records: one record each, senders as logged in.
-    void check(const core::Outgoing& out) const {
-        if (out.record.size() > core::kMaxRecordBytes) {
-            std::abort();
-        }
+    static void check(const core::Outgoing& out) {
+        const auto require = [](bool ok) {
+            if (!ok) {
+                std::abort();
+            }
+        };
+        const auto isUser = [](const std::string& name) {
+            return name == "alicia" || name == "bobby" || name == "carol";
+        };
+        require(out.record.size() <= core::kMaxRecordBytes);
         const auto records = p::splitBatch(out.record);
-        if (records.size() != 1) {
-            std::abort();
-        }
+        require(records.size() == 1);
         const auto& fields = records[0];
-        const std::string& code = fields[0];
-        if (code == p::reply::PM || code == p::reply::CM) {
-            if (fields.size() != 6) {
-                std::abort();
-            }
-            if (fields[1] != "IM Server" && fields[1] != "alicia" && fields[1] != "bobby" &&
-                fields[1] != "carol") {
-                std::abort();
-            }
+        if (fields[0] == p::reply::PM || fields[0] == p::reply::CM) {
+            require(fields.size() == 6 && (fields[1] == "IM Server" || isUser(fields[1])));
         }
-        if (code == p::reply::OM) {
+        if (fields[0] == p::reply::OM) {
             const auto items = p::split(fields.at(1), p::kListItemSep);
-            if (items.size() != out.offlineIds.size() + 1) {
-                std::abort();
-            }
+            require(items.size() == out.offlineIds.size() + 1);
             for (std::size_t i = 1; i < items.size(); ++i) {
-                if (p::split(items[i], p::kNameListSep).size() != 3) {
-                    std::abort();
-                }
+                const auto parts = p::split(items[i], p::kNameListSep);
+                require(parts.size() == 3 && isUser(parts[1]));
             }
         }
     }

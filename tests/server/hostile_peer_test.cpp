@@ -203,14 +203,17 @@ namespace {
 class CuttableLink {
 public:
     CuttableLink() : tag_(std::to_string(getpid() % 100000)) {
-        const std::string s = "velmora-s" + tag_, c = "velmora-c" + tag_;
-        ok_ = geteuid() == 0 &&
-              run("ip netns add " + s + " && ip netns add " + c + " && ip link add vs" + tag_ +
-                  " netns " + s + " type veth peer name vc" + tag_ + " netns " + c + " && ip -n " +
-                  s + " addr add 169.254.77.1/24 dev vs" + tag_ + " && ip -n " + s +
-                  " link set vs" + tag_ + " up && ip -n " + s + " link set lo up && ip -n " + c +
-                  " addr add 169.254.77.2/24 dev vc" + tag_ + " && ip -n " + c + " link set vc" +
-                  tag_ + " up");
+        const std::string s = "ip -n velmora-s" + tag_, c = "ip -n velmora-c" + tag_;
+        ok_ = geteuid() == 0;
+        for (const std::string& command :
+             {"ip netns add velmora-s" + tag_, "ip netns add velmora-c" + tag_,
+              s + " link add vs" + tag_ + " type veth peer name vc" + tag_ + " netns velmora-c" +
+                  tag_,
+              s + " addr add 169.254.77.1/24 dev vs" + tag_, s + " link set vs" + tag_ + " up",
+              s + " link set lo up", c + " addr add 169.254.77.2/24 dev vc" + tag_,
+              c + " link set vc" + tag_ + " up"}) {
+            ok_ = ok_ && run(command);
+        }
     }
     ~CuttableLink() { run("ip netns del velmora-s" + tag_ + "; ip netns del velmora-c" + tag_); }
 

@@ -22,7 +22,6 @@ public:
     // Creates the accounts, starts the server and waits for its
     // "listening on" line.
     [[nodiscard]] bool start();
-    [[nodiscard]] quint16 port() const { return port_; }
     [[nodiscard]] QString address() const;
 
 private:

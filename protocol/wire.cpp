@@ -19,6 +19,28 @@ Fields split(std::string_view text, std::string_view separator) {
     }
 }
 
+void splitInto(std::string_view text, std::string_view separator, Fields& pieces) {
+    std::size_t count = 0;
+    const auto take = [&](std::string_view piece) {
+        if (count < pieces.size()) {
+            pieces[count].assign(piece);
+        } else {
+            pieces.emplace_back(piece);
+        }
+        ++count;
+    };
+    for (std::size_t start = 0; !text.empty();) {
+        const std::size_t hit = text.find(separator, start);
+        if (hit == std::string_view::npos) {
+            take(text.substr(start));
+            break;
+        }
+        take(text.substr(start, hit - start));
+        start = hit + separator.size();
+    }
+    pieces.resize(count);
+}
+
 std::string join(const Fields& pieces, std::string_view separator) {
     std::string out;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
@@ -45,17 +67,36 @@ std::string buildCommand(std::string_view head, std::initializer_list<std::strin
 
 bool isSealedField(std::string_view field) {
     // Every separator starts and ends with a space and holds no other, so a
-    // neighbour can lend at most its one outer space: checking the field with
-    // a space on each side covers every placement.
-    std::string padded;
-    padded.reserve(field.size() + 2);
-    padded.append(1, ' ').append(field).append(1, ' ');
-    for (const std::string_view separator : kSeparators) {
-        if (padded.find(separator) != std::string::npos) {
+    // neighbour can lend at most its one outer space: the field is read as
+    // if padded with a space on each side. Any separator there starts at one
+    // of those spaces, and most fields (texts travel with "%%" for spaces)
+    // hold none, so only the spaces are looked at.
+    const std::size_t padded = field.size() + 2;
+    const auto at = [&](std::size_t i) { return i == 0 || i == padded - 1 ? ' ' : field[i - 1]; };
+    const auto startsAt = [&](std::size_t i, std::string_view separator) {
+        if (i + separator.size() > padded) {
             return false;
         }
+        for (std::size_t k = 1; k < separator.size(); ++k) {
+            if (at(i + k) != separator[k]) {
+                return false;
+            }
+        }
+        return true;
+    };
+    for (std::size_t i = 0;;) {
+        for (const std::string_view separator : kSeparators) {
+            if (startsAt(i, separator)) {
+                return false;
+            }
+        }
+        if (i == padded - 1) {
+            return true;
+        }
+        // Padded position i is field position i - 1: the next space from there.
+        const std::size_t next = field.find(' ', i);
+        i = next == std::string_view::npos ? padded - 1 : next + 1;
     }
-    return true;
 }
 
 namespace {

@@ -83,6 +83,10 @@ using Fields = std::vector<std::string>;
 // empty pieces between two separators are kept.
 [[nodiscard]] Fields split(std::string_view text, std::string_view separator);
 
+// The same into `pieces`, reusing its strings' storage: no allocation once
+// they have grown to the usual field sizes.
+void splitInto(std::string_view text, std::string_view separator, Fields& pieces);
+
 // Joins with a separator between pieces.
 [[nodiscard]] std::string join(const Fields& pieces, std::string_view separator);
 

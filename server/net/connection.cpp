@@ -143,25 +143,21 @@ void Connection::checkAcknowledged() {
     }
 }
 
-asio::awaitable<void> Connection::spendToken() {
+Connection::Clock::duration Connection::takeToken() {
+    if (limits_.commandsPerSecond <= 0) {
+        return {};
+    }
     const auto now = Clock::now();
     const std::chrono::duration<double> since = now - refilled_;
     refilled_ = now;
-    if (limits_.commandsPerSecond <= 0) {
-        co_return;
-    }
     tokens_ = std::min(limits_.commandBurst, tokens_ + since.count() * limits_.commandsPerSecond);
-    if (tokens_ < 1) {
-        // Back-pressure: nothing more is read from this peer until then.
-        const std::chrono::duration<double> wait((1 - tokens_) / limits_.commandsPerSecond);
-        asio::steady_timer pause(socket_.get_executor());
-        pause.expires_after(std::chrono::duration_cast<Clock::duration>(wait));
-        asio::error_code ec;
-        co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-        refilled_ = Clock::now();
-        tokens_ = 1;
-    }
     tokens_ -= 1;
+    if (tokens_ >= 0) {
+        return {};
+    }
+    // In debt: the wait until the token taken is earned back.
+    const std::chrono::duration<double> wait(-tokens_ / limits_.commandsPerSecond);
+    return std::chrono::duration_cast<Clock::duration>(wait);
 }
 
 // Handles every command the buffer completes; false when the connection ended.
@@ -178,7 +174,12 @@ asio::awaitable<bool> Connection::drain() {
         if (next == Framer::Next::None) {
             break;
         }
-        co_await spendToken();
+        if (const auto wait = takeToken(); wait > Clock::duration::zero()) {
+            // Back-pressure: nothing more is read from this peer until then.
+            asio::steady_timer pause(socket_.get_executor(), wait);
+            asio::error_code ec;
+            co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+        }
         handle(command);
         if (!open_ || finishing_) {
             break;

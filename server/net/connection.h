@@ -84,7 +84,8 @@ private:
     asio::awaitable<void> writer();
     void spawn(asio::awaitable<void> work, const char* what);
     asio::awaitable<bool> drain();
-    asio::awaitable<void> spendToken();
+    // Takes a command's token; how long to pause first when there was none.
+    [[nodiscard]] Clock::duration takeToken();
     void handle(const protocol::Fields& command);
     void armQuietTimer();
     void checkAcknowledged();

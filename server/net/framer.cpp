@@ -26,10 +26,6 @@ std::size_t markTail(std::string_view body) {
     return 0;
 }
 
-p::Fields fieldsOf(std::string_view command) {
-    return p::split(command.substr(p::kRecordMark.size()), p::kCommandFieldSep);
-}
-
 std::size_t count(std::string_view text, std::string_view what) {
     std::size_t n = 0;
     for (std::size_t at = text.find(what); at != std::string_view::npos;
@@ -88,7 +84,7 @@ Framer::Next Framer::next(p::Fields& command) {
     if (whole.size() > maxBytes_) {
         return Next::TooLong;
     }
-    command = fieldsOf(whole);
+    p::splitInto(whole.substr(p::kRecordMark.size()), p::kCommandFieldSep, command);
     start_ = next;
     scanned_ = 0;
     return Next::Command;

@@ -2,23 +2,6 @@
 
 namespace velmora::protocol {
 
-Fields split(std::string_view text, std::string_view separator) {
-    Fields pieces;
-    if (text.empty()) {
-        return pieces;
-    }
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t hit = text.find(separator, start);
-        if (hit == std::string_view::npos) {
-            pieces.emplace_back(text.substr(start));
-            return pieces;
-        }
-        pieces.emplace_back(text.substr(start, hit - start));
-        start = hit + separator.size();
-    }
-}
-
 void splitInto(std::string_view text, std::string_view separator, Fields& pieces) {
     std::size_t count = 0;
     const auto take = [&](std::string_view piece) {
@@ -39,6 +22,12 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
         start = hit + separator.size();
     }
     pieces.resize(count);
+}
+
+Fields split(std::string_view text, std::string_view separator) {
+    Fields pieces;
+    splitInto(text, separator, pieces);
+    return pieces;
 }
 
 std::string join(const Fields& pieces, std::string_view separator) {

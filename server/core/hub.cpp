@@ -10,10 +10,8 @@ namespace velmora::server::core {
 namespace p = protocol;
 
 namespace {
+// libsodium is initialised by the hasher, which is built first.
 std::string randomPassword() {
-    if (sodium_init() < 0) {
-        throw std::runtime_error("libsodium failed to initialise");
-    }
     return std::to_string(randombytes_random()) + std::to_string(randombytes_random());
 }
 } // namespace

@@ -55,6 +55,7 @@ private:
     void login(ConnId conn, const protocol::Fields& f, Effects& fx);
     void loginAccepted(ConnId conn, const store::User& user, Effects& fx);
     void signUp(ConnId conn, const protocol::Fields& f, Effects& fx);
+    void answerSignUp(ConnId conn, std::string_view name, std::string_view outcome, Effects& fx);
     void endSession(ConnId conn, Effects& fx);
     void announce(const Session& who, std::string_view code, Effects& fx);
 

@@ -84,9 +84,7 @@ Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
         return fx;
     }
     if (!isLogin) {
-        const bool added = store_.addUser(job.name, result.hash);
-        log_.line(who(conn) + " sign-up of \"" + job.name + "\": " + (added ? "RS" : "UE"));
-        fx.send(conn, p::buildReply(p::reply::RU, {added ? "RS" : "UE", config_.profileSite}));
+        answerSignUp(conn, job.name, store_.addUser(job.name, result.hash) ? "RS" : "UE", fx);
         return fx;
     }
     if (!result.ok) {
@@ -109,14 +107,16 @@ Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
     return fx;
 }
 
+void Hub::answerSignUp(ConnId conn, std::string_view name, std::string_view outcome, Effects& fx) {
+    log_.line(who(conn) + " sign-up of \"" + std::string(name.substr(0, 40)) +
+              "\": " + std::string(outcome));
+    fx.send(conn, p::buildReply(p::reply::RU, {outcome, config_.profileSite}));
+}
+
 void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
     const std::string& name = f[1];
     const std::string& password = f[2];
-    const auto answer = [&](std::string_view outcome) {
-        log_.line(who(conn) + " sign-up of \"" + name.substr(0, 40) +
-                  "\": " + std::string(outcome));
-        fx.send(conn, p::buildReply(p::reply::RU, {outcome, config_.profileSite}));
-    };
+    const auto answer = [&](std::string_view outcome) { answerSignUp(conn, name, outcome, fx); };
     if (!config_.signup) {
         answer("RNE");
         return;

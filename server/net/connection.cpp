@@ -14,8 +14,6 @@
 namespace velmora::server::net {
 
 namespace {
-using Clock = asio::steady_timer::clock_type;
-
 // Commands handled in a row before the reader lets other connections run.
 constexpr int kCommandsPerTurn = 16;
 // Past this, an output buffer emptied after a burst gives its memory back;

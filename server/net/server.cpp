@@ -134,20 +134,19 @@ asio::awaitable<void> Server::sweepLoop() {
     }
 }
 
-void Server::onQuietPending(Connection& connection) {
-    const auto deadline = connection.quietDeadline();
-    const auto it = connections_.find(connection.id());
-    if (it == connections_.end()) {
-        return;
-    }
+void Server::listQuiet(std::shared_ptr<Connection> connection) {
     // A connection stays listed while it has a pending command; its deadline
-    // moves with each read, and the one timer only moves earlier.
-    if (std::find(quietPending_.begin(), quietPending_.end(), it->second.connection) ==
-        quietPending_.end()) {
-        quietPending_.push_back(it->second.connection);
+    // moves with each read.
+    if (std::find(quietPending_.begin(), quietPending_.end(), connection) == quietPending_.end()) {
+        quietPending_.push_back(std::move(connection));
     }
-    if (deadline < quiet_.expiry()) {
-        quiet_.expires_at(deadline);
+}
+
+void Server::onQuietPending(Connection& connection) {
+    listQuiet(connection.shared_from_this());
+    // The one timer only moves earlier.
+    if (connection.quietDeadline() < quiet_.expiry()) {
+        quiet_.expires_at(connection.quietDeadline());
     }
 }
 
@@ -169,11 +168,8 @@ asio::awaitable<void> Server::quietLoop() {
         quietPending_.clear();
         for (auto& connection : round) {
             trapped(log_, "#" + std::to_string(connection->id()) + " command", [&] {
-                const auto deadline = connection->quietTick(now);
-                if (deadline != Connection::Clock::time_point::max() &&
-                    std::find(quietPending_.begin(), quietPending_.end(), connection) ==
-                        quietPending_.end()) {
-                    quietPending_.push_back(connection);
+                if (connection->quietTick(now) != Connection::Clock::time_point::max()) {
+                    listQuiet(connection);
                 }
             });
         }

@@ -61,6 +61,7 @@ private:
     void accept(asio::ip::tcp::socket socket);
     void apply(core::Effects effects);
     void configure(asio::ip::tcp::socket& socket) const;
+    void listQuiet(std::shared_ptr<Connection> connection);
 
     void onCommand(core::ConnId id, const protocol::Fields& command) override;
     void onOfflineWritten(core::ConnId id) override;

@@ -73,39 +73,62 @@ bool isSealedField(std::string_view field) {
         }
         return true;
     };
-    for (std::size_t i = 0;;) {
+    const auto opensOne = [](char second) {
         for (const std::string_view separator : kSeparators) {
-            if (startsAt(i, separator)) {
-                return false;
+            if (separator[1] == second) {
+                return true;
             }
         }
-        if (i == padded - 1) {
-            return true;
+        return false;
+    };
+    // The closing pad space has nothing after it, so no separator starts there.
+    for (std::size_t i = 0; i < padded - 1;) {
+        if (opensOne(at(i + 1))) {
+            for (const std::string_view separator : kSeparators) {
+                if (startsAt(i, separator)) {
+                    return false;
+                }
+            }
         }
         // Padded position i is field position i - 1: the next space from there.
         const std::size_t next = field.find(' ', i);
         i = next == std::string_view::npos ? padded - 1 : next + 1;
     }
+    return true;
 }
 
 namespace {
-template <typename Range> std::string replyOf(std::string_view code, const Range& fields) {
-    std::string out(kRecordMark);
+template <typename Range>
+void appendReplyOf(std::string& out, std::string_view code, const Range& fields) {
+    std::size_t size = kRecordMark.size() + code.size();
+    for (const auto& field : fields) {
+        size += kReplyFieldSep.size() + std::string_view(field).size();
+    }
+    out.reserve(out.size() + size);
+    out += kRecordMark;
     out += code;
     for (const auto& field : fields) {
         out += kReplyFieldSep;
         out += field;
     }
-    return out;
 }
 } // namespace
 
+void appendReply(std::string& out, std::string_view code,
+                 std::initializer_list<std::string_view> fields) {
+    appendReplyOf(out, code, fields);
+}
+
 std::string buildReply(std::string_view code, std::initializer_list<std::string_view> fields) {
-    return replyOf(code, fields);
+    std::string out;
+    appendReplyOf(out, code, fields);
+    return out;
 }
 
 std::string buildReply(std::string_view code, const Fields& fields) {
-    return replyOf(code, fields);
+    std::string out;
+    appendReplyOf(out, code, fields);
+    return out;
 }
 
 std::vector<Fields> splitBatch(std::string_view batch, std::string_view fieldSeparator) {

@@ -97,6 +97,9 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
 // " ## " + code + (" /$/ " + field) for each field.
 [[nodiscard]] std::string buildReply(std::string_view code,
                                      std::initializer_list<std::string_view> fields);
+// The same record, appended to `out`.
+void appendReply(std::string& out, std::string_view code,
+                 std::initializer_list<std::string_view> fields);
 [[nodiscard]] std::string buildReply(std::string_view code, const Fields& fields);
 
 // Cuts one received batch into records: split on " ## ", piece 0 dropped, each

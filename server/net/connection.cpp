@@ -1,10 +1,6 @@
 #include "net/connection.h"
 
-#include <asio/co_spawn.hpp>
 #include <asio/post.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
-#include <asio/write.hpp>
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
@@ -14,71 +10,60 @@
 namespace velmora::server::net {
 
 namespace {
-// Commands handled in a row before the reader lets other connections run.
-constexpr int kCommandsPerTurn = 16;
-// Past this, an output buffer emptied after a burst gives its memory back;
-// past the smaller one, when the connection goes idle.
+// Commands handled in a row before the connection lets others run.
+constexpr int kCommandsPerTurn = 64;
+// Past this, an output buffer emptied after a burst gives its memory back at
+// once; a smaller one is kept for the next turn until the owner's trim().
 constexpr std::size_t kKeepCapacity = 64 * 1024;
-constexpr std::size_t kIdleCapacity = 1024;
-// How often unacknowledged offline messages are looked at again.
-constexpr auto kAckPoll = std::chrono::milliseconds(20);
-
-std::string prefix(core::ConnId id, const std::string& address) {
-    return "#" + std::to_string(id) + " " + address;
-}
 } // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
+Connection::Connection(Socket socket, core::ConnId id, std::string address,
                        const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
-                       std::span<char> scratch)
+                       ReadScratch& scratch)
     : socket_(std::move(socket)), id_(id), address_(std::move(address)), limits_(limits),
       owner_(owner), log_(log), scratch_(scratch), framer_(limits.maxRecordBytes),
-      wake_(socket_.get_executor()), tokens_(limits.commandBurst), refilled_(Clock::now()) {
-    wake_.expires_at(asio::steady_timer::time_point::max());
+      tokens_(limits.commandBurst), refilled_(Clock::now()) {}
+
+std::string Connection::prefix() const {
+    return "#" + std::to_string(id_) + " " + address_;
 }
 
 void Connection::start() {
-    log_.line(prefix(id_, address_) + " connected");
+    log_.line(prefix() + " connected");
     asio::error_code ignored;
     socket_.non_blocking(true, ignored);
     awaitInput();
 }
 
-void Connection::spawn(asio::awaitable<void> work, const char* what) {
-    asio::co_spawn(socket_.get_executor(), std::move(work),
-                   [self = shared_from_this(), what](std::exception_ptr error) {
-                       if (!error) {
-                           return;
-                       }
-                       try {
-                           std::rethrow_exception(error);
-                       } catch (const std::exception& e) {
-                           self->stop(std::string(what) + ": " + e.what());
-                       }
-                   });
-}
-
-void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds) {
+void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds) {
     if (!open_) {
         return;
     }
-    if (queued_.size() + sending_.size() + bytes.size() > limits_.maxPendingBytes) {
+    if (out_.size() - sent_ + bytes.size() > limits_.maxPendingBytes) {
         stop("output over " + std::to_string(limits_.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
-    queued_ += bytes;
+    out_ += bytes;
     queuedTotal_ += bytes.size();
     if (!offlineIds.empty()) {
         offline_.push_back({queuedTotal_, std::move(offlineIds), false});
     }
-    // The writer runs only while there is output: an idle connection holds
-    // nothing for it.
     if (!writing_) {
-        writing_ = true;
-        spawn(writer(), "write");
-    } else {
-        wake_.cancel_one();
+        owner_.onOutput(*this);
+    }
+}
+
+void Connection::trim() {
+    if (out_.empty()) {
+        std::string().swap(out_);
+    }
+    framer_.trim();
+}
+
+void Connection::flush() {
+    if (open_ && !writing_) {
+        writeOut();
     }
 }
 
@@ -89,13 +74,15 @@ void Connection::stop(const std::string& reason) {
     // Whatever the peer acknowledged before the end counts as delivered.
     checkAcknowledged();
     open_ = false;
-    log_.line(prefix(id_, address_) + " closed (" + reason + ")");
+    log_.line(prefix() + " closed (" + reason + ")");
     asio::error_code ignored;
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+    socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
-    wake_.cancel();
+    if (pause_) {
+        pause_->cancel();
+    }
     quietDeadline_ = Clock::time_point::max();
-    queued_.clear();
+    std::string().swap(out_);
     offline_.clear();
     owner_.onClosed(id_);
 }
@@ -107,9 +94,9 @@ void Connection::finish() {
     finishing_ = true;
     asio::error_code ignored;
     // Wakes the reader with an end of input; a write under way goes on.
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_receive, ignored);
+    socket_.shutdown(Socket::shutdown_receive, ignored);
     quietDeadline_ = Clock::time_point::max();
-    if (!writing_) {
+    if (out_.size() == sent_) {
         stop("server shutting down");
     }
 }
@@ -141,7 +128,15 @@ void Connection::checkAcknowledged() {
     }
 }
 
-Connection::Clock::duration Connection::takeToken() {
+bool Connection::pollAcknowledged() {
+    if (!open_) {
+        return false;
+    }
+    checkAcknowledged();
+    return !offline_.empty() && offline_.front().written;
+}
+
+Connection::Clock::duration Connection::tokenWait() {
     if (limits_.commandsPerSecond <= 0) {
         return {};
     }
@@ -149,46 +144,94 @@ Connection::Clock::duration Connection::takeToken() {
     const std::chrono::duration<double> since = now - refilled_;
     refilled_ = now;
     tokens_ = std::min(limits_.commandBurst, tokens_ + since.count() * limits_.commandsPerSecond);
-    tokens_ -= 1;
-    if (tokens_ >= 0) {
+    if (tokens_ >= 1) {
         return {};
     }
-    // In debt: the wait until the token taken is earned back.
-    const std::chrono::duration<double> wait(-tokens_ / limits_.commandsPerSecond);
+    // Short of a token: the wait until one is earned.
+    const std::chrono::duration<double> wait((1 - tokens_) / limits_.commandsPerSecond);
     return std::chrono::duration_cast<Clock::duration>(wait);
 }
 
-// Handles every command the buffer completes; false when the connection ended.
-asio::awaitable<bool> Connection::drain() {
+void Connection::awaitInput() {
+    // An idle connection holds this wait and nothing more. The wait also
+    // ends at once when bytes are already there, so a read that did not
+    // fill the buffer need not be followed by one that finds nothing.
+    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](const asio::error_code& ec) {
+        if (!self->open_ || self->finishing_) {
+            return;
+        }
+        if (ec) {
+            self->stop(ec.message());
+            return;
+        }
+        self->readInput();
+    });
+}
+
+void Connection::readInput() {
+    if (!open_ || finishing_) {
+        return;
+    }
+    asio::error_code ec;
+    const std::size_t n = socket_.read_some(asio::buffer(scratch_.bytes), ec);
+    if (ec == asio::error::would_block || ec == asio::error::try_again) {
+        awaitInput();
+        return;
+    }
+    if (ec) {
+        stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
+        return;
+    }
+    // The loop's buffer is copied into the framer before anything else runs.
+    framer_.feed(std::string_view(scratch_.bytes.data(), n));
+    readFull_ = n == scratch_.bytes.size();
+    drain();
+}
+
+// Handles every command the buffer completes, then goes back to reading.
+void Connection::drain() {
     draining_ = true;
-    protocol::Fields command;
-    int inTurn = 0;
-    for (;;) {
-        const auto next = framer_.next(command);
+    for (int inTurn = 0; open_ && !finishing_; ++inTurn) {
+        if (inTurn == kCommandsPerTurn) {
+            // Other connections go first; this one goes on after them.
+            asio::post(socket_.get_executor(), [self = shared_from_this()] { self->drain(); });
+            return;
+        }
+        if (const auto wait = tokenWait(); wait > Clock::duration::zero()) {
+            // Back-pressure: nothing more is read from this peer until then.
+            if (!pause_) {
+                pause_ = std::make_unique<asio::steady_timer>(socket_.get_executor());
+            }
+            pause_->expires_after(wait);
+            pause_->async_wait([self = shared_from_this()](const asio::error_code&) {
+                if (self->open_) {
+                    self->drain();
+                }
+            });
+            return;
+        }
+        const auto next = framer_.next(scratch_.fields);
         if (next == Framer::Next::TooLong) {
             stop("command over " + std::to_string(limits_.maxRecordBytes) + " bytes refused");
-            break;
+            return;
         }
         if (next == Framer::Next::None) {
             break;
         }
-        if (const auto wait = takeToken(); wait > Clock::duration::zero()) {
-            // Back-pressure: nothing more is read from this peer until then.
-            asio::steady_timer pause(socket_.get_executor(), wait);
-            asio::error_code ec;
-            co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-        }
-        handle(command);
-        if (!open_ || finishing_) {
-            break;
-        }
-        if (++inTurn == kCommandsPerTurn) {
-            inTurn = 0;
-            co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-        }
+        tokens_ -= limits_.commandsPerSecond > 0 ? 1 : 0;
+        handle(scratch_.fields);
     }
     draining_ = false;
-    co_return open_ && !finishing_;
+    if (!open_ || finishing_) {
+        return;
+    }
+    armQuietTimer();
+    if (readFull_) {
+        // More may be waiting: read again once the others had their turn.
+        asio::post(socket_.get_executor(), [self = shared_from_this()] { self->readInput(); });
+    } else {
+        awaitInput();
+    }
 }
 
 void Connection::armQuietTimer() {
@@ -202,103 +245,75 @@ void Connection::armQuietTimer() {
 }
 
 Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
-    // While the reader drains, the pending command is not the next one; the
-    // reader sets a new deadline when it is done.
+    // While the connection drains, the pending command is not the next one;
+    // the drain sets a new deadline when it is done.
     if (open_ && !finishing_ && !draining_ && quietDeadline_ <= now && framer_.hasPending()) {
         quietDeadline_ = Clock::time_point::max();
-        handle(framer_.takePending());
+        framer_.takePending(scratch_.fields);
+        handle(scratch_.fields);
     }
     return quietDeadline_;
 }
 
-void Connection::awaitInput() {
-    // A plain wait, not a coroutine: an idle connection holds nothing more.
-    socket_.async_wait(asio::ip::tcp::socket::wait_read,
-                       [self = shared_from_this()](const asio::error_code& ec) {
-                           if (!self->open_ || self->finishing_) {
-                               return;
-                           }
-                           if (ec) {
-                               self->stop(ec.message());
-                               return;
-                           }
-                           self->spawn(self->reader(), "read");
-                       });
-}
-
-// Reads and handles everything the socket holds, then goes back to waiting.
-asio::awaitable<void> Connection::reader() {
-    while (open_ && !finishing_) {
-        asio::error_code ec;
-        const std::size_t n = socket_.read_some(asio::buffer(scratch_.data(), scratch_.size()), ec);
-        if (ec == asio::error::would_block || ec == asio::error::try_again) {
-            awaitInput();
-            co_return;
+void Connection::awaitWritable() {
+    writing_ = true;
+    socket_.async_wait(Socket::wait_write, [self = shared_from_this()](const asio::error_code& ec) {
+        self->writing_ = false;
+        if (!self->open_) {
+            return;
         }
         if (ec) {
-            stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
-            co_return;
+            self->stop("write failed: " + ec.message());
+            return;
         }
-        // The loop's buffer is copied into the framer before anything yields.
-        framer_.feed(std::string_view(scratch_.data(), n));
-        if (!co_await drain()) {
-            co_return;
-        }
-        armQuietTimer();
-        // Other connections, this one's writer among them, go before the next read.
-        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-    }
+        self->writeOut();
+    });
 }
 
-asio::awaitable<void> Connection::writer() {
-    while (open_) {
-        if (queued_.empty()) {
-            if (finishing_) {
-                writing_ = false;
-                stop("server shutting down");
-                co_return;
-            }
-            if (offline_.empty()) {
-                // Going idle: a buffer grown by a burst is given back.
-                for (std::string* buffer : {&queued_, &sending_}) {
-                    if (buffer->capacity() > kIdleCapacity) {
-                        std::string().swap(*buffer);
-                    }
-                }
-                writing_ = false;
-                co_return;
-            }
-            // Offline messages wait for the peer's acknowledgement.
-            wake_.expires_after(kAckPoll);
-            asio::error_code ec;
-            co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-            checkAcknowledged();
-            continue;
-        }
-        sending_.swap(queued_);
+void Connection::writeOut() {
+    if (out_.size() > sent_) {
         asio::error_code ec;
-        co_await asio::async_write(socket_, asio::buffer(sending_),
-                                   asio::redirect_error(asio::use_awaitable, ec));
-        if (ec) {
+        const std::size_t wanted = out_.size() - sent_;
+        const std::size_t n = socket_.write_some(asio::buffer(out_.data() + sent_, wanted), ec);
+        if (ec && ec != asio::error::would_block && ec != asio::error::try_again) {
             stop("write failed: " + ec.message());
-            co_return;
+            return;
         }
-        written_ += sending_.size();
-        sending_.clear();
-        if (sending_.capacity() > kKeepCapacity) {
-            std::string().swap(sending_); // a large burst does not stay allocated
-        }
-        bool pagesWritten = false;
-        for (auto& mark : offline_) {
-            if (!mark.written && mark.end <= written_) {
-                mark.written = true;
-                pagesWritten = true;
+        sent_ += n;
+        written_ += n;
+        if (n < wanted) {
+            // The socket is full: the rest goes once the peer reads.
+            if (sent_ > out_.size() / 2) {
+                out_.erase(0, sent_);
+                sent_ = 0;
             }
+            awaitWritable();
+            return;
         }
+    }
+    out_.clear();
+    sent_ = 0;
+    if (out_.capacity() > kKeepCapacity) {
+        std::string().swap(out_);
+    }
+    bool pagesWritten = false;
+    for (auto& mark : offline_) {
+        if (!mark.written && mark.end <= written_) {
+            mark.written = true;
+            pagesWritten = true;
+        }
+    }
+    if (pagesWritten) {
         checkAcknowledged();
-        if (pagesWritten && open_) {
+        if (!offline_.empty()) {
+            owner_.onAwaitingAcknowledgement(*this);
+        }
+        if (open_) {
             owner_.onOfflineWritten(id_);
         }
+    }
+    if (finishing_ && open_ && out_.empty()) {
+        stop("server shutting down");
     }
 }
 

@@ -1,25 +1,30 @@
-// One client connection: a reader that frames commands and a writer that
-// sends queued batches. A delivery only queues; the writer sends everything
-// queued in one gathered write. The last command of a burst is completed by
-// the owner's one quiet timer for all connections (quietDeadline()). Every
-// way out goes through stop().
+// One client connection, driven by plain callbacks. Input: an idle
+// connection holds only a readiness wait; once readable it reads into the
+// loop's scratch buffer, frames and handles what arrived, and waits again.
+// Output: a delivery only appends to one buffer; the owner flushes every
+// connection that has output once per loop turn, with one send. The last
+// command of a burst is completed by the owner's one quiet timer for all
+// connections (quietDeadline()). Every way out goes through stop().
 #pragma once
 
 #include "core/effects.h"
 #include "core/log.h"
 #include "net/framer.h"
 
-#include <asio/awaitable.hpp>
+#include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::server::net {
+
+using Socket = asio::basic_stream_socket<asio::ip::tcp, asio::io_context::executor_type>;
 
 struct ConnectionLimits {
     std::size_t maxRecordBytes = 16000;
@@ -31,13 +36,28 @@ struct ConnectionLimits {
     double commandBurst = 100;
 };
 
+// Shared by every connection of one loop: nothing in it outlives the
+// handling of one read.
+struct ReadScratch {
+    std::array<char, 16384> bytes{};
+    protocol::Fields fields;
+};
+
 class Connection;
+
+// The lists an owner keeps connections on; a connection is on each at most once.
+enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4 };
 
 class ConnectionOwner {
 public:
     virtual void onCommand(core::ConnId id, const protocol::Fields& command) = 0;
+    // Output was queued: flush() the connection at the end of this turn.
+    virtual void onOutput(Connection& connection) = 0;
     // A batch carrying offline messages was handed to the kernel.
     virtual void onOfflineWritten(core::ConnId id) = 0;
+    // Offline messages wait for the peer's acknowledgement: call
+    // pollAcknowledged() now and then.
+    virtual void onAwaitingAcknowledgement(Connection& connection) = 0;
     // The peer acknowledged the bytes of these offline messages.
     virtual void onAcknowledged(const std::vector<std::int64_t>& offlineIds) = 0;
     virtual void onClosed(core::ConnId id) = 0;
@@ -50,16 +70,19 @@ protected:
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    // `scratch` is the loop's read buffer: a connection reads into it only
-    // once the socket is readable, and frames the bytes before it yields.
-    Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
-               const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
-               std::span<char> scratch);
+    Connection(Socket socket, core::ConnId id, std::string address, const ConnectionLimits& limits,
+               ConnectionOwner& owner, core::Log& log, ReadScratch& scratch);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     void start();
-    void deliver(std::string bytes, std::vector<std::int64_t> offlineIds);
+    // Queues one or more records; `offlineIds` are the offline messages they carry.
+    void deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds = {});
+    // Sends what is queued; called by the owner once per turn after onOutput().
+    void flush();
+    // Gives back the buffers that hold nothing; the owner calls it now and
+    // then, so that an idle connection costs no more than its socket.
+    void trim();
     void stop(const std::string& reason);
     // Stops reading, sends what is queued, then closes.
     void finish();
@@ -70,6 +93,13 @@ public:
     [[nodiscard]] Clock::time_point quietDeadline() const { return quietDeadline_; }
     // Takes the pending command if its deadline has passed; the new deadline.
     Clock::time_point quietTick(Clock::time_point now);
+    // Reports what the peer acknowledged; true while written offline
+    // messages still wait for it.
+    bool pollAcknowledged();
+
+    // The owner's bookkeeping of its lists: list() is false when already listed.
+    bool list(Listing which) { return !(listed_ & bit(which)) && (listed_ |= bit(which), true); }
+    void unlist(Listing which) { listed_ &= static_cast<std::uint8_t>(~bit(which)); }
 
 private:
     // Offline messages whose record ends at this offset of the output stream.
@@ -79,41 +109,44 @@ private:
         bool written = false;
     };
 
+    static std::uint8_t bit(Listing which) { return static_cast<std::uint8_t>(which); }
     void awaitInput();
-    asio::awaitable<void> reader();
-    asio::awaitable<void> writer();
-    void spawn(asio::awaitable<void> work, const char* what);
-    asio::awaitable<bool> drain();
-    // Takes a command's token; how long to pause first when there was none.
-    [[nodiscard]] Clock::duration takeToken();
+    void readInput();
+    void drain();
+    void awaitWritable();
+    void writeOut();
+    // How long to pause before the next command for want of a token.
+    [[nodiscard]] Clock::duration tokenWait();
     void handle(const protocol::Fields& command);
     void armQuietTimer();
     void checkAcknowledged();
+    [[nodiscard]] std::string prefix() const;
 
-    asio::ip::tcp::socket socket_;
+    Socket socket_;
     core::ConnId id_;
     std::string address_;
     const ConnectionLimits& limits_;
     ConnectionOwner& owner_;
     core::Log& log_;
-    std::span<char> scratch_;
+    ReadScratch& scratch_;
     Framer framer_;
-    asio::steady_timer wake_;
+    // Only a peer over its command budget gets one.
+    std::unique_ptr<asio::steady_timer> pause_;
     Clock::time_point quietDeadline_ = Clock::time_point::max();
-    // Output is appended to one buffer while the other is being written: one
-    // write per turn whatever the number of records, and no allocation once
-    // the buffers have grown to the usual burst.
-    std::string queued_;
-    std::string sending_;
+    // Records waiting to go out; the first `sent_` bytes are already sent.
+    std::string out_;
+    std::size_t sent_ = 0;
     std::vector<OfflineMark> offline_;
-    std::uint64_t queuedTotal_ = 0; // stream offset at the end of queued_
+    std::uint64_t queuedTotal_ = 0; // stream offset at the end of out_
     std::uint64_t written_ = 0;     // stream offset the kernel has taken
     double tokens_;
     Clock::time_point refilled_;
-    bool open_ = true;
-    bool draining_ = false;
-    bool writing_ = false;
-    bool finishing_ = false;
+    std::uint8_t listed_ = 0;
+    bool open_ : 1 = true;
+    bool draining_ : 1 = false;
+    bool writing_ : 1 = false; // waiting for the socket to take more
+    bool finishing_ : 1 = false;
+    bool readFull_ : 1 = false; // the last read filled the scratch buffer
 };
 
 } // namespace velmora::server::net

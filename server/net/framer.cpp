@@ -106,13 +106,19 @@ bool Framer::pendingHasAllFields() const {
     return needed && count(body, p::kCommandFieldSep) >= *needed;
 }
 
-p::Fields Framer::takePending() {
+void Framer::takePending(p::Fields& command) {
     const std::string_view body = pendingBody();
-    p::Fields fields = p::split(body, p::kCommandFieldSep);
+    p::splitInto(body, p::kCommandFieldSep, command);
     start_ += p::kRecordMark.size() + body.size();
     scanned_ = 0;
     compact();
-    return fields;
+}
+
+void Framer::trim() {
+    compact();
+    if (buffer_.empty()) {
+        std::string().swap(buffer_);
+    }
 }
 
 } // namespace velmora::server::net

@@ -40,7 +40,14 @@ public:
     // True when the pending command's code is known and all its fields are there.
     [[nodiscard]] bool pendingHasAllFields() const;
     // Takes the pending command as complete (the peer went quiet).
-    [[nodiscard]] protocol::Fields takePending();
+    void takePending(protocol::Fields& command);
+    [[nodiscard]] protocol::Fields takePending() {
+        protocol::Fields command;
+        takePending(command);
+        return command;
+    }
+    // Gives back the buffer's memory when it holds nothing.
+    void trim();
 
     [[nodiscard]] std::size_t buffered() const { return buffer_.size() - start_; }
     // Bytes dropped because they stood before any record mark.

@@ -7,11 +7,11 @@
 #include "net/connection.h"
 #include "net/password_pool.h"
 
+#include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
-#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -58,13 +58,18 @@ private:
     asio::awaitable<void> acceptLoop();
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
-    void accept(asio::ip::tcp::socket socket);
-    void apply(core::Effects effects);
-    void configure(asio::ip::tcp::socket& socket) const;
-    void listQuiet(std::shared_ptr<Connection> connection);
+    asio::awaitable<void> acknowledgementLoop();
+    void accept(Socket socket);
+    void apply(core::Effects& effects);
+    void apply(core::Effects&& effects) { apply(effects); }
+    void configure(Socket& socket) const;
+    void listQuiet(Connection& connection);
+    void flushAll();
 
     void onCommand(core::ConnId id, const protocol::Fields& command) override;
+    void onOutput(Connection& connection) override;
     void onOfflineWritten(core::ConnId id) override;
+    void onAwaitingAcknowledgement(Connection& connection) override;
     void onAcknowledged(const std::vector<std::int64_t>& offlineIds) override;
     void onClosed(core::ConnId id) override;
     void onQuietPending(Connection& connection) override;
@@ -73,16 +78,23 @@ private:
     core::Hub& hub_;
     core::Log& log_;
     ServerLimits limits_;
-    asio::ip::tcp::acceptor acceptor_;
+    asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type> acceptor_;
     asio::steady_timer sweep_;
     // One timer completes the last command of every connection's burst: the
     // connections with a pending command, each with its own deadline.
     asio::steady_timer quiet_;
     std::vector<std::shared_ptr<Connection>> quietPending_;
+    // Connections with output, flushed together once the turn's other work is done.
+    std::vector<std::shared_ptr<Connection>> flushPending_;
+    // Connections whose written offline messages wait for the peer's
+    // acknowledgement, looked at again every few milliseconds.
+    asio::steady_timer acknowledgements_;
+    std::vector<std::shared_ptr<Connection>> ackPending_;
     PasswordPool passwords_;
     std::unordered_map<core::ConnId, Entry> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;
-    std::array<char, 16384> scratch_{};
+    ReadScratch scratch_;
+    core::Effects effects_;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
 };

@@ -63,7 +63,7 @@ void Connection::trim() {
 
 void Connection::flush() {
     if (open_ && !writing_) {
-        writeOut();
+        guarded("write", [&] { writeOut(); });
     }
 }
 
@@ -164,7 +164,7 @@ void Connection::awaitInput() {
             self->stop(ec.message());
             return;
         }
-        self->readInput();
+        self->guarded("read", [&] { self->readInput(); });
     });
 }
 
@@ -194,7 +194,9 @@ void Connection::drain() {
     for (int inTurn = 0; open_ && !finishing_; ++inTurn) {
         if (inTurn == kCommandsPerTurn) {
             // Other connections go first; this one goes on after them.
-            asio::post(socket_.get_executor(), [self = shared_from_this()] { self->drain(); });
+            asio::post(socket_.get_executor(), [self = shared_from_this()] {
+                self->guarded("read", [&] { self->drain(); });
+            });
             return;
         }
         if (const auto wait = tokenWait(); wait > Clock::duration::zero()) {
@@ -205,7 +207,7 @@ void Connection::drain() {
             pause_->expires_after(wait);
             pause_->async_wait([self = shared_from_this()](const asio::error_code&) {
                 if (self->open_) {
-                    self->drain();
+                    self->guarded("read", [&] { self->drain(); });
                 }
             });
             return;
@@ -225,10 +227,19 @@ void Connection::drain() {
     if (!open_ || finishing_) {
         return;
     }
+    if (framer_.pendingIsWhole()) {
+        framer_.takePending(scratch_.fields);
+        handle(scratch_.fields);
+        if (!open_ || finishing_) {
+            return;
+        }
+    }
     armQuietTimer();
     if (readFull_) {
         // More may be waiting: read again once the others had their turn.
-        asio::post(socket_.get_executor(), [self = shared_from_this()] { self->readInput(); });
+        asio::post(socket_.get_executor(), [self = shared_from_this()] {
+            self->guarded("read", [&] { self->readInput(); });
+        });
     } else {
         awaitInput();
     }
@@ -266,7 +277,7 @@ void Connection::awaitWritable() {
             self->stop("write failed: " + ec.message());
             return;
         }
-        self->writeOut();
+        self->guarded("write", [&] { self->writeOut(); });
     });
 }
 

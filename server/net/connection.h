@@ -110,6 +110,15 @@ private:
     };
 
     static std::uint8_t bit(Listing which) { return static_cast<std::uint8_t>(which); }
+    // Runs one step of the connection's work; a failure ends the connection,
+    // never the server.
+    template <typename Step> void guarded(const char* what, Step&& step) {
+        try {
+            step();
+        } catch (const std::exception& e) {
+            stop(std::string(what) + " failed: " + e.what());
+        }
+    }
     void awaitInput();
     void readInput();
     void drain();

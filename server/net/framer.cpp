@@ -1,6 +1,7 @@
 #include "net/framer.h"
 
 #include "core/command_table.h"
+#include "core/config.h"
 
 #include <algorithm>
 
@@ -104,6 +105,23 @@ bool Framer::pendingHasAllFields() const {
     const std::string_view body = pendingBody();
     const auto needed = core::commandFieldCount(body.substr(0, body.find(p::kCommandFieldSep)));
     return needed && count(body, p::kCommandFieldSep) >= *needed;
+}
+
+bool Framer::pendingIsWhole() const {
+    if (!hasPending()) {
+        return false;
+    }
+    const std::string_view body = pendingBody();
+    const std::string_view code = body.substr(0, body.find(p::kCommandFieldSep));
+    if ((code != p::cmd::LI && code != p::cmd::RA) || !pendingHasAllFields()) {
+        return false;
+    }
+    // A version cut by TCP would read as an older one: at worst that one
+    // login is refused as too old. Waiting the quiet time instead would add
+    // it to every login.
+    const std::string_view last =
+        body.substr(body.rfind(p::kCommandFieldSep) + p::kCommandFieldSep.size());
+    return core::parseVersion(last).has_value();
 }
 
 void Framer::takePending(p::Fields& command) {

@@ -39,6 +39,9 @@ public:
     [[nodiscard]] bool hasPending() const;
     // True when the pending command's code is known and all its fields are there.
     [[nodiscard]] bool pendingHasAllFields() const;
+    // True when nothing more can belong to the pending command: a login or
+    // sign-up whose last field, the client version, is a whole "major.minor".
+    [[nodiscard]] bool pendingIsWhole() const;
     // Takes the pending command as complete (the peer went quiet).
     void takePending(protocol::Fields& command);
     [[nodiscard]] protocol::Fields takePending() {

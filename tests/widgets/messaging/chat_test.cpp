@@ -196,7 +196,7 @@ private slots:
                          " ## +PM /$/ Carol1 /$/ third /$/ Arial /$/ 12 /$/ ",
                          [&] { return rig.desktop.sounds.size() == 3; }));
         QVERIFY(shownText(open->brwMessage()).endsWith("ALICIA: hi there "));
-        QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kReceivedColour));
+        QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kOthersColour));
         QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
         // A sender without a window gets one, and keeps it.
         PMWindow* carol = rig.pm(QStringLiteral("carol1 - Instant Message"));

@@ -4,6 +4,7 @@
 // for globals, so two clients can run side by side in one process.
 #pragma once
 
+#include "platform/desktop.h"
 #include "session/app_error.h"
 #include "session/error_trap.h"
 #include "session/session_values.h"
@@ -93,6 +94,19 @@ public:
     }
     // The open window with this objectName (a form's name), or null.
     [[nodiscard]] QWidget* findWindowByName(const QString& name) const;
+    // The one way to show a window that is open at most once: `open`, found
+    // by the caller by caption, name or type, is brought forward; without
+    // one, the window `make` returns joins this session's windows and shows.
+    template <class W, class Make> W& showSingle(W* open, Make&& make) {
+        if (open) {
+            desktop_.bringToFront(open);
+            return *open;
+        }
+        W* window = std::forward<Make>(make)();
+        adoptWindow(window);
+        window->show();
+        return *window;
+    }
     // Closes every window of the session except the main window.
     void closeSessionWindows();
 

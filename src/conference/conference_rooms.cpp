@@ -10,14 +10,8 @@ namespace velmora {
 ConferenceRooms::ConferenceRooms(Client& client) : QObject(&client), client_(client) {}
 
 ConfWindow& ConferenceRooms::showRoom(const QString& name) {
-    if (!room_) {
-        room_ = new ConfWindow(client_);
-        client_.adoptWindow(room_);
-    }
+    room_ = &client_.showSingle(room_.data(), [this] { return new ConfWindow(client_); });
     room_->enterRoom(name);
-    room_->show();
-    room_->raise();
-    room_->activateWindow();
     return *room_;
 }
 

@@ -3,8 +3,7 @@
 #include "app/client.h"
 #include "contacts/add_buddy_dialog.h"
 #include "contacts/buddy_list.h"
-#include "messaging/message_formatter.h"
-#include "messaging/message_window.h"
+#include "messaging/chat_window.h"
 #include "platform/desktop.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
@@ -30,8 +29,7 @@ void writePresenceNotice(Client& client, const QString& name, const QString& eve
                        QTime::currentTime().toString(Qt::TextDate) + QLatin1Char(')');
         AppendMessageHtml(text, QStringLiteral("#FF0000"), QStringLiteral("&lt;Client&gt;"),
                           QStringLiteral("MS Sans Serif"), QStringLiteral("9"),
-                          conversation->messageView(), QString(),
-                          FormatterOptions{client.values().emote == 1, client.appFolder()});
+                          conversation->messageView(), QString(), formatterOptions(client));
     }
 }
 
@@ -51,13 +49,8 @@ void onPresence(Client& client, const QString& name, bool online) {
 }
 
 void showAddBuddy(Client& client) {
-    if (QWidget* open = client.findWindowByName(QStringLiteral("frmAddBuddy"))) {
-        client.desktop().bringToFront(open);
-        return;
-    }
-    auto* dialog = new AddBuddyDialog(client, &client.mainWindow());
-    client.adoptWindow(dialog);
-    dialog->show();
+    client.showSingle(client.findWindowByName(QStringLiteral("frmAddBuddy")),
+                      [&client] { return new AddBuddyDialog(client, &client.mainWindow()); });
 }
 
 void deleteSelectedBuddy(Client& client) {

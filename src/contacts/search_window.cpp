@@ -105,13 +105,10 @@ void SearchUsersWindow::cmdSearch_Click() {
             return;
         }
         lblStatus_->setText(QStringLiteral("Searching..."));
-        try {
-            client_.connection().SendData(QStringLiteral(" ## cmdSU /:/ ") + query);
-        } catch (const AppError&) {
-            // Nothing was sent, so no reply will come to enable the window.
-            setControlsEnabled(true);
-            throw;
-        }
+        // Nothing sent, no reply comes to enable the window.
+        undoOnThrow(
+            [this] { setControlsEnabled(true); },
+            [&] { client_.connection().SendData(QStringLiteral(" ## cmdSU /:/ ") + query); });
     });
 }
 

@@ -1,7 +1,7 @@
 #include "messaging/offline_window.h"
 
 #include "app/client.h"
-#include "messaging/message_formatter.h"
+#include "messaging/chat_window.h"
 #include "messaging/offline_database.h"
 #include "messaging/pm_window.h"
 #include "platform/desktop.h"
@@ -154,7 +154,7 @@ void OfflineMessagesWindow::lvMessages_ItemClick(QTreeWidgetItem* item) {
     QString text = item->text(kMessageColumn).replace(QStringLiteral(" "), QStringLiteral("%%"));
     AppendMessageHtml(text, QString(), item->text(kFromColumn), QStringLiteral("MS Sans Serif"),
                       QStringLiteral("9"), *brwMessage_, QStringLiteral("0"),
-                      FormatterOptions{client_.values().emote == 1, client_.appFolder()});
+                      formatterOptions(client_));
     // A row already read needs no write, so a file that has become
     // read-only still shows its read messages without a report each time.
     if (item->font(kSentColumn).bold()) {
@@ -190,18 +190,11 @@ void OfflineMessagesWindow::cmdClose_Click() {
 }
 
 OfflineMessagesWindow& ShowOfflineMessages(Client& client, bool reload) {
-    if (auto* open = client.findWindow<OfflineMessagesWindow>()) {
-        if (reload) {
-            client.trap([&] { open->Form_Load(); });
-        }
-        open->show();
-        client.desktop().bringToFront(open);
-        return *open;
+    auto* open = client.findWindow<OfflineMessagesWindow>();
+    if (open && reload) {
+        client.trap([&] { open->Form_Load(); });
     }
-    auto* window = new OfflineMessagesWindow(client);
-    client.adoptWindow(window);
-    window->show();
-    return *window;
+    return client.showSingle(open, [&client] { return new OfflineMessagesWindow(client); });
 }
 
 } // namespace velmora

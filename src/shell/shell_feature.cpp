@@ -16,13 +16,7 @@ namespace {
 
 // Shows the window named `name`, making it with `make` when none is open.
 template <typename Make> void showWindow(Client& client, const char* name, Make make) {
-    QWidget* window = client.findWindowByName(QString::fromLatin1(name));
-    if (!window) {
-        window = make();
-        client.adoptWindow(window);
-        window->show();
-    }
-    client.desktop().bringToFront(window);
+    client.showSingle(client.findWindowByName(QString::fromLatin1(name)), make);
 }
 
 void onMenu(Client& client, const char* name, std::function<void()> action) {

@@ -17,19 +17,18 @@ constexpr int kCommandsPerTurn = 64;
 constexpr std::size_t kKeepCapacity = 64 * 1024;
 } // namespace
 
-Connection::Connection(Socket socket, core::ConnId id, std::string address,
-                       const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
-                       ReadScratch& scratch)
-    : socket_(std::move(socket)), id_(id), address_(std::move(address)), limits_(limits),
-      owner_(owner), log_(log), scratch_(scratch), framer_(limits.maxRecordBytes),
-      tokens_(limits.commandBurst), refilled_(Clock::now()) {}
+Connection::Connection(Socket socket, core::ConnId id, std::string ip, std::uint16_t port,
+                       const ConnectionContext& context)
+    : socket_(std::move(socket)), id_(id), ip_(std::move(ip)), context_(context),
+      framer_(context.limits.maxRecordBytes), tokens_(context.limits.commandBurst),
+      refilled_(Clock::now()), port_(port) {}
 
 std::string Connection::prefix() const {
-    return "#" + std::to_string(id_) + " " + address_;
+    return "#" + std::to_string(id_) + " " + ip_ + ":" + std::to_string(port_);
 }
 
 void Connection::start() {
-    log_.line(prefix() + " connected");
+    context_.log.line(prefix() + " connected");
     asio::error_code ignored;
     socket_.non_blocking(true, ignored);
     awaitInput();
@@ -39,8 +38,8 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
     if (!open_) {
         return;
     }
-    if (out_.size() - sent_ + bytes.size() > limits_.maxPendingBytes) {
-        stop("output over " + std::to_string(limits_.maxPendingBytes) +
+    if (out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
+        stop("output over " + std::to_string(context_.limits.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
@@ -50,7 +49,7 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
         offline_.push_back({queuedTotal_, std::move(offlineIds), false});
     }
     if (!writing_) {
-        owner_.onOutput(*this);
+        context_.owner.onOutput(*this);
     }
 }
 
@@ -74,7 +73,7 @@ void Connection::stop(const std::string& reason) {
     // Whatever the peer acknowledged before the end counts as delivered.
     checkAcknowledged();
     open_ = false;
-    log_.line(prefix() + " closed (" + reason + ")");
+    context_.log.line(prefix() + " closed (" + reason + ")");
     asio::error_code ignored;
     socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
@@ -84,7 +83,7 @@ void Connection::stop(const std::string& reason) {
     quietDeadline_ = Clock::time_point::max();
     std::string().swap(out_);
     offline_.clear();
-    owner_.onClosed(id_);
+    context_.owner.onClosed(id_);
 }
 
 void Connection::finish() {
@@ -103,7 +102,7 @@ void Connection::finish() {
 
 void Connection::handle(const protocol::Fields& command) {
     if (open_ && !finishing_) {
-        owner_.onCommand(id_, command);
+        context_.owner.onCommand(id_, command);
     }
 }
 
@@ -124,7 +123,7 @@ void Connection::checkAcknowledged() {
     }
     offline_.erase(offline_.begin(), offline_.begin() + static_cast<std::ptrdiff_t>(done));
     if (!ids.empty()) {
-        owner_.onAcknowledged(ids);
+        context_.owner.onAcknowledged(ids);
     }
 }
 
@@ -137,18 +136,19 @@ bool Connection::pollAcknowledged() {
 }
 
 Connection::Clock::duration Connection::tokenWait() {
-    if (limits_.commandsPerSecond <= 0) {
+    if (context_.limits.commandsPerSecond <= 0) {
         return {};
     }
     const auto now = Clock::now();
     const std::chrono::duration<double> since = now - refilled_;
     refilled_ = now;
-    tokens_ = std::min(limits_.commandBurst, tokens_ + since.count() * limits_.commandsPerSecond);
+    tokens_ = std::min(context_.limits.commandBurst,
+                       tokens_ + since.count() * context_.limits.commandsPerSecond);
     if (tokens_ >= 1) {
         return {};
     }
     // Short of a token: the wait until one is earned.
-    const std::chrono::duration<double> wait((1 - tokens_) / limits_.commandsPerSecond);
+    const std::chrono::duration<double> wait((1 - tokens_) / context_.limits.commandsPerSecond);
     return std::chrono::duration_cast<Clock::duration>(wait);
 }
 
@@ -173,7 +173,7 @@ void Connection::readInput() {
         return;
     }
     asio::error_code ec;
-    const std::size_t n = socket_.read_some(asio::buffer(scratch_.bytes), ec);
+    const std::size_t n = socket_.read_some(asio::buffer(context_.scratch.bytes), ec);
     if (ec == asio::error::would_block || ec == asio::error::try_again) {
         awaitInput();
         return;
@@ -183,8 +183,8 @@ void Connection::readInput() {
         return;
     }
     // The loop's buffer is copied into the framer before anything else runs.
-    framer_.feed(std::string_view(scratch_.bytes.data(), n));
-    readFull_ = n == scratch_.bytes.size();
+    framer_.feed(std::string_view(context_.scratch.bytes.data(), n));
+    readFull_ = n == context_.scratch.bytes.size();
     drain();
 }
 
@@ -212,24 +212,25 @@ void Connection::drain() {
             });
             return;
         }
-        const auto next = framer_.next(scratch_.fields);
+        const auto next = framer_.next(context_.scratch.fields);
         if (next == Framer::Next::TooLong) {
-            stop("command over " + std::to_string(limits_.maxRecordBytes) + " bytes refused");
+            stop("command over " + std::to_string(context_.limits.maxRecordBytes) +
+                 " bytes refused");
             return;
         }
         if (next == Framer::Next::None) {
             break;
         }
-        tokens_ -= limits_.commandsPerSecond > 0 ? 1 : 0;
-        handle(scratch_.fields);
+        tokens_ -= context_.limits.commandsPerSecond > 0 ? 1 : 0;
+        handle(context_.scratch.fields);
     }
     draining_ = false;
     if (!open_ || finishing_) {
         return;
     }
     if (framer_.pendingIsWhole()) {
-        framer_.takePending(scratch_.fields);
-        handle(scratch_.fields);
+        framer_.takePending(context_.scratch.fields);
+        handle(context_.scratch.fields);
         if (!open_ || finishing_) {
             return;
         }
@@ -250,9 +251,9 @@ void Connection::armQuietTimer() {
         quietDeadline_ = Clock::time_point::max();
         return;
     }
-    quietDeadline_ = Clock::now() + (framer_.pendingHasAllFields() ? limits_.quiet.complete
-                                                                   : limits_.quiet.partial);
-    owner_.onQuietPending(*this);
+    quietDeadline_ = Clock::now() + (framer_.pendingHasAllFields() ? context_.limits.quiet.complete
+                                                                   : context_.limits.quiet.partial);
+    context_.owner.onQuietPending(*this);
 }
 
 Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
@@ -260,8 +261,8 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
     // the drain sets a new deadline when it is done.
     if (open_ && !finishing_ && !draining_ && quietDeadline_ <= now && framer_.hasPending()) {
         quietDeadline_ = Clock::time_point::max();
-        framer_.takePending(scratch_.fields);
-        handle(scratch_.fields);
+        framer_.takePending(context_.scratch.fields);
+        handle(context_.scratch.fields);
     }
     return quietDeadline_;
 }
@@ -317,10 +318,10 @@ void Connection::writeOut() {
     if (pagesWritten) {
         checkAcknowledged();
         if (!offline_.empty()) {
-            owner_.onAwaitingAcknowledgement(*this);
+            context_.owner.onAwaitingAcknowledgement(*this);
         }
         if (open_) {
-            owner_.onOfflineWritten(id_);
+            context_.owner.onOfflineWritten(id_);
         }
     }
     if (finishing_ && open_ && out_.empty()) {

@@ -68,10 +68,18 @@ protected:
     ~ConnectionOwner() = default;
 };
 
+// What every connection of one loop shares.
+struct ConnectionContext {
+    const ConnectionLimits& limits;
+    ConnectionOwner& owner;
+    core::Log& log;
+    ReadScratch& scratch;
+};
+
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(Socket socket, core::ConnId id, std::string address, const ConnectionLimits& limits,
-               ConnectionOwner& owner, core::Log& log, ReadScratch& scratch);
+    Connection(Socket socket, core::ConnId id, std::string ip, std::uint16_t port,
+               const ConnectionContext& context);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -89,6 +97,7 @@ public:
 
     using Clock = asio::steady_timer::clock_type;
     [[nodiscard]] core::ConnId id() const { return id_; }
+    [[nodiscard]] const std::string& ip() const { return ip_; }
     // When the pending command is to be taken; time_point::max() when none.
     [[nodiscard]] Clock::time_point quietDeadline() const { return quietDeadline_; }
     // Takes the pending command if its deadline has passed; the new deadline.
@@ -133,11 +142,8 @@ private:
 
     Socket socket_;
     core::ConnId id_;
-    std::string address_;
-    const ConnectionLimits& limits_;
-    ConnectionOwner& owner_;
-    core::Log& log_;
-    ReadScratch& scratch_;
+    std::string ip_;
+    const ConnectionContext& context_;
     Framer framer_;
     // Only a peer over its command budget gets one.
     std::unique_ptr<asio::steady_timer> pause_;
@@ -150,6 +156,7 @@ private:
     std::uint64_t written_ = 0;     // stream offset the kernel has taken
     double tokens_;
     Clock::time_point refilled_;
+    std::uint16_t port_;
     std::uint8_t listed_ = 0;
     bool open_ : 1 = true;
     bool draining_ : 1 = false;

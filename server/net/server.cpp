@@ -60,7 +60,8 @@ Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimit
                core::HashCost hashCost)
     : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io), quiet_(io),
       acknowledgements_(io),
-      passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue) {}
+      passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
+      context_{limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     const tcp::endpoint endpoint(asio::ip::make_address(host), port);
@@ -85,7 +86,7 @@ void Server::stop() {
     quiet_.cancel();
     acknowledgements_.cancel();
     std::vector<core::ConnId> ids;
-    for (const auto& [id, entry] : connections_) {
+    for (const auto& [id, connection] : connections_) {
         ids.push_back(id);
     }
     std::sort(ids.begin(), ids.end());
@@ -95,7 +96,7 @@ void Server::stop() {
     }
     for (const auto id : ids) {
         if (const auto it = connections_.find(id); it != connections_.end()) {
-            const auto connection = it->second.connection;
+            const auto connection = it->second;
             connection->finish();
         }
     }
@@ -105,8 +106,8 @@ void Server::stop() {
     sweep_.expires_after(limits_.shutdownGrace);
     sweep_.async_wait([this](const asio::error_code&) {
         auto open = connections_;
-        for (auto& [id, entry] : open) {
-            entry.connection->stop("server shutting down: output not taken in time");
+        for (auto& [id, connection] : open) {
+            connection->stop("server shutting down: output not taken in time");
         }
     });
 }
@@ -139,13 +140,13 @@ asio::awaitable<void> Server::sweepLoop() {
         if (stopping_) {
             co_return;
         }
-        for (const auto& [id, entry] : connections_) {
-            entry.connection->trim();
+        for (const auto& [id, connection] : connections_) {
+            connection->trim();
         }
         const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
         for (const auto id : hub_.anonymousSince(cutoff)) {
             if (const auto it = connections_.find(id); it != connections_.end()) {
-                const auto connection = it->second.connection;
+                const auto connection = it->second;
                 connection->stop("no login within " + std::to_string(limits_.loginTimeout.count()) +
                                  " s");
             }
@@ -287,7 +288,7 @@ void Server::accept(Socket socket) {
                   " connections open");
         return;
     }
-    std::string key = addressKey(peer.address());
+    const std::string key = addressKey(peer.address());
     auto& fromThere = perAddress_[key];
     if (fromThere >= limits_.maxConnectionsPerAddress) {
         log_.line(address + " refused: " + std::to_string(fromThere) + " connections open from " +
@@ -297,10 +298,9 @@ void Server::accept(Socket socket) {
     configure(socket);
     const core::ConnId id = ++nextId_;
     auto connection =
-        std::make_shared<Connection>(std::move(socket), id, address, limits_.connection,
-                                     static_cast<ConnectionOwner&>(*this), log_, scratch_);
+        std::make_shared<Connection>(std::move(socket), id, ip, peer.port(), context_);
     ++fromThere;
-    connections_.emplace(id, Entry{connection, std::move(key)});
+    connections_.emplace(id, connection);
     hub_.connected(id, ip);
     connection->start();
 }
@@ -308,7 +308,7 @@ void Server::accept(Socket socket) {
 void Server::apply(core::Effects& effects) {
     for (const auto& closing : effects.close) {
         if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
-            const auto connection = it->second.connection;
+            const auto connection = it->second;
             connection->stop(closing.reason);
         }
     }
@@ -316,7 +316,7 @@ void Server::apply(core::Effects& effects) {
     // of them leaves in one send at the end of the turn.
     for (auto& out : effects.out) {
         if (const auto it = connections_.find(out.to); it != connections_.end()) {
-            it->second.connection->deliver(effects.record(out), std::move(out.offlineIds));
+            it->second->deliver(effects.record(out), std::move(out.offlineIds));
         }
     }
     for (const auto id : effects.mailboxes) {
@@ -355,7 +355,9 @@ void Server::onAcknowledged(const std::vector<std::int64_t>& offlineIds) {
 
 void Server::onClosed(core::ConnId id) {
     if (const auto it = connections_.find(id); it != connections_.end()) {
-        if (const auto count = perAddress_.find(it->second.addressKey);
+        // The key again, from the address the connection was accepted from.
+        const auto key = addressKey(asio::ip::make_address(it->second->ip()));
+        if (const auto count = perAddress_.find(key);
             count != perAddress_.end() && --count->second == 0) {
             perAddress_.erase(count);
         }

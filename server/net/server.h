@@ -50,11 +50,6 @@ public:
     void stop();
 
 private:
-    struct Entry {
-        std::shared_ptr<Connection> connection;
-        std::string addressKey;
-    };
-
     asio::awaitable<void> acceptLoop();
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
@@ -91,9 +86,10 @@ private:
     asio::steady_timer acknowledgements_;
     std::vector<std::shared_ptr<Connection>> ackPending_;
     PasswordPool passwords_;
-    std::unordered_map<core::ConnId, Entry> connections_;
+    std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;
     ReadScratch scratch_;
+    ConnectionContext context_;
     core::Effects effects_;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;

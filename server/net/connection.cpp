@@ -3,7 +3,13 @@
 #include <asio/post.hpp>
 
 #include <linux/sockios.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include <algorithm>
 
@@ -17,9 +23,9 @@ constexpr int kCommandsPerTurn = 64;
 constexpr std::size_t kKeepCapacity = 64 * 1024;
 } // namespace
 
-Connection::Connection(Socket socket, core::ConnId id, std::string ip, std::uint16_t port,
+Connection::Connection(int fd, core::ConnId id, std::string ip, std::uint16_t port,
                        const ConnectionContext& context)
-    : socket_(std::move(socket)), id_(id), ip_(std::move(ip)), context_(context),
+    : fd_(fd), id_(id), ip_(std::move(ip)), context_(context),
       framer_(context.limits.maxRecordBytes), tokens_(context.limits.commandBurst),
       refilled_(Clock::now()), port_(port) {}
 
@@ -27,11 +33,39 @@ std::string Connection::prefix() const {
     return "#" + std::to_string(id_) + " " + ip_ + ":" + std::to_string(port_);
 }
 
+Connection::~Connection() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
+}
+
 void Connection::start() {
     context_.log.line(prefix() + " connected");
-    asio::error_code ignored;
-    socket_.non_blocking(true, ignored);
-    awaitInput();
+}
+
+void Connection::ready(std::uint32_t events) {
+    if (!open_) {
+        return;
+    }
+    if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) && writing_) {
+        writing_ = false;
+        guarded("write", [&] { writeOut(); });
+    }
+    if (open_ && !finishing_ && (events & (EPOLLIN | EPOLLRDHUP | EPOLLERR | EPOLLHUP))) {
+        if (reading_) {
+            readable_ = true; // taken up when the drain under way ends
+        } else {
+            guarded("read", [&] { readInput(); });
+        }
+    }
+}
+
+void Connection::post(void (Connection::*step)(), const char* what) {
+    asio::post(context_.io, [self = shared_from_this(), step, what] {
+        if (self->open_) {
+            self->guarded(what, [&] { ((*self).*step)(); });
+        }
+    });
 }
 
 void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds) {
@@ -74,9 +108,9 @@ void Connection::stop(const std::string& reason) {
     checkAcknowledged();
     open_ = false;
     context_.log.line(prefix() + " closed (" + reason + ")");
-    asio::error_code ignored;
-    socket_.shutdown(Socket::shutdown_both, ignored);
-    socket_.close(ignored);
+    ::shutdown(fd_, SHUT_RDWR);
+    ::close(fd_); // also leaves the poller's set
+    fd_ = -1;
     if (pause_) {
         pause_->cancel();
     }
@@ -91,9 +125,8 @@ void Connection::finish() {
         return;
     }
     finishing_ = true;
-    asio::error_code ignored;
-    // Wakes the reader with an end of input; a write under way goes on.
-    socket_.shutdown(Socket::shutdown_receive, ignored);
+    // Nothing more is read; a write under way goes on.
+    ::shutdown(fd_, SHUT_RD);
     quietDeadline_ = Clock::time_point::max();
     if (out_.size() == sent_) {
         stop("server shutting down");
@@ -111,7 +144,7 @@ void Connection::checkAcknowledged() {
         return;
     }
     int unacknowledged = 0;
-    if (::ioctl(socket_.native_handle(), SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
+    if (::ioctl(fd_, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
         return;
     }
     const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(unacknowledged);
@@ -152,39 +185,25 @@ Connection::Clock::duration Connection::tokenWait() {
     return std::chrono::duration_cast<Clock::duration>(wait);
 }
 
-void Connection::awaitInput() {
-    // An idle connection holds this wait and nothing more. The wait also
-    // ends at once when bytes are already there, so a read that did not
-    // fill the buffer need not be followed by one that finds nothing.
-    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](const asio::error_code& ec) {
-        if (!self->open_ || self->finishing_) {
-            return;
-        }
-        if (ec) {
-            self->stop(ec.message());
-            return;
-        }
-        self->guarded("read", [&] { self->readInput(); });
-    });
-}
-
 void Connection::readInput() {
     if (!open_ || finishing_) {
         return;
     }
-    asio::error_code ec;
-    const std::size_t n = socket_.read_some(asio::buffer(context_.scratch.bytes), ec);
-    if (ec == asio::error::would_block || ec == asio::error::try_again) {
-        awaitInput();
+    reading_ = true;
+    readable_ = false;
+    auto& bytes = context_.scratch.bytes;
+    const ssize_t n = ::recv(fd_, bytes.data(), bytes.size(), 0);
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+        reading_ = false; // the next edge brings us back
         return;
     }
-    if (ec) {
-        stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
+    if (n <= 0) {
+        stop(n == 0 ? std::string("peer closed") : std::string(std::strerror(errno)));
         return;
     }
     // The loop's buffer is copied into the framer before anything else runs.
-    framer_.feed(std::string_view(context_.scratch.bytes.data(), n));
-    readFull_ = n == context_.scratch.bytes.size();
+    framer_.feed(std::string_view(bytes.data(), static_cast<std::size_t>(n)));
+    readFull_ = static_cast<std::size_t>(n) == bytes.size();
     drain();
 }
 
@@ -194,15 +213,13 @@ void Connection::drain() {
     for (int inTurn = 0; open_ && !finishing_; ++inTurn) {
         if (inTurn == kCommandsPerTurn) {
             // Other connections go first; this one goes on after them.
-            asio::post(socket_.get_executor(), [self = shared_from_this()] {
-                self->guarded("read", [&] { self->drain(); });
-            });
+            post(&Connection::drain, "read");
             return;
         }
         if (const auto wait = tokenWait(); wait > Clock::duration::zero()) {
             // Back-pressure: nothing more is read from this peer until then.
             if (!pause_) {
-                pause_ = std::make_unique<asio::steady_timer>(socket_.get_executor());
+                pause_ = std::make_unique<asio::steady_timer>(context_.io);
             }
             pause_->expires_after(wait);
             pause_->async_wait([self = shared_from_this()](const asio::error_code&) {
@@ -236,13 +253,11 @@ void Connection::drain() {
         }
     }
     armQuietTimer();
-    if (readFull_) {
-        // More may be waiting: read again once the others had their turn.
-        asio::post(socket_.get_executor(), [self = shared_from_this()] {
-            self->guarded("read", [&] { self->readInput(); });
-        });
+    if (readFull_ || readable_) {
+        // More is waiting: read again once the others had their turn.
+        post(&Connection::readInput, "read");
     } else {
-        awaitInput();
+        reading_ = false; // the next edge brings us back
     }
 }
 
@@ -267,39 +282,24 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
     return quietDeadline_;
 }
 
-void Connection::awaitWritable() {
-    writing_ = true;
-    socket_.async_wait(Socket::wait_write, [self = shared_from_this()](const asio::error_code& ec) {
-        self->writing_ = false;
-        if (!self->open_) {
-            return;
-        }
-        if (ec) {
-            self->stop("write failed: " + ec.message());
-            return;
-        }
-        self->guarded("write", [&] { self->writeOut(); });
-    });
-}
-
 void Connection::writeOut() {
     if (out_.size() > sent_) {
-        asio::error_code ec;
         const std::size_t wanted = out_.size() - sent_;
-        const std::size_t n = socket_.write_some(asio::buffer(out_.data() + sent_, wanted), ec);
-        if (ec && ec != asio::error::would_block && ec != asio::error::try_again) {
-            stop("write failed: " + ec.message());
+        ssize_t n = ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
+        if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            stop(std::string("write failed: ") + std::strerror(errno));
             return;
         }
-        sent_ += n;
-        written_ += n;
-        if (n < wanted) {
-            // The socket is full: the rest goes once the peer reads.
+        n = std::max<ssize_t>(n, 0);
+        sent_ += static_cast<std::size_t>(n);
+        written_ += static_cast<std::uint64_t>(n);
+        if (static_cast<std::size_t>(n) < wanted) {
+            // The socket is full: the rest goes on the edge that says it has room.
             if (sent_ > out_.size() / 2) {
                 out_.erase(0, sent_);
                 sent_ = 0;
             }
-            awaitWritable();
+            writing_ = true;
             return;
         }
     }

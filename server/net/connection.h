@@ -1,8 +1,9 @@
-// One client connection, driven by plain callbacks. Input: an idle
-// connection holds only a readiness wait; once readable it reads into the
-// loop's scratch buffer, frames and handles what arrived, and waits again.
-// Output: a delivery only appends to one buffer; the owner flushes every
-// connection that has output once per loop turn, with one send. The last
+// One client connection, driven by plain callbacks on its socket's readiness
+// (the owner's Poller calls ready()). Input: once readable it reads into the
+// loop's scratch buffer, frames and handles what arrived, and waits again;
+// an idle connection holds nothing else. Output: a delivery only appends to
+// one buffer; the owner flushes every connection that has output once per
+// loop turn, with one send. The last
 // command of a burst is completed by the owner's one quiet timer for all
 // connections (quietDeadline()). Every way out goes through stop().
 #pragma once
@@ -12,7 +13,6 @@
 #include "net/framer.h"
 
 #include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
 #include <array>
@@ -23,8 +23,6 @@
 #include <vector>
 
 namespace velmora::server::net {
-
-using Socket = asio::basic_stream_socket<asio::ip::tcp, asio::io_context::executor_type>;
 
 struct ConnectionLimits {
     std::size_t maxRecordBytes = 16000;
@@ -70,6 +68,7 @@ protected:
 
 // What every connection of one loop shares.
 struct ConnectionContext {
+    asio::io_context& io;
     const ConnectionLimits& limits;
     ConnectionOwner& owner;
     core::Log& log;
@@ -78,12 +77,17 @@ struct ConnectionContext {
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(Socket socket, core::ConnId id, std::string ip, std::uint16_t port,
+    // Takes ownership of `fd`, a connected non-blocking TCP socket.
+    Connection(int fd, core::ConnId id, std::string ip, std::uint16_t port,
                const ConnectionContext& context);
+    ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    [[nodiscard]] int fd() const { return fd_; }
     void start();
+    // The socket's epoll events (edge-triggered: each says something changed).
+    void ready(std::uint32_t events);
     // Queues one or more records; `offlineIds` are the offline messages they carry.
     void deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds = {});
     // Sends what is queued; called by the owner once per turn after onOutput().
@@ -128,11 +132,10 @@ private:
             stop(std::string(what) + " failed: " + e.what());
         }
     }
-    void awaitInput();
     void readInput();
     void drain();
-    void awaitWritable();
     void writeOut();
+    void post(void (Connection::*step)(), const char* what);
     // How long to pause before the next command for want of a token.
     [[nodiscard]] Clock::duration tokenWait();
     void handle(const protocol::Fields& command);
@@ -140,7 +143,7 @@ private:
     void checkAcknowledged();
     [[nodiscard]] std::string prefix() const;
 
-    Socket socket_;
+    int fd_;
     core::ConnId id_;
     std::string ip_;
     const ConnectionContext& context_;
@@ -162,6 +165,8 @@ private:
     bool draining_ : 1 = false;
     bool writing_ : 1 = false; // waiting for the socket to take more
     bool finishing_ : 1 = false;
+    bool reading_ : 1 = false;  // between a read and the end of its drain
+    bool readable_ : 1 = false; // input came while reading_: read again
     bool readFull_ : 1 = false; // the last read filled the scratch buffer
 };
 

@@ -61,7 +61,14 @@ Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimit
     : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io), quiet_(io),
       acknowledgements_(io),
       passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
-      context_{limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
+      poller_(io,
+              [this](core::ConnId id, std::uint32_t events) {
+                  if (const auto it = connections_.find(id); it != connections_.end()) {
+                      const auto connection = it->second;
+                      connection->ready(events);
+                  }
+              }),
+      context_{io, limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     const tcp::endpoint endpoint(asio::ip::make_address(host), port);
@@ -73,6 +80,7 @@ tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     asio::co_spawn(io_, sweepLoop(), asio::detached);
     asio::co_spawn(io_, quietLoop(), asio::detached);
     asio::co_spawn(io_, acknowledgementLoop(), asio::detached);
+    poller_.start();
     return acceptor_.local_endpoint();
 }
 
@@ -101,6 +109,7 @@ void Server::stop() {
         }
     }
     if (connections_.empty()) {
+        poller_.stop();
         return;
     }
     sweep_.expires_after(limits_.shutdownGrace);
@@ -296,9 +305,15 @@ void Server::accept(Socket socket) {
         return;
     }
     configure(socket);
+    socket.non_blocking(true, ec);
     const core::ConnId id = ++nextId_;
-    auto connection =
-        std::make_shared<Connection>(std::move(socket), id, ip, peer.port(), context_);
+    // From here the poller watches the socket, not asio.
+    const int fd = socket.release(ec);
+    if (ec) {
+        return;
+    }
+    auto connection = std::make_shared<Connection>(fd, id, ip, peer.port(), context_);
+    poller_.add(fd, id);
     ++fromThere;
     connections_.emplace(id, connection);
     hub_.connected(id, ip);
@@ -368,6 +383,7 @@ void Server::onClosed(core::ConnId id) {
         [&] { apply(hub_.disconnected(id)); });
     if (stopping_ && connections_.empty()) {
         sweep_.cancel();
+        poller_.stop();
     }
     // The lists let go of it on their next round.
 }

@@ -6,6 +6,7 @@
 #include "core/log.h"
 #include "net/connection.h"
 #include "net/password_pool.h"
+#include "net/poller.h"
 
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
@@ -54,6 +55,7 @@ private:
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
     asio::awaitable<void> acknowledgementLoop();
+    using Socket = asio::basic_stream_socket<asio::ip::tcp, asio::io_context::executor_type>;
     void accept(Socket socket);
     void apply(core::Effects& effects);
     void apply(core::Effects&& effects) { apply(effects); }
@@ -89,6 +91,7 @@ private:
     std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;
     ReadScratch scratch_;
+    Poller poller_;
     ConnectionContext context_;
     core::Effects effects_;
     core::ConnId nextId_ = 0;

@@ -56,10 +56,10 @@ std::string addressKey(const asio::ip::address& address) {
     return asio::ip::address_v6(bytes).to_string() + "/64";
 }
 
-Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
-               core::HashCost hashCost)
-    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io), quiet_(io),
-      acknowledgements_(io),
+Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
+               ServerLimits limits, core::HashCost hashCost)
+    : io_(io), hub_(hub), store_(store), log_(log), limits_(limits), acceptor_(io), sweep_(io),
+      quiet_(io), acknowledgements_(io),
       passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
       poller_(io,
               [this](core::ConnId id, std::uint32_t events) {
@@ -327,11 +327,24 @@ void Server::apply(core::Effects& effects) {
             connection->stop(closing.reason);
         }
     }
-    // Records go out in the order they were produced; a connection's share
-    // of them leaves in one send at the end of the turn.
-    for (auto& out : effects.out) {
-        if (const auto it = connections_.find(out.to); it != connections_.end()) {
-            it->second->deliver(effects.record(out), std::move(out.offlineIds));
+    const bool wrote = store_.changes() != changesSeen_;
+    changesSeen_ = store_.changes();
+    if (store_.inTransaction()) {
+        // A reply may say that a change is stored (+UNO): it, and everything
+        // after it, waits for the commit at the end of the turn.
+        for (auto& out : effects.out) {
+            held_.push_back(
+                {out.to, heldBytes_.size(), out.size, std::move(out.offlineIds), wrote});
+            heldBytes_ += effects.record(out);
+        }
+        awaitCommit();
+    } else {
+        // Records go out in the order they were produced; a connection's
+        // share of them leaves in one send at the end of the turn.
+        for (auto& out : effects.out) {
+            if (const auto it = connections_.find(out.to); it != connections_.end()) {
+                it->second->deliver(effects.record(out), std::move(out.offlineIds));
+            }
         }
     }
     for (const auto id : effects.mailboxes) {
@@ -366,6 +379,49 @@ void Server::onOfflineWritten(core::ConnId id) {
 
 void Server::onAcknowledged(const std::vector<std::int64_t>& offlineIds) {
     trapped(log_, "removing delivered offline messages", [&] { hub_.acknowledged(offlineIds); });
+    changesSeen_ = store_.changes();
+    if (store_.inTransaction()) {
+        awaitCommit();
+    }
+}
+
+void Server::awaitCommit() {
+    if (!std::exchange(commitPosted_, true)) {
+        // After the handlers already queued, this turn's reads among them:
+        // one disk sync for all of their changes.
+        asio::post(io_, [this] { commitTurn(); });
+    }
+}
+
+void Server::commitTurn() {
+    commitPosted_ = false;
+    bool committed = true;
+    trapped(log_, "storing this turn's changes", [&] {
+        committed = false;
+        store_.commit();
+        committed = true;
+    });
+    auto held = std::move(held_);
+    held_.clear();
+    std::string bytes = std::move(heldBytes_);
+    heldBytes_.clear();
+    std::size_t dropped = 0;
+    for (auto& out : held) {
+        // Without the commit, what a changing step answered is not true.
+        if (!committed && out.wrote) {
+            ++dropped;
+            continue;
+        }
+        if (const auto it = connections_.find(out.to); it != connections_.end()) {
+            it->second->deliver(std::string_view(bytes).substr(out.at, out.size),
+                                std::move(out.offlineIds));
+        }
+    }
+    if (dropped > 0) {
+        log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
+    }
+    heldBytes_ = std::move(bytes); // keeps its capacity for the next turn
+    heldBytes_.clear();
 }
 
 void Server::onClosed(core::ConnId id) {

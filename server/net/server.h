@@ -38,8 +38,8 @@ struct ServerLimits {
 
 class Server final : private ConnectionOwner {
 public:
-    Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
-           core::HashCost hashCost);
+    Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
+           ServerLimits limits, core::HashCost hashCost);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -62,6 +62,9 @@ private:
     void configure(Socket& socket) const;
     void listQuiet(Connection& connection);
     void flushAll();
+    // Ends the turn's transaction, then sends what waited for it.
+    void commitTurn();
+    void awaitCommit();
 
     void onCommand(core::ConnId id, const protocol::Fields& command) override;
     void onOutput(Connection& connection) override;
@@ -73,6 +76,7 @@ private:
 
     asio::io_context& io_;
     core::Hub& hub_;
+    store::Store& store_;
     core::Log& log_;
     ServerLimits limits_;
     asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type> acceptor_;
@@ -94,6 +98,19 @@ private:
     Poller poller_;
     ConnectionContext context_;
     core::Effects effects_;
+    // Records of the steps since the turn's first change: they leave once
+    // that change is on disk, in the order they were made. `wrote` marks
+    // the records of steps that changed something themselves.
+    struct Held {
+        core::ConnId to;
+        std::size_t at, size;
+        std::vector<std::int64_t> offlineIds;
+        bool wrote;
+    };
+    std::string heldBytes_;
+    std::vector<Held> held_;
+    std::uint64_t changesSeen_ = 0;
+    bool commitPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
 };

@@ -1,6 +1,25 @@
 #include "wire.h"
 
+#include <cstring>
+
 namespace velmora::protocol {
+
+std::size_t findSeparator(std::string_view text, std::string_view separator, std::size_t from) {
+    if (separator.size() < 2) {
+        return text.find(separator, from);
+    }
+    for (std::size_t at = from + 1; at < text.size(); ++at) {
+        const void* hit = std::memchr(text.data() + at, separator[1], text.size() - at);
+        if (hit == nullptr) {
+            break;
+        }
+        at = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+        if (text.substr(at - 1).starts_with(separator)) {
+            return at - 1;
+        }
+    }
+    return std::string_view::npos;
+}
 
 void splitInto(std::string_view text, std::string_view separator, Fields& pieces) {
     std::size_t count = 0;
@@ -13,7 +32,7 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
         ++count;
     };
     for (std::size_t start = 0; !text.empty();) {
-        const std::size_t hit = text.find(separator, start);
+        const std::size_t hit = findSeparator(text, separator, start);
         if (hit == std::string_view::npos) {
             take(text.substr(start));
             break;

@@ -51,7 +51,7 @@ void Framer::compact() {
 }
 
 void Framer::dropBeforeMark() {
-    const std::size_t mark = buffer_.find(p::kRecordMark);
+    const std::size_t mark = p::findSeparator(buffer_, p::kRecordMark);
     std::size_t drop = mark;
     if (mark == std::string::npos) {
         drop = buffer_.size() - markTail(buffer_);
@@ -75,7 +75,7 @@ Framer::Next Framer::next(p::Fields& command) {
         return Next::None;
     }
     const std::size_t from = std::max(start_ + p::kRecordMark.size(), scanned_);
-    const std::size_t next = buffer_.find(p::kRecordMark, from);
+    const std::size_t next = p::findSeparator(buffer_, p::kRecordMark, from);
     if (next == std::string::npos) {
         scanned_ =
             std::max(from, buffer_.size() - std::min(buffer_.size(), p::kRecordMark.size() - 1));

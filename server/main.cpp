@@ -67,7 +67,8 @@ int serve(const vs::Options& options) {
     std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
               << std::endl;
     log.line("listening on " + endpoint.address().to_string() + ":" +
-             std::to_string(endpoint.port()) + ", database " + options.db);
+             std::to_string(endpoint.port()) + ", database " +
+             vs::store::withoutPassword(options.db));
 
     asio::signal_set signals(io, SIGINT, SIGTERM);
     signals.async_wait([&](const asio::error_code& ec, int signal) {

@@ -8,4 +8,7 @@ namespace velmora::server::store {
 // path of a SQLite file. Either way the schema is brought up to date.
 [[nodiscard]] std::unique_ptr<Store> openStore(const std::string& db);
 
+// The same with any password in it hidden, for the log.
+[[nodiscard]] std::string withoutPassword(std::string db);
+
 } // namespace velmora::server::store

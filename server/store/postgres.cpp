@@ -7,9 +7,16 @@
 namespace velmora::server::store {
 
 namespace {
+// libpq's message on one line: its line breaks and tabs become spaces.
 std::string reason(const char* message) {
-    std::string text = message && *message ? message : "unknown error";
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
+    std::string text;
+    for (const char* c = message && *message ? message : "unknown error"; *c; ++c) {
+        const bool space = *c == '\n' || *c == '\t' || *c == ' ';
+        if (!space || (!text.empty() && text.back() != ' ')) {
+            text += space ? ' ' : *c;
+        }
+    }
+    if (!text.empty() && text.back() == ' ') {
         text.pop_back();
     }
     return text;

@@ -5,7 +5,7 @@
 #include "core/password.h"
 #include "net/server.h"
 #include "options.h"
-#include "store/store.h"
+#include "store/open_store.h"
 
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
@@ -45,13 +45,13 @@ int userAdd(const std::vector<std::string>& args) {
         std::cerr << "velmorad: the password needs 5 or more characters and no \":\"\n";
         return 1;
     }
-    vs::store::Store store(options.db);
+    const auto store = vs::store::openStore(options.db);
     const vs::core::PasswordHasher hasher(options.core.hashCost);
-    if (!store.addUser(name, hasher.hash(password))) {
+    if (!store->addUser(name, hasher.hash(password))) {
         std::cerr << "velmorad: a user named \"" << name << "\" already exists\n";
         return 1;
     }
-    store.commit();
+    store->commit();
     std::cout << "added " << name << "\n";
     return 0;
 }
@@ -59,15 +59,16 @@ int userAdd(const std::vector<std::string>& args) {
 int serve(const vs::Options& options) {
     raiseDescriptorLimit();
     vs::core::Log log(std::cerr);
-    vs::store::Store store(options.db);
-    vs::core::Hub hub(store, options.core, log);
+    const auto store = vs::store::openStore(options.db);
+    vs::core::Hub hub(*store, options.core, log);
     asio::io_context io;
-    vs::net::Server server(io, hub, store, log, options.limits, options.core.hashCost);
+    vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
     const auto endpoint = server.listen(options.host, options.port);
     std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
               << std::endl;
     log.line("listening on " + endpoint.address().to_string() + ":" +
-             std::to_string(endpoint.port()) + ", database " + options.db);
+             std::to_string(endpoint.port()) + ", database " +
+             vs::store::withoutPassword(options.db));
 
     asio::signal_set signals(io, SIGINT, SIGTERM);
     signals.async_wait([&](const asio::error_code& ec, int signal) {

@@ -185,10 +185,10 @@ Options parseOptions(const std::vector<std::string>& args) {
 
 std::string usage() {
     return R"(usage: velmorad [--flag value]...
-       velmorad useradd NAME PASSWORD [--db PATH] [--hash-cost COST]
+       velmorad useradd NAME PASSWORD [--db PATH|URI] [--hash-cost COST]
 
   --listen HOST:PORT          address to listen on (127.0.0.1:6668; port 0 picks one)
-  --db PATH                   SQLite database (velmorad.db)
+  --db PATH|URI               SQLite file (velmorad.db) or postgresql://USER@HOST/DB
   --config FILE               key=value lines with the flag names below; flags win
   --min-version X.Y           oldest client version allowed to log in (none)
   --signup on|off             sign-up from the client (on)

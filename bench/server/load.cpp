@@ -16,7 +16,7 @@
 // fresh server. Exits 1 when a message was lost or came out of order, or a
 // login failed.
 #include "core/password.h"
-#include "store/store.h"
+#include "store/sqlite_store.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -53,7 +53,7 @@ using u64 = std::uint64_t;
 constexpr i64 kSecond = 1'000'000'000;
 using velmora::server::core::HashCost;
 using velmora::server::core::PasswordHasher;
-using velmora::server::store::Store;
+using velmora::server::store::SqliteStore;
 
 struct Args {
     std::string server =
@@ -519,7 +519,7 @@ int main(int argc, char** argv) {
         const int accounts = std::max(
             all || args.mode == "idle" || args.mode == "logins" ? args.conns : 0, 2 * args.pairs);
         const auto start = nowNs();
-        Store store((dir / "load.db").string());
+        SqliteStore store((dir / "load.db").string());
         const std::string hash = PasswordHasher(HashCost::Fast).hash(kPassword);
         for (int k = 0; k < accounts; ++k) {
             if (!store.addUser(nameOf(k), hash)) {

@@ -2,8 +2,9 @@
 // bound parameters; nothing is ever spliced into SQL text.
 #pragma once
 
+#include "store/store.h"
+
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -11,11 +12,6 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace velmora::server::store {
-
-class StoreError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 class Statement {
 public:

@@ -1,15 +1,20 @@
-// Accounts, buddy lists and waiting offline messages, kept in one SQLite file.
+// Accounts, buddy lists and waiting offline messages: what every storage
+// engine keeps, and the grouping of changes that the server relies on.
 #pragma once
-
-#include "store/sqlite.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace velmora::server::store {
+
+class StoreError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 using UserId = std::int64_t;
 
@@ -28,51 +33,57 @@ struct OfflineMessage {
 
 class Store {
 public:
-    // Opens or creates the file, switches it to WAL and migrates the schema.
-    explicit Store(const std::string& path);
-    ~Store();
+    Store() = default;
+    virtual ~Store() = default;
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
     // False when the name is taken, ignoring case.
-    [[nodiscard]] bool addUser(const std::string& name, const std::string& hash);
+    [[nodiscard]] virtual bool addUser(const std::string& name, const std::string& hash) = 0;
     // Looks a name up ignoring case.
-    [[nodiscard]] std::optional<User> findUser(const std::string& name);
-    void setHash(UserId user, const std::string& hash);
+    [[nodiscard]] virtual std::optional<User> findUser(const std::string& name) = 0;
+    virtual void setHash(UserId user, const std::string& hash) = 0;
 
     // Names containing `query` ignoring case, sorted ignoring case.
-    [[nodiscard]] std::vector<std::string> searchUsers(const std::string& query, int limit);
+    [[nodiscard]] virtual std::vector<std::string> searchUsers(const std::string& query,
+                                                               int limit) = 0;
 
     // Buddy names of `owner` in the order they were added.
-    [[nodiscard]] std::vector<std::string> buddies(UserId owner);
+    [[nodiscard]] virtual std::vector<std::string> buddies(UserId owner) = 0;
     // False when already listed.
-    bool addBuddy(UserId owner, UserId buddy);
-    void removeBuddy(UserId owner, UserId buddy);
+    virtual bool addBuddy(UserId owner, UserId buddy) = 0;
+    virtual void removeBuddy(UserId owner, UserId buddy) = 0;
     // Names of the users whose buddy list holds `buddy`.
-    [[nodiscard]] std::vector<std::string> watchers(UserId buddy);
+    [[nodiscard]] virtual std::vector<std::string> watchers(UserId buddy) = 0;
 
-    std::int64_t addOffline(UserId recipient, const std::string& sender, const std::string& body,
-                            const std::string& sent);
-    [[nodiscard]] int offlineCount(UserId recipient);
+    virtual std::int64_t addOffline(UserId recipient, const std::string& sender,
+                                    const std::string& body, const std::string& sent) = 0;
+    [[nodiscard]] virtual int offlineCount(UserId recipient) = 0;
     // At most `limit` messages stored after message `after`, oldest first.
-    [[nodiscard]] std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after,
-                                                      int limit);
-    void removeOffline(const std::vector<std::int64_t>& ids);
+    [[nodiscard]] virtual std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after,
+                                                              int limit) = 0;
+    virtual void removeOffline(const std::vector<std::int64_t>& ids) = 0;
 
     // Changes are grouped: the first one opens a transaction and commit()
     // ends it with one disk sync for all of them (the server commits once
-    // per turn of its loop). Reads see the changes made before them.
+    // per turn of its loop). Reads see the changes made before them. When
+    // the commit fails, every change of the group is rolled back.
     void commit();
     [[nodiscard]] bool inTransaction() const { return open_; }
     // Counts changes, so that a caller can tell whether a step made one.
     [[nodiscard]] std::uint64_t changes() const { return changes_; }
 
-private:
+protected:
+    // Every change calls this first.
     void change();
+    // Commits what is open, if anything; for destructors, which cannot throw.
+    void commitQuietly() noexcept;
 
-    struct Statements;
-    Database db_;
-    std::unique_ptr<Statements> sql_;
+private:
+    virtual void begin() = 0;
+    virtual void end() = 0;
+    virtual void rollback() noexcept = 0;
+
     bool open_ = false;
     std::uint64_t changes_ = 0;
 };

@@ -8,7 +8,7 @@
 // field or an extra record.
 #include "core/hub.h"
 #include "net/framer.h"
-#include "store/store.h"
+#include "store/sqlite_store.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -25,7 +25,7 @@ namespace {
 constexpr int kConnections = 4;
 
 struct Rig {
-    velmora::server::store::Store store{":memory:"};
+    velmora::server::store::SqliteStore store{":memory:"};
     std::ostringstream logText;
     core::Log log{logText};
     std::unique_ptr<core::Hub> hub;

@@ -4,7 +4,8 @@
 #pragma once
 
 #include "core/hub.h"
-#include "store/store.h"
+#include "postgres_cluster.h"
+#include "store/open_store.h"
 #include "temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -27,9 +28,16 @@ struct Row {
 };
 inline const std::string kDrop = "(connection lost)";
 
-class HubTest : public ::testing::Test {
+// Runs on either engine: "sqlite" or "postgresql".
+class HubTest : public ::testing::TestWithParam<std::string> {
 protected:
     HubTest() { config.hashCost = core::HashCost::Fast; }
+    void SetUp() override {
+        if (postgres() && !PostgresCluster::get().running()) {
+            GTEST_SKIP() << PostgresCluster::kMissing;
+        }
+    }
+    bool postgres() const { return GetParam() == "postgresql"; }
 
     void addUser(const std::string& name) {
         ASSERT_TRUE(store.addUser(name, core::PasswordHasher(core::HashCost::Fast).hash("secret")));
@@ -67,7 +75,10 @@ protected:
     void flush() { hub_->acknowledged(std::exchange(written, {})); }
 
     TempDir dir;
-    server::store::Store store{dir.file("v.db")};
+    std::unique_ptr<server::store::Store> opened = server::store::openStore(
+        postgres() && PostgresCluster::get().running() ? PostgresCluster::get().newDatabase()
+                                                       : dir.file("v.db"));
+    server::store::Store& store = *opened;
     std::ostringstream logText;
     core::Log log{logText};
     core::CoreConfig config;

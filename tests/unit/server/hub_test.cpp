@@ -17,7 +17,7 @@ Seen to(const std::string& who, const std::string& bytes) {
 }
 } // namespace
 
-TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
+TEST_P(HubTest, EveryCommandAnswersWithItsExactBytes) {
     config.minVersion = core::Version{1, 4};
     config.profileSite = "http://im.example";
     config.roomLimit = 3;
@@ -158,7 +158,7 @@ TEST_F(HubTest, EveryCommandAnswersWithItsExactBytes) {
     EXPECT_NE(logText.str().find("in the name of \"bobby\" ignored"), std::string::npos);
 }
 
-TEST_F(HubTest, LimitsHoldAndRefusalsAreLogged) {
+TEST_P(HubTest, LimitsHoldAndRefusalsAreLogged) {
     config.signup = false;
     config.maxOfflinePerUser = 6;
     config.maxLoginsPerMinute = 3;
@@ -218,7 +218,7 @@ TEST_F(HubTest, LimitsHoldAndRefusalsAreLogged) {
     EXPECT_NE(logText.str().find("too many failed attempts"), std::string::npos);
 }
 
-TEST_F(HubTest, FieldsThatCouldForgeARecordAreRefusedAndViolationsClose) {
+TEST_P(HubTest, FieldsThatCouldForgeARecordAreRefusedAndViolationsClose) {
     config.maxViolations = 13; // the twelve below, then one more
     addUser("alicia");
     addUser("bobby");
@@ -256,7 +256,7 @@ TEST_F(HubTest, FieldsThatCouldForgeARecordAreRefusedAndViolationsClose) {
     EXPECT_EQ(text.find("cmdXY"), std::string::npos) << "only the first violation is logged";
 }
 
-TEST_F(HubTest, VerifiedPasswordsAreCachedAndWeakHashesUpgraded) {
+TEST_P(HubTest, VerifiedPasswordsAreCachedAndWeakHashesUpgraded) {
     addUser("alicia"); // at the cheap cost
     config.hashCost = core::HashCost::Interactive;
     const std::string cheap = store.findUser("alicia")->hash;
@@ -276,5 +276,8 @@ TEST_F(HubTest, VerifiedPasswordsAreCachedAndWeakHashesUpgraded) {
     play({{"a4", li("alicia"), to("a4", " ## +LI /$/ Login=False")}});
     EXPECT_EQ(passwordJobs, 3);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, HubTest, ::testing::Values("sqlite", "postgresql"),
+                         [](const auto& engine) { return engine.param; });
 
 } // namespace velmora::test

@@ -20,6 +20,7 @@ public:
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
 
+    [[nodiscard]] std::string path() const { return path_; }
     [[nodiscard]] std::string file(const std::string& name) const { return path_ / name; }
 
 private:

@@ -1,9 +1,9 @@
 #include "conference/conf_open_dialog.h"
 
-#include "app/client.h"
 #include "conference/conference_rooms.h"
-#include "contacts/user_name.h"
 #include "platform/prompter.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -17,8 +17,8 @@ namespace {
 constexpr int kShortestName = 4;
 }
 
-ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
-    : client_(client), rooms_(rooms), txtConfName_(new QLineEdit(this)),
+ConfOpenDialog::ConfOpenDialog(Session& session, ConferenceRooms& rooms)
+    : session_(session), rooms_(rooms), txtConfName_(new QLineEdit(this)),
       cmdOK_(new QPushButton(QStringLiteral("OK"), this)),
       cmdCancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
     setObjectName(QStringLiteral("frmConfOpen"));
@@ -48,7 +48,7 @@ ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
     layout->addWidget(buttons);
 
     connect(cmdOK_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdOK_Click(); }); });
+            [this] { session_.trap([this] { cmdOK_Click(); }); });
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::close);
     resize(320, sizeHint().height());
 }
@@ -56,11 +56,11 @@ ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
 void ConfOpenDialog::cmdOK_Click() {
     const QString name = txtConfName_->text();
     if (name.size() < kShortestName) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     if (!isValidUserName(name)) {
-        client_.ShowMessage(
+        session_.showMessage(
             QStringLiteral("Error: You have not entered a valid conference name!\r\n"
                            "Conference names can only contain Alpha Numberic Characters!\r\n"
                            "[With the exception of \"-\" and \"_\"]"),

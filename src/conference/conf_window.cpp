@@ -1,10 +1,10 @@
 #include "conference/conf_window.h"
 
-#include "app/client.h"
 #include "conference/invite_dialog.h"
 #include "contacts/profile.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
+#include "controls/form_position.h"
 #include "messaging/chat_input.h"
 #include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
@@ -14,8 +14,8 @@
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
-#include "shell/form_position.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
 #include <QApplication>
@@ -45,8 +45,8 @@ const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
 
 } // namespace
 
-ConfWindow::ConfWindow(Client& client)
-    : client_(client), brwMessage_(new HtmlMessageView(client.desktop(), this)),
+ConfWindow::ConfWindow(Session& session)
+    : session_(session), brwMessage_(new HtmlMessageView(session.desktop(), this)),
       tvUsers_(new QTreeWidget(this)), tbFontSettings_(new FontToolbar(this)),
       txtSendMsg_(new QPlainTextEdit(this)),
       cmdSend_(new QPushButton(QStringLiteral("&Send"), this)) {
@@ -67,9 +67,9 @@ ConfWindow::ConfWindow(Client& client)
     connect(cmdSend_, &QPushButton::clicked, this, [this] { cmdSend_Click(); });
     txtSendMsg_->installEventFilter(this);
 
-    tbFontSettings_->loadSmilies(client_.appFolder());
-    client_.trap([this] { initView(); });
-    client_.trap([this] { restorePosition(); });
+    tbFontSettings_->loadSmilies(session_.appFolder());
+    session_.trap([this] { initView(); });
+    session_.trap([this] { restorePosition(); });
     updateStyle();
 }
 
@@ -124,23 +124,24 @@ void ConfWindow::buildMenus() {
     QAction* closeWindow = addNamedAction(*file, "mnuFileClose", QStringLiteral("&Close"));
 
     connect(mnuSendPM_, &QAction::triggered, this, [this] {
-        client_.trap([this] {
+        session_.trap([this] {
             const QString name = selectedMember();
             if (!name.isEmpty()) {
-                OpenPMWindow(client_, name);
+                OpenPMWindow(session_, name);
             }
         });
     });
     connect(mnuViewProfile_, &QAction::triggered, this, [this] {
-        client_.trap([this] {
+        session_.trap([this] {
             const QString name = selectedMember();
             if (!name.isEmpty()) {
-                openProfile(client_, name, this);
+                openProfile(session_, name, this);
             }
         });
     });
-    connect(invite, &QAction::triggered, this, [this] { client_.trap([this] { inviteUsers(); }); });
-    connect(save, &QAction::triggered, this, [this] { client_.trap([this] { saveLog(); }); });
+    connect(invite, &QAction::triggered, this,
+            [this] { session_.trap([this] { inviteUsers(); }); });
+    connect(save, &QAction::triggered, this, [this] { session_.trap([this] { saveLog(); }); });
     connect(closeWindow, &QAction::triggered, this, &QWidget::close);
 
     tvUsers_->addAction(mnuSendPM_);
@@ -157,22 +158,22 @@ void ConfWindow::buildMenus() {
     edit->addSeparator();
     addStyleToggles(*edit, *tbFontSettings_);
 
-    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence());
+    addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence());
 }
 
 void ConfWindow::initView() {
-    headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, client_.settings(),
+    headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, session_.settings(),
                                     QStringLiteral("False"));
 }
 
 void ConfWindow::restorePosition() {
-    const QRect saved = savedFormRect(client_.settings(), QString::fromLatin1(kFormName), *this);
+    const QRect saved = savedFormRect(session_.settings(), QString::fromLatin1(kFormName), *this);
     move(saved.topLeft());
     resize(saved.size());
 }
 
 void ConfWindow::savePosition() {
-    saveFormRect(client_.settings(), QString::fromLatin1(kFormName), *this);
+    saveFormRect(session_.settings(), QString::fromLatin1(kFormName), *this);
 }
 
 void ConfWindow::updateStyle() {
@@ -205,10 +206,10 @@ QStringList ConfWindow::members() const {
 void ConfWindow::enterRoom(const QString& name) {
     // Joining another room leaves the first one on the server, and the new
     // room's details bring its own member list.
-    if (name.toUpper() != strConfName_.toUpper()) {
+    if (name.toUpper() != confName_.toUpper()) {
         tvUsers_->clear();
     }
-    strConfName_ = name;
+    confName_ = name;
     txtSendMsg_->setEnabled(true);
     cmdSend_->setEnabled(true);
 }
@@ -233,26 +234,24 @@ void ConfWindow::removeMember(const QString& name) {
 }
 
 void ConfWindow::playSound(bool enter) {
-    const SoundSetting& sound = enter ? client_.values().enter : client_.values().exit;
+    const SoundSetting& sound = enter ? session_.preferences().enter : session_.preferences().exit;
     if (sound.enabled == 1) {
-        client_.PlaySoundFile(sound.path);
+        session_.playSoundFile(sound.path);
     }
 }
 
-void ConfWindow::onDetails(const QString& details) {
-    if (details == QLatin1String("ConfFull")) {
-        client_.ShowMessage(QStringLiteral("Sorry, this conference already has the maximum users "
-                                           "allowed in a conference!"),
-                            style::kOk, QStringLiteral("Conference Full"), this);
+void ConfWindow::onDetails(bool full, const QStringList& members) {
+    if (full) {
+        session_.showMessage(QStringLiteral("Sorry, this conference already has the maximum users "
+                                            "allowed in a conference!"),
+                             style::kOk, QStringLiteral("Conference Full"), this);
         return;
     }
-    writeNotice(kNoticeFont + QStringLiteral("----> Entered Conference \"") + strConfName_ +
+    writeNotice(kNoticeFont + QStringLiteral("----> Entered Conference \"") + confName_ +
                 QStringLiteral("\"</font>\r\n<br><br>\r\n"));
-    setWindowTitle(strConfName_ + QLatin1String(kCaptionSuffix));
-    // Element 0 is what comes before the first separator: never a name.
-    const QStringList names = details.split(QStringLiteral(" :/ "));
-    for (qsizetype i = 1; i < names.size(); ++i) {
-        addMember(names[i]);
+    setWindowTitle(confName_ + QLatin1String(kCaptionSuffix));
+    for (const QString& name : members) {
+        addMember(name);
     }
     playSound(true);
 }
@@ -273,10 +272,10 @@ void ConfWindow::onMemberLeft(const QString& name) {
 
 void ConfWindow::onMessage(const QString& sender, QString text, const QString& fontName,
                            const QString& fontSize, const QString& style) {
-    const bool own = sender.toUpper() == client_.session().userName.toUpper();
+    const bool own = sender.toUpper() == session_.values().userName.toUpper();
     FormatterOptions options;
-    options.emote = client_.settings().emote() == 1;
-    options.appFolder = client_.appFolder();
+    options.emote = session_.settings().emote() == 1;
+    options.appFolder = session_.appFolder();
     AppendMessageHtml(text, QString::fromLatin1(own ? kOwnColour : kOthersColour), sender, fontName,
                       fontSize, *brwMessage_, style, options);
 }
@@ -285,13 +284,13 @@ void ConfWindow::onConnectionLost() {
     txtSendMsg_->setEnabled(false);
     cmdSend_->setEnabled(false);
     tvUsers_->clear();
-    strConfName_.clear();
+    confName_.clear();
 }
 
 void ConfWindow::cmdSend_Click() {
-    client_.trap([this] { send(); });
+    session_.trap([this] { send(); });
     // A failed send disconnects, and the disconnect leaves sending off.
-    if (client_.connection().State() == Connection::Connected && !strConfName_.isEmpty()) {
+    if (session_.connection().State() == Connection::Connected && !confName_.isEmpty()) {
         txtSendMsg_->setEnabled(true);
         cmdSend_->setEnabled(true);
     }
@@ -303,20 +302,18 @@ void ConfWindow::send() {
     txtSendMsg_->setEnabled(false);
     const QString text = typedText(txtSendMsg_->toPlainText());
     if (text.trimmed().isEmpty()) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     const QFont font = txtSendMsg_->font();
-    const QString sep = QStringLiteral(" /:/ ");
-    client_.connection().SendData(QStringLiteral(" ## cmdCM /:/ ") + client_.session().userName +
-                                  sep + strConfName_ + sep + wireText(text) + sep + font.family() +
-                                  sep + QString::number(font.pointSizeF()) + sep + style_);
+    session_.sendRoomMessage(confName_, wireText(text), font.family(),
+                             QString::number(font.pointSizeF()), style_);
     txtSendMsg_->clear();
 }
 
 void ConfWindow::inviteUsers() {
-    auto* dialog = new InviteDialog(client_, *this);
-    client_.adoptWindow(dialog);
+    auto* dialog = new InviteDialog(session_, *this);
+    session_.adoptWindow(dialog);
     dialog->show();
 }
 
@@ -340,28 +337,24 @@ void ConfWindow::updateMemberActions() {
     mnuSendPM_->setText(QStringLiteral("Send PM [") + name + QLatin1Char(']'));
     mnuViewProfile_->setText(QStringLiteral("View Profile [") + name + QLatin1Char(']'));
     mnuSendPM_->setEnabled(!name.isEmpty());
-    mnuViewProfile_->setEnabled(!name.isEmpty() && !client_.session().strProfileSite.isEmpty());
+    mnuViewProfile_->setEnabled(!name.isEmpty() && !session_.values().strProfileSite.isEmpty());
 }
 
 void ConfWindow::closeEvent(QCloseEvent* event) {
     // Without a room (the connection was lost) there is nothing to leave.
-    if (!strConfName_.isEmpty()) {
-        const int answer = client_.ShowMessage(
-            QStringLiteral("You are about to exit the conference \"") + strConfName_ +
-                QStringLiteral("\".\r\nDo you wish to continue?"),
-            style::kYesNoQuestion, QStringLiteral("Exit Conference"), this);
+    if (!confName_.isEmpty()) {
+        const int answer =
+            session_.showMessage(QStringLiteral("You are about to exit the conference \"") +
+                                     confName_ + QStringLiteral("\".\r\nDo you wish to continue?"),
+                                 style::kYesNoQuestion, QStringLiteral("Exit Conference"), this);
         if (answer != answer::kYes) {
             event->ignore();
             return;
         }
-        client_.trap([this] {
-            client_.connection().SendData(QStringLiteral(" ## cmdCE /:/ ") +
-                                          client_.session().userName + QStringLiteral(" /:/ ") +
-                                          strConfName_);
-        });
+        session_.trap([this] { session_.leaveRoom(confName_); });
         tvUsers_->clear();
     }
-    client_.trap([this] { savePosition(); });
+    session_.trap([this] { savePosition(); });
     event->accept();
 }
 

@@ -19,7 +19,7 @@ class QTreeWidget;
 
 namespace velmora {
 
-class Client;
+class Session;
 class FileChooser;
 class FontToolbar;
 class HtmlMessageView;
@@ -31,10 +31,10 @@ public:
     static constexpr const char* kOthersColour = "#000000";
     static constexpr const char* kCaptionSuffix = " - [ Conference Room ]";
 
-    explicit ConfWindow(Client& client);
+    explicit ConfWindow(Session& session);
     ~ConfWindow() override;
 
-    [[nodiscard]] QString strConfName() const { return strConfName_; }
+    [[nodiscard]] QString confName() const { return confName_; }
     // The members as `tvUsers` lists them.
     [[nodiscard]] QStringList members() const;
     // The style letters of the user's own lines, "B", "I", "U" in that order.
@@ -49,7 +49,7 @@ public:
     // Makes this the window of room `name`; sending comes alive again.
     void enterRoom(const QString& name);
 
-    void onDetails(const QString& details);
+    void onDetails(bool full, const QStringList& members);
     void onMemberEntered(const QString& name);
     void onMemberLeft(const QString& name);
     void onMessage(const QString& sender, QString text, const QString& fontName,
@@ -84,8 +84,8 @@ private:
     [[nodiscard]] QString selectedMember() const;
     void updateMemberActions();
 
-    Client& client_;
-    QString strConfName_;
+    Session& session_;
+    QString confName_;
     QString style_;
     HtmlMessageView* brwMessage_;
     QTreeWidget* tvUsers_;

@@ -1,7 +1,7 @@
 #include "conference/invitation_dialog.h"
 
-#include "app/client.h"
 #include "conference/conference_rooms.h"
+#include "session/session.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -11,9 +11,9 @@
 
 namespace velmora {
 
-InvitationDialog::InvitationDialog(Client& client, ConferenceRooms& rooms, const QString& fromWho,
+InvitationDialog::InvitationDialog(Session& session, ConferenceRooms& rooms, const QString& fromWho,
                                    const QString& confName, const QString& message)
-    : client_(client), rooms_(rooms), strConfName_(confName), strFromWho_(fromWho),
+    : session_(session), rooms_(rooms), confName_(confName), fromWho_(fromWho),
       lblInvitation_(new QLabel(this)), txtMsg_(new QPlainTextEdit(this)),
       cmdYes_(new QPushButton(QStringLiteral("&Yes"), this)),
       cmdNo_(new QPushButton(QStringLiteral("&No"), this)) {
@@ -44,7 +44,7 @@ InvitationDialog::InvitationDialog(Client& client, ConferenceRooms& rooms, const
     resize(340, 220);
 
     connect(cmdYes_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdYes_Click(); }); });
+            [this] { session_.trap([this] { cmdYes_Click(); }); });
     connect(cmdNo_, &QPushButton::clicked, this, [this] { cmdNo_Click(); });
 }
 
@@ -53,8 +53,8 @@ QString InvitationDialog::invitationText() const {
 }
 
 void InvitationDialog::cmdYes_Click() {
-    rooms_.sendJoin(strConfName_);
-    rooms_.showRoom(strConfName_);
+    rooms_.sendJoin(confName_);
+    rooms_.showRoom(confName_);
     close();
 }
 

@@ -11,17 +11,17 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 class ConferenceRooms;
 
 class InvitationDialog : public QDialog {
     Q_OBJECT
 public:
-    InvitationDialog(Client& client, ConferenceRooms& rooms, const QString& fromWho,
+    InvitationDialog(Session& session, ConferenceRooms& rooms, const QString& fromWho,
                      const QString& confName, const QString& message);
 
-    [[nodiscard]] QString strConfName() const { return strConfName_; }
-    [[nodiscard]] QString strFromWho() const { return strFromWho_; }
+    [[nodiscard]] QString confName() const { return confName_; }
+    [[nodiscard]] QString fromWho() const { return fromWho_; }
     [[nodiscard]] QString invitationText() const;
     [[nodiscard]] QPlainTextEdit& txtMsg() { return *txtMsg_; }
 
@@ -29,10 +29,10 @@ public:
     void cmdNo_Click();
 
 private:
-    Client& client_;
+    Session& session_;
     ConferenceRooms& rooms_;
-    QString strConfName_;
-    QString strFromWho_;
+    QString confName_;
+    QString fromWho_;
     QLabel* lblInvitation_;
     QPlainTextEdit* txtMsg_;
     QPushButton* cmdYes_;

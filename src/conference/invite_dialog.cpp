@@ -1,11 +1,11 @@
 #include "conference/invite_dialog.h"
 
-#include "app/client.h"
 #include "conference/conf_window.h"
-#include "contacts/buddy_list.h"
+#include "controls/buddy_list.h"
 #include "platform/prompter.h"
 #include "session/connection.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -16,14 +16,13 @@
 
 namespace velmora {
 
-InviteDialog::InviteDialog(Client& client, ConfWindow& room)
-    : client_(client), room_(&room), tvUsers_(new QTreeWidget(this)),
+InviteDialog::InviteDialog(Session& session, ConfWindow& room)
+    : session_(session), room_(&room), tvUsers_(new QTreeWidget(this)),
       txtSendMsg_(new QPlainTextEdit(this)),
       cmdInvite_(new QPushButton(QStringLiteral("&Invite"), this)),
       cmdCancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
     setObjectName(QStringLiteral("frmInviteConference"));
-    setWindowTitle(QStringLiteral("Invite to Conference \"") + room.strConfName() +
-                   QLatin1Char('"'));
+    setWindowTitle(QStringLiteral("Invite to Conference \"") + room.confName() + QLatin1Char('"'));
     setAttribute(Qt::WA_DeleteOnClose);
 
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
@@ -49,9 +48,9 @@ InviteDialog::InviteDialog(Client& client, ConfWindow& room)
     resize(300, 360);
 
     connect(cmdInvite_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdInvite_Click(); }); });
+            [this] { session_.trap([this] { cmdInvite_Click(); }); });
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::close);
-    client_.trap([this] { fillBuddies(); });
+    session_.trap([this] { fillBuddies(); });
 }
 
 void InviteDialog::fillBuddies() {
@@ -59,7 +58,7 @@ void InviteDialog::fillBuddies() {
     for (const QString& member : room_->members()) {
         inRoom.append(member.toUpper());
     }
-    for (QTreeWidgetItem* node : client_.mainWindow().buddies().allNodes()) {
+    for (QTreeWidgetItem* node : session_.frame().buddies().allNodes()) {
         // Offline buddies carry "f" keys like the two group nodes.
         if (BuddyList::keyOf(node).startsWith(QLatin1Char('f')) ||
             inRoom.contains(node->text(0).toUpper())) {
@@ -76,28 +75,26 @@ void InviteDialog::cmdInvite_Click() {
         close();
         return;
     }
-    if (room_->members().size() >= client_.session().intServerLimit) {
-        client_.ShowMessage(
+    if (room_->members().size() >= session_.values().intServerLimit) {
+        session_.showMessage(
             QStringLiteral("Error: The conference already has the maximum users allowed!"),
             style::kOk, QString(), this);
         return;
     }
-    QString invitees;
+    QStringList invitees;
     for (int i = 0; i < tvUsers_->topLevelItemCount(); ++i) {
         const QTreeWidgetItem* item = tvUsers_->topLevelItem(i);
         if (item->checkState(0) == Qt::Checked) {
-            invitees += QStringLiteral(" :/ ") + item->text(0);
+            invitees.append(item->text(0));
         }
     }
     if (invitees.isEmpty()) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     QString message = txtSendMsg_->toPlainText();
     message.replace(QLatin1Char(' '), QLatin1String("%%"));
-    const QString sep = QStringLiteral(" /:/ ");
-    client_.connection().SendData(QStringLiteral(" ## cmdCI /:/ ") + client_.session().userName +
-                                  sep + room_->strConfName() + sep + invitees + sep + message);
+    session_.inviteToRoom(room_->confName(), invitees, message);
     close();
 }
 

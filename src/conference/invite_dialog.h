@@ -11,13 +11,13 @@ class QTreeWidget;
 
 namespace velmora {
 
-class Client;
+class Session;
 class ConfWindow;
 
 class InviteDialog : public QDialog {
     Q_OBJECT
 public:
-    InviteDialog(Client& client, ConfWindow& room);
+    InviteDialog(Session& session, ConfWindow& room);
 
     [[nodiscard]] QTreeWidget& tvUsers() { return *tvUsers_; }
     [[nodiscard]] QPlainTextEdit& txtSendMsg() { return *txtSendMsg_; }
@@ -26,7 +26,7 @@ public:
 private:
     void fillBuddies();
 
-    Client& client_;
+    Session& session_;
     QPointer<ConfWindow> room_;
     QTreeWidget* tvUsers_;
     QPlainTextEdit* txtSendMsg_;

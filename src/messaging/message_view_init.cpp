@@ -4,7 +4,7 @@
 #include "platform/html_message_view.h"
 #include "platform/ini_file.h"
 #include "platform/number_text.h"
-#include "shell/settings.h"
+#include "settings/settings.h"
 
 #include <QTextDocument>
 

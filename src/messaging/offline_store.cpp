@@ -1,27 +1,20 @@
 #include "messaging/offline_store.h"
 
-#include "app/client.h"
 #include "messaging/offline_database.h"
 #include "messaging/offline_window.h"
+#include "session/session.h"
 
 #include <QStringList>
 
 namespace velmora {
 
-namespace {
-const QString kMessageSeparator = QStringLiteral(" :%: ");
-const QString kFieldSeparator = QStringLiteral(" :/ ");
-} // namespace
-
-void StoreOfflineMessages(Client& client, const QString& body) {
-    const QStringList elements = body.split(kMessageSeparator);
-    const QString touser = client.session().userName;
+void StoreOfflineMessages(Session& session, const QList<QStringList>& messages) {
+    const QString touser = session.values().userName;
     {
-        OfflineDatabase database(client.appFolder(),
-                                 OfflineDatabase::connectionName(client, "store"));
+        OfflineDatabase database(session.appFolder(),
+                                 OfflineDatabase::connectionName(session, "store"));
         try {
-            for (qsizetype i = 1; i < elements.size(); ++i) {
-                const QStringList fields = elements[i].split(kFieldSeparator);
+            for (const QStringList& fields : messages) {
                 if (fields.size() < 3) {
                     raiseSubscriptOutOfRange(QStringLiteral("Velmora"));
                 }
@@ -34,10 +27,10 @@ void StoreOfflineMessages(Client& client, const QString& body) {
             } catch (const AppError&) {
                 // The first failure is the one worth reporting.
             }
-            client.ReportError(error);
+            session.reportError(error);
         }
     }
-    ShowOfflineMessages(client, true);
+    ShowOfflineMessages(session, true);
 }
 
 } // namespace velmora

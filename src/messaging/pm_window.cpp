@@ -1,9 +1,9 @@
 #include "messaging/pm_window.h"
 
-#include "app/client.h"
 #include "contacts/add_buddy_dialog.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
+#include "controls/form_position.h"
 #include "messaging/chat_input.h"
 #include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
@@ -12,10 +12,9 @@
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
-#include "protocol/wire.h"
 #include "session/connection.h"
-#include "shell/form_position.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 #include "transfer/file_sender.h"
 
 #include <QAction>
@@ -41,25 +40,18 @@ namespace velmora {
 
 namespace {
 
-FormatterOptions formatterOptions(Client& client) {
-    return FormatterOptions{client.values().emote == 1, client.appFolder()};
+FormatterOptions formatterOptions(Session& session) {
+    return FormatterOptions{session.preferences().emote == 1, session.appFolder()};
 }
 
 QString caption(const QString& name) {
     return name + QLatin1StringView(PMWindow::kCaptionSuffix);
 }
 
-QString pmCommand(const QString& own, const QString& recipient, const QString& text,
-                  const QString& fontName, const QString& fontSize, const QString& style) {
-    return QString::fromStdString(protocol::buildCommand(
-        protocol::kHeadPM, {own.toStdString(), recipient.toStdString(), text.toStdString(),
-                            fontName.toStdString(), fontSize.toStdString(), style.toStdString()}));
-}
-
 } // namespace
 
-PMWindow::PMWindow(Client& client, const QString& recipient)
-    : client_(client), recipient_(recipient), brwMessage_(new HtmlMessageView(client.desktop())),
+PMWindow::PMWindow(Session& session, const QString& recipient)
+    : session_(session), recipient_(recipient), brwMessage_(new HtmlMessageView(session.desktop())),
       tbFontSettings_(new FontToolbar), txtSendMsg_(new QPlainTextEdit),
       cmdSend_(new QPushButton(tr("&Send"))), sbStatus_(new QStatusBar(this)) {
     setObjectName(QLatin1StringView(kFormName));
@@ -69,7 +61,7 @@ PMWindow::PMWindow(Client& client, const QString& recipient)
 
     brwMessage_->setObjectName(QStringLiteral("brwMessage"));
     tbFontSettings_->setObjectName(QStringLiteral("tbFontSettings"));
-    tbFontSettings_->loadSmilies(client.appFolder());
+    tbFontSettings_->loadSmilies(session.appFolder());
     txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
     txtSendMsg_->setTabChangesFocus(true);
     txtSendMsg_->installEventFilter(this);
@@ -108,20 +100,20 @@ PMWindow::PMWindow(Client& client, const QString& recipient)
 
     connect(cmdSend_, &QPushButton::clicked, this, &PMWindow::cmdSend_Click);
     connect(tbFontSettings_, &FontToolbar::FontStyleChanged, this, [this] {
-        client_.trap([this] {
+        session_.trap([this] {
             updateStyle();
             applyInputFont();
         });
     });
     connect(tbFontSettings_, &FontToolbar::FontNameChanged, this,
-            [this] { client_.trap([this] { applyInputFont(); }); });
+            [this] { session_.trap([this] { applyInputFont(); }); });
     connect(tbFontSettings_, &FontToolbar::FontSizeChanged, this,
-            [this] { client_.trap([this] { applyInputFont(); }); });
+            [this] { session_.trap([this] { applyInputFont(); }); });
     connect(tbFontSettings_, &FontToolbar::SmilieClick, this,
-            [this](const QString& code) { client_.trap([&] { insertSmilie(code); }); });
+            [this](const QString& code) { session_.trap([&] { insertSmilie(code); }); });
 
-    client_.trap([this] { InitMessageView(client_, *this); });
-    client_.trap([this] { restorePosition(); });
+    session_.trap([this] { InitMessageView(session_, *this); });
+    session_.trap([this] { restorePosition(); });
     updateStyle();
     applyInputFont();
 
@@ -153,7 +145,7 @@ void PMWindow::buildMenus() {
         return action;
     };
     auto trapped = [this](void (PMWindow::*handler)()) {
-        return [this, handler] { client_.trap([this, handler] { (this->*handler)(); }); };
+        return [this, handler] { session_.trap([this, handler] { (this->*handler)(); }); };
     };
 
     QMenu* file = menuBar()->addMenu(tr("&File"));
@@ -163,7 +155,7 @@ void PMWindow::buildMenus() {
     connect(addAction(file, "mnuFileSaveLog", tr("&Save Conversation As..."), QKeySequence::Save),
             &QAction::triggered, this, trapped(&PMWindow::saveLog));
     connect(addAction(file, "mnuFileSendFile", tr("Send &File...")), &QAction::triggered, this,
-            [this] { client_.trap([this] { findFileSender(client_, recipient_); }); });
+            [this] { session_.trap([this] { findFileSender(session_, recipient_); }); });
     file->addSeparator();
     connect(addAction(file, "mnuFileClose", tr("&Close"), QKeySequence::Close), &QAction::triggered,
             this, &QWidget::close);
@@ -191,11 +183,11 @@ void PMWindow::buildMenus() {
             openList("cboFontSize"));
     addStyleToggles(*edit, *tbFontSettings_);
 
-    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence::HelpContents);
+    addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence::HelpContents);
 }
 
 void PMWindow::restorePosition() {
-    const QRect saved = savedFormRect(client_.settings(), QLatin1StringView(kFormName), *this);
+    const QRect saved = savedFormRect(session_.settings(), QLatin1StringView(kFormName), *this);
     // Untouched, a window never saved is placed where the desktop puts it.
     if (saved.topLeft() != pos()) {
         move(saved.topLeft());
@@ -206,11 +198,11 @@ void PMWindow::restorePosition() {
 }
 
 void PMWindow::savePosition() {
-    saveFormRect(client_.settings(), QLatin1StringView(kFormName), *this);
+    saveFormRect(session_.settings(), QLatin1StringView(kFormName), *this);
 }
 
 void PMWindow::closeEvent(QCloseEvent* event) {
-    client_.trap([this] { savePosition(); });
+    session_.trap([this] { savePosition(); });
     QMainWindow::closeEvent(event);
 }
 
@@ -247,7 +239,7 @@ bool PMWindow::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void PMWindow::cmdSend_Click() {
-    client_.trap([this] { send(); });
+    session_.trap([this] { send(); });
 }
 
 void PMWindow::send() {
@@ -262,7 +254,7 @@ void PMWindow::send() {
     if (text.trimmed().isEmpty()) {
         txtSendMsg_->setEnabled(true);
         cmdSend_->setEnabled(true);
-        client_.prompter().beep();
+        session_.prompter().beep();
         txtSendMsg_->setFocus();
         return;
     }
@@ -271,13 +263,13 @@ void PMWindow::send() {
     const QFont font = txtSendMsg_->font();
     const QString fontName = font.family();
     const QString fontSize = QString::number(font.pointSizeF());
-    const QString own = client_.session().userName;
+    const QString own = session_.values().userName;
     // A message to oneself is only shown.
     if (recipient_.toUpper() != own.toUpper()) {
-        client_.connection().SendData(pmCommand(own, recipient_, wire, fontName, fontSize, style_));
+        session_.sendPrivateMessage(recipient_, wire, fontName, fontSize, style_);
     }
     AppendMessageHtml(wire, QLatin1StringView(kOwnColour), own, fontName, fontSize, *brwMessage_,
-                      style_, formatterOptions(client_));
+                      style_, formatterOptions(session_));
 
     txtSendMsg_->clear();
     txtSendMsg_->setEnabled(true);
@@ -318,53 +310,53 @@ void PMWindow::askAndFind() {
     const QString text = QInputDialog::getText(this, tr("Find"), tr("Find what:"),
                                                QLineEdit::Normal, QString(), &ok);
     if (ok && !findInConversation(text)) {
-        client_.prompter().beep();
+        session_.prompter().beep();
     }
 }
 
 void PMWindow::addRecipientAsBuddy() {
-    addBuddyUnseen(client_, this, recipient_);
+    addBuddyUnseen(session_, this, recipient_);
 }
 
-PMWindow* OpenPMWindow(Client& client, const QString& name) {
-    if (auto* open = qobject_cast<PMWindow*>(client.findWindowByCaption(caption(name)))) {
-        client.desktop().bringToFront(open);
+PMWindow* OpenPMWindow(Session& session, const QString& name) {
+    if (auto* open = qobject_cast<PMWindow*>(session.findWindowByCaption(caption(name)))) {
+        session.desktop().bringToFront(open);
         return open;
     }
-    auto* window = new PMWindow(client, name);
-    client.adoptWindow(window);
+    auto* window = new PMWindow(session, name);
+    session.adoptWindow(window);
     window->show();
     return window;
 }
 
-void InitMessageView(Client& client, PMWindow& window) {
+void InitMessageView(Session& session, PMWindow& window) {
     // The message window has always read the styles with "10" as the
     // default, so a style missing from the file is switched on.
     window.headerBlocks_ = InitMessageView(window.brwMessage(), window.tbFontSettings(),
-                                           client.settings(), QStringLiteral("10"));
+                                           session.settings(), QStringLiteral("10"));
 }
 
-void ReceivePM(Client& client, const QString& sender, const QString& text, const QString& fontName,
-               const QString& fontSize, const QString& style) {
-    auto* window = qobject_cast<PMWindow*>(client.findWindowByCaption(caption(sender)));
+void ReceivePM(Session& session, const QString& sender, const QString& text,
+               const QString& fontName, const QString& fontSize, const QString& style) {
+    auto* window = qobject_cast<PMWindow*>(session.findWindowByCaption(caption(sender)));
     if (!window) {
-        OpenPMWindow(client, sender);
-        window = qobject_cast<PMWindow*>(client.findWindowByCaption(caption(sender)));
+        OpenPMWindow(session, sender);
+        window = qobject_cast<PMWindow*>(session.findWindowByCaption(caption(sender)));
     }
     if (!window) {
         return;
     }
     QString body = text;
     AppendMessageHtml(body, QLatin1StringView(PMWindow::kReceivedColour), sender, fontName,
-                      fontSize, window->messageView(), style, formatterOptions(client));
+                      fontSize, window->messageView(), style, formatterOptions(session));
     window->sbStatus().showMessage(
         QStringLiteral("Last IM Received: ") +
         QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
-    if (client.values().newPM == 1) {
-        client.desktop().bringToFront(window);
+    if (session.preferences().newPM == 1) {
+        session.desktop().bringToFront(window);
     }
-    if (client.values().receiveIM.enabled == 1) {
-        client.PlaySoundFile(client.values().receiveIM.path);
+    if (session.preferences().receiveIM.enabled == 1) {
+        session.playSoundFile(session.preferences().receiveIM.path);
     }
 }
 

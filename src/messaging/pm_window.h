@@ -15,7 +15,7 @@ class QStatusBar;
 
 namespace velmora {
 
-class Client;
+class Session;
 class FileChooser;
 class FontToolbar;
 class HtmlMessageView;
@@ -32,7 +32,7 @@ public:
     // one saved position and size.
     static constexpr const char* kFormName = "frmPM";
 
-    PMWindow(Client& client, const QString& recipient);
+    PMWindow(Session& session, const QString& recipient);
     ~PMWindow() override;
 
     [[nodiscard]] QString recipient() const { return recipient_; }
@@ -65,7 +65,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    friend void InitMessageView(Client& client, PMWindow& window);
+    friend void InitMessageView(Session& session, PMWindow& window);
 
     void buildMenus();
     void restorePosition();
@@ -77,7 +77,7 @@ private:
     void askAndFind();
     void send();
 
-    Client& client_;
+    Session& session_;
     QString recipient_;
     QString style_;
     HtmlMessageView* brwMessage_;
@@ -92,16 +92,16 @@ private:
 
 // Finds the window for `name` (caption compared ignoring case) and brings it
 // forward, or opens a new one. A window for "IM Server" cannot be typed into.
-PMWindow* OpenPMWindow(Client& client, const QString& name);
+PMWindow* OpenPMWindow(Session& session, const QString& name);
 
 // Prepares a message window's view (the header and the warning banner) and
 // sets its font toolbar from the default message font of the settings.
-void InitMessageView(Client& client, PMWindow& window);
+void InitMessageView(Session& session, PMWindow& window);
 
 // A "+PM" record: the message goes into the sender's window, opened when
 // needed, with the status "Last IM Received: " and the time, the window
 // brought forward and the receive sound played as the settings ask.
-void ReceivePM(Client& client, const QString& sender, const QString& text, const QString& fontName,
-               const QString& fontSize, const QString& style);
+void ReceivePM(Session& session, const QString& sender, const QString& text,
+               const QString& fontName, const QString& fontSize, const QString& style);
 
 } // namespace velmora

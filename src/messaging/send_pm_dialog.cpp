@@ -1,10 +1,10 @@
 #include "messaging/send_pm_dialog.h"
 
-#include "app/client.h"
-#include "contacts/buddy_list.h"
-#include "contacts/user_name.h"
+#include "controls/buddy_list.h"
 #include "messaging/pm_window.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -35,10 +35,10 @@ QTreeWidgetItem* copyNode(const QTreeWidgetItem* node) {
 
 } // namespace
 
-SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
+SendPMDialog::SendPMDialog(Session& session, QWidget* parent)
     : QDialog(parent),
-      client_(client), optUser_{new QRadioButton(tr("Choose from your &buddy list:")),
-                                new QRadioButton(tr("&Type a user name:"))},
+      session_(session), optUser_{new QRadioButton(tr("Choose from your &buddy list:")),
+                                  new QRadioButton(tr("&Type a user name:"))},
       tvUsers_(new QTreeWidget), txtUserName_(new QLineEdit),
       cmdOpen_(new QPushButton(tr("&Open"))), cmdCancel_(new QPushButton(tr("Cancel"))) {
     setObjectName(QStringLiteral("frmSendPM"));
@@ -50,7 +50,7 @@ SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
         optUser_[i]->setObjectName(QStringLiteral("optUser"));
         optUser_[i]->setProperty("index", i);
         connect(optUser_[i], &QRadioButton::clicked, this,
-                [this, i] { client_.trap([this, i] { optUserClick(i); }); });
+                [this, i] { session_.trap([this, i] { optUserClick(i); }); });
     }
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
     tvUsers_->setHeaderHidden(true);
@@ -73,16 +73,16 @@ SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
     layout->addLayout(buttons);
 
     connect(tvUsers_, &QTreeWidget::currentItemChanged, this,
-            [this] { client_.trap([this] { updateOpen(); }); });
+            [this] { session_.trap([this] { updateOpen(); }); });
     connect(tvUsers_, &QTreeWidget::itemDoubleClicked, this, [this] {
         if (cmdOpen_->isEnabled()) {
             cmdOpen_->click();
         }
     });
     connect(txtUserName_, &QLineEdit::textChanged, this,
-            [this] { client_.trap([this] { updateOpen(); }); });
+            [this] { session_.trap([this] { updateOpen(); }); });
     connect(cmdOpen_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdOpenClick(); }); });
+            [this] { session_.trap([this] { cmdOpenClick(); }); });
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::reject);
 
     fillUsers();
@@ -95,7 +95,7 @@ void SendPMDialog::fillUsers() {
     // buddies carry "f" keys too: only the online group and its buddies can
     // be picked. A message for someone offline is typed by name.
     QTreeWidgetItem* online = nullptr;
-    for (QTreeWidgetItem* node : client_.mainWindow().buddies().allNodes()) {
+    for (QTreeWidgetItem* node : session_.frame().buddies().allNodes()) {
         const QString key = BuddyList::keyOf(node);
         if (key == QLatin1StringView(kOnlineFolder)) {
             online = copyNode(node);
@@ -137,7 +137,7 @@ void SendPMDialog::cmdOpenClick() {
     if (name.isEmpty()) {
         return;
     }
-    OpenPMWindow(client_, name);
+    OpenPMWindow(session_, name);
     accept();
 }
 

@@ -1,4 +1,4 @@
-#include "shell/settings.h"
+#include "settings/settings.h"
 
 #include "platform/ini_file.h"
 #include "platform/number_text.h"

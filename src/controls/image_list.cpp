@@ -1,4 +1,4 @@
-#include "shell/image_list.h"
+#include "controls/image_list.h"
 
 #include <QPainter>
 #include <QPainterPath>

@@ -1,4 +1,4 @@
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 namespace velmora {
 

@@ -1,7 +1,6 @@
-#include "contacts/buddy_list.h"
+#include "controls/buddy_list.h"
 
-#include "protocol/wire.h"
-#include "shell/image_list.h"
+#include "controls/image_list.h"
 
 #include <QTreeWidget>
 
@@ -57,21 +56,12 @@ void BuddyList::addBuddy(bool online, const QString& name) {
     }
 }
 
-void BuddyList::onBuddyList(const QString& list) {
+void BuddyList::onBuddyList(const QList<BuddyListItem>& items) {
     reset();
-    const auto items = protocol::split(list.toStdString(), protocol::kListItemSep);
-    for (const std::string& item : items) {
-        const auto parts = protocol::split(item, protocol::kSubFieldSep);
+    for (const BuddyListItem& item : items) {
         ++nodeKey_; // every item takes a key, skipped ones included
-        if (parts.size() < 2) {
-            continue;
-        }
-        const QString state = QString::fromStdString(parts[0]);
-        const QString name = QString::fromStdString(parts[1]);
-        if (state == QLatin1String("n")) {
-            addBuddy(true, name);
-        } else if (state == QLatin1String("f")) {
-            addBuddy(false, name);
+        if (item.state != BuddyListItem::Skipped) {
+            addBuddy(item.state == BuddyListItem::Online, item.name);
         }
     }
 }

@@ -3,7 +3,7 @@
 // the error report; nothing escapes into the event loop.
 #pragma once
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QString>
 
@@ -19,11 +19,13 @@ void runTrapped(Report&& report, const QString& routine, Action&& action) noexce
     } catch (const AppError& error) {
         report(error, routine);
     } catch (const std::exception& e) {
-        report(AppError(51, QStringLiteral("Velmora"),
+        report(AppError(err::kInternalError, QStringLiteral("Velmora"),
                         QStringLiteral("Internal error: ") + QString::fromUtf8(e.what())),
                routine);
     } catch (...) {
-        report(AppError(51, QStringLiteral("Velmora"), QStringLiteral("Internal error")), routine);
+        report(AppError(err::kInternalError, QStringLiteral("Velmora"),
+                        QStringLiteral("Internal error")),
+               routine);
     }
 }
 

@@ -1,6 +1,6 @@
-#include "shell/form_position.h"
+#include "controls/form_position.h"
 
-#include "shell/settings.h"
+#include "settings/settings.h"
 
 #include <QWidget>
 

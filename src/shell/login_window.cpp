@@ -1,17 +1,18 @@
-#include "session/login_window.h"
+#include "shell/login_window.h"
 
-#include "app/client.h"
-#include "contacts/user_name.h"
 #include "controls/form_controls.h"
+#include "controls/image_list.h"
+#include "platform/app_error.h"
 #include "platform/desktop.h"
 #include "platform/prompter.h"
-#include "session/app_error.h"
+#include "protocol/wire.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
-#include "session/registration_window.h"
-#include "shell/image_list.h"
-#include "shell/main_window.h"
-#include "shell/server_list.h"
+#include "session/main_frame.h"
+#include "session/session.h"
+#include "session/user_name.h"
+#include "settings/server_list.h"
+#include "shell/registration_window.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -30,11 +31,13 @@
 namespace velmora {
 
 namespace {
-constexpr quint16 kDefaultPort = 6668;
-const QString kFallbackServer = QStringLiteral("127.0.0.1:6668");
+QString fallbackServer() {
+    return QString::fromLatin1(kDefaultServerHost) + QLatin1Char(protocol::kHostPortSep) +
+           QString::number(protocol::kDefaultPort);
+}
 
 QString hostPart(const QString& address) {
-    return address.section(QLatin1Char(':'), 0, 0);
+    return address.section(QLatin1Char(protocol::kHostPortSep), 0, 0);
 }
 } // namespace
 
@@ -49,8 +52,8 @@ QString connectionProblemText() {
         "Please use a different server address, or try again later!");
 }
 
-LoginWindow::LoginWindow(Client& client, QWidget* owner)
-    : QDialog(owner), client_(client), cboHost_(new QComboBox(this)),
+LoginWindow::LoginWindow(Session& session, QWidget* owner)
+    : QDialog(owner), session_(session), cboHost_(new QComboBox(this)),
       txtUName_(new QLineEdit(this)), txtPWord_(new QLineEdit(this)),
       chkSaveDetails_(new QCheckBox(QStringLiteral("&Save login details"), this)),
       chkAutoLogin_(new QCheckBox(QStringLiteral("Log in &automatically at start"), this)),
@@ -60,7 +63,7 @@ LoginWindow::LoginWindow(Client& client, QWidget* owner)
     setObjectName(QStringLiteral("frmLogin"));
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Velmora - Log In"));
-    setWindowIcon(images::mainImage(MainWindow::kImageOnline));
+    setWindowIcon(images::mainImage(MainFrame::kImageOnline));
     buildForm();
 
     tmrShow_->setObjectName(QStringLiteral("tmrShow"));
@@ -68,7 +71,7 @@ LoginWindow::LoginWindow(Client& client, QWidget* owner)
     connect(tmrShow_, &QTimer::timeout, this, [this] { tmrShow_Timer(); });
     connect(cmdLogin_, &QPushButton::clicked, this, [this] { cmdLogin_Click(); });
     connect(cmdRegister_, &QPushButton::clicked, this, [this] { openSignUpPage(); });
-    connect(&client_.connection(), &Connection::closed, this, [this] { onConnectionLost(); });
+    connect(&session_.connection(), &Connection::closed, this, [this] { onConnectionLost(); });
 
     loadServers();
     loadDetails();
@@ -90,7 +93,7 @@ void LoginWindow::buildForm() {
     cmdRegister_->setToolTip(QStringLiteral("Create an account on the server's web site"));
 
     auto* logo = new QLabel(this);
-    logo->setPixmap(images::mainImage(MainWindow::kImageOnline).pixmap(40, 40));
+    logo->setPixmap(images::mainImage(MainFrame::kImageOnline).pixmap(40, 40));
     auto* title = new QLabel(QStringLiteral("<b style='font-size:14pt'>Velmora</b><br>"
                                             "Log in to your instant messaging server"),
                              this);
@@ -110,7 +113,7 @@ void LoginWindow::buildForm() {
     cmdNewAccount->setObjectName(QStringLiteral("cmdNewAccount"));
     cmdNewAccount->setToolTip(QStringLiteral("Create an account on this server from here"));
     connect(cmdNewAccount, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { showRegistrationWindow(client_); }); });
+            [this] { session_.trap([this] { showRegistrationWindow(session_); }); });
     buttonRow_->addWidget(cmdNewAccount);
     buttonRow_->addStretch(1);
     buttonRow_->addWidget(cmdLogin_);
@@ -132,11 +135,11 @@ void LoginWindow::buildForm() {
 }
 
 void LoginWindow::loadServers() {
-    client_.trap([&] {
+    session_.trap([&] {
         const QString typed = cboHost_->currentText();
-        QStringList servers = server_list::load(client_.settings().serverListPath());
+        QStringList servers = server_list::load(session_.settings().serverListPath());
         if (servers.isEmpty()) {
-            servers.append(kFallbackServer);
+            servers.append(fallbackServer());
         }
         cboHost_->clear();
         cboHost_->addItems(servers);
@@ -147,8 +150,8 @@ void LoginWindow::loadServers() {
 }
 
 void LoginWindow::loadDetails() {
-    client_.trap([&] {
-        Settings& settings = client_.settings();
+    session_.trap([&] {
+        Settings& settings = session_.settings();
         txtUName_->setText(settings.loginUser());
         txtPWord_->setText(settings.loginPass());
         chkSaveDetails_->setChecked(settings.loginCheck() == 1);
@@ -156,7 +159,7 @@ void LoginWindow::loadDetails() {
     });
 }
 
-void LoginWindow::SetLoginControlsEnabled(bool enabled) {
+void LoginWindow::setLoginControlsEnabled(bool enabled) {
     setFormControlsEnabled(*this, enabled);
 }
 
@@ -164,38 +167,37 @@ void LoginWindow::cmdLogin_Click() {
     if (connecting_) {
         return;
     }
-    client_.trap([&] {
+    session_.trap([&] {
         const QString user = txtUName_->text();
         const QString password = txtPWord_->text();
         const QString address = cboHost_->currentText();
-        if (password.contains(QLatin1Char(':')) || address.size() < 2 || password.size() < 5 ||
-            user.size() < 5) {
-            client_.ShowMessage(QStringLiteral("Error: You have not entered valid information!"),
-                                style::kOk, QStringLiteral("Input Error"), this);
+        if (!isAcceptablePassword(password) || address.size() < 2 || !isLongEnoughName(user)) {
+            session_.showMessage(QStringLiteral("Error: You have not entered valid information!"),
+                                 style::kOk, QStringLiteral("Input Error"), this);
             return;
         }
         if (!isValidUserName(user)) {
-            client_.ShowMessage(QStringLiteral("Error: You entered an invalid username:\r\n"
-                                               "Usernames can only contain Alpha-Numberic Chars!"),
-                                style::kOk, QStringLiteral("Input Error"), this);
+            session_.showMessage(QStringLiteral("Error: You entered an invalid username:\r\n"
+                                                "Usernames can only contain Alpha-Numberic Chars!"),
+                                 style::kOk, QStringLiteral("Input Error"), this);
             return;
         }
 
-        Connection& connection = client_.connection();
+        Connection& connection = session_.connection();
         if (connection.State() != Connection::Closed) {
             connection.Close();
         }
-        connectToAddress(connection, address, kDefaultPort);
-        client_.mainWindow().setConnectStatus(QStringLiteral("-> Connecting...."));
+        connectToAddress(connection, address, protocol::kDefaultPort);
+        session_.frame().setConnectStatus(QStringLiteral("-> Connecting...."));
 
-        Client& client = client_;
+        Session& session = session_;
         QPointer<LoginWindow> alive(this);
         connecting_ = true;
         const bool ok = waitForConnection(connection, *this);
         if (!alive) {
             // The window was closed while connecting: the attempt is abandoned.
-            client.connection().Close();
-            client.OnConnectionClosed();
+            session.connection().Close();
+            session.onConnectionClosed();
             return;
         }
         connecting_ = false;
@@ -204,50 +206,49 @@ void LoginWindow::cmdLogin_Click() {
             return;
         }
 
-        SetLoginControlsEnabled(false);
+        setLoginControlsEnabled(false);
         cboHost_->lineEdit()->selectAll();
         try {
-            connection.SendData(QStringLiteral(" ## cmdLI /:/ ") + user + QStringLiteral(" /:/ ") +
-                                password + QStringLiteral(" /:/ ") + Client::versionField());
+            session_.sendLogin(user, password);
         } catch (const AppError&) {
-            SetLoginControlsEnabled(true);
+            setLoginControlsEnabled(true);
             throw;
         }
-        blnAwaitingLogin_ = true;
+        awaitingLogin_ = true;
         tmrShow_->setInterval(kAnswerTimeoutMs);
         tmrShow_->start();
     });
 }
 
 void LoginWindow::fail(const QString& text) {
-    blnAwaitingLogin_ = false;
+    awaitingLogin_ = false;
     tmrShow_->stop();
-    client_.connection().Close();
-    client_.OnConnectionClosed();
-    SetLoginControlsEnabled(true);
+    session_.connection().Close();
+    session_.onConnectionClosed();
+    setLoginControlsEnabled(true);
     // An automatic login at start runs with the window hidden.
     show();
-    client_.ShowMessage(text, style::kOk, QString(), this);
+    session_.showMessage(text, style::kOk, QString(), this);
 }
 
-void LoginWindow::OnLoginReply(const QString& answer) {
-    client_.trap([&] {
-        blnAwaitingLogin_ = false;
+void LoginWindow::onLoginReply(LoginResult result) {
+    session_.trap([&] {
+        awaitingLogin_ = false;
         tmrShow_->stop();
-        if (answer == QLatin1String("Login=True")) {
+        if (result == LoginResult::Accepted) {
             const QString user = txtUName_->text();
             const QString password = txtPWord_->text();
             const QString host = cboHost_->currentText();
             const bool saveDetails = chkSaveDetails_->isChecked();
             const bool autoLogin = chkAutoLogin_->isChecked();
-            MainWindow& main = client_.mainWindow();
+            MainFrame& main = session_.frame();
             main.setConnectStatus(QStringLiteral("-> Connected [") + user + QLatin1Char(']'));
             main.setToolbarOnline();
-            client_.session().userName = user;
-            client_.session().password = password;
+            session_.values().userName = user;
+            session_.values().password = password;
             QPointer<LoginWindow> alive(this);
             QCoreApplication::processEvents();
-            Settings& settings = client_.settings();
+            Settings& settings = session_.settings();
             if (saveDetails) {
                 settings.setLoginUser(user);
                 settings.setLoginPass(password);
@@ -260,15 +261,15 @@ void LoginWindow::OnLoginReply(const QString& answer) {
             settings.setLoginAutoConnect(autoLogin);
             settings.setLoginCheck(saveDetails);
             QCoreApplication::processEvents();
-            main.SetTrayStatus(MainWindow::kImageOnline, user);
+            main.setTrayStatus(MainFrame::kImageOnline, user);
             if (alive) {
                 close();
             }
-        } else if (answer == QLatin1String("Login=False")) {
+        } else if (result == LoginResult::Refused) {
             fail(QStringLiteral("Error: The login details which you entered were invalid!"));
             txtPWord_->setFocus();
             txtPWord_->selectAll();
-        } else if (answer == QLatin1String("CUgd")) {
+        } else if (result == LoginResult::UpgradeNeeded) {
             fail(QStringLiteral("Error: To login to this I.M. server you will need to upgrade "
                                 "your I.M. client to the latest version!"));
         } else {
@@ -279,42 +280,42 @@ void LoginWindow::OnLoginReply(const QString& answer) {
 }
 
 void LoginWindow::tmrShow_Timer() {
-    client_.trap([&] {
+    session_.trap([&] {
         tmrShow_->stop();
-        if (!blnAwaitingLogin_) {
+        if (!awaitingLogin_) {
             return;
         }
-        blnAwaitingLogin_ = false;
-        client_.OnConnectionClosed();
+        awaitingLogin_ = false;
+        session_.onConnectionClosed();
         show();
-        client_.ShowMessage(connectionProblemText(), style::kOk, QString(), this);
-        SetLoginControlsEnabled(true);
+        session_.showMessage(connectionProblemText(), style::kOk, QString(), this);
+        setLoginControlsEnabled(true);
     });
 }
 
 void LoginWindow::onConnectionLost() {
     // A server that drops the connection instead of answering is known at
     // once; there is no point in waiting for the time-out.
-    if (blnAwaitingLogin_) {
+    if (awaitingLogin_) {
         tmrShow_Timer();
     }
 }
 
 void LoginWindow::openSignUpPage() {
-    client_.trap([&] {
-        client_.desktop().openUrl(QStringLiteral("http://") + hostPart(cboHost_->currentText()) +
-                                  QStringLiteral(":88/modules.php?name=Your_Account&op=new_user"));
+    session_.trap([&] {
+        session_.desktop().openUrl(QStringLiteral("http://") + hostPart(cboHost_->currentText()) +
+                                   QStringLiteral(":88/modules.php?name=Your_Account&op=new_user"));
     });
 }
 
 void LoginWindow::closeEvent(QCloseEvent* event) {
     // Leaving the window while the server has not answered gives up the login.
-    if (blnAwaitingLogin_) {
-        blnAwaitingLogin_ = false;
+    if (awaitingLogin_) {
+        awaitingLogin_ = false;
         tmrShow_->stop();
-        client_.trap([&] {
-            client_.connection().Close();
-            client_.OnConnectionClosed();
+        session_.trap([&] {
+            session_.connection().Close();
+            session_.onConnectionClosed();
         });
     }
     QDialog::closeEvent(event);
@@ -345,9 +346,9 @@ bool LoginWindow::eventFilter(QObject* watched, QEvent* event) {
         break;
     }
     // An address has at most one colon.
-    if (watched == cboHost_->lineEdit() && key->text() == QLatin1String(":") &&
-        cboHost_->currentText().contains(QLatin1Char(':'))) {
-        client_.prompter().beep();
+    if (watched == cboHost_->lineEdit() && key->text() == QLatin1Char(protocol::kHostPortSep) &&
+        cboHost_->currentText().contains(QLatin1Char(protocol::kHostPortSep))) {
+        session_.prompter().beep();
         return true;
     }
     return false;

@@ -12,6 +12,8 @@ namespace velmora {
 namespace err {
 inline constexpr int kSubscriptOutOfRange = 9;
 inline constexpr int kTypeMismatch = 13;
+inline constexpr int kInternalError = 51;
+inline constexpr int kInvalidPropertyValue = 380;
 inline constexpr int kWrongProtocolOrConnectionState = 40006;
 } // namespace err
 

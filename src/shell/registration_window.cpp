@@ -1,13 +1,15 @@
-#include "session/registration_window.h"
+#include "shell/registration_window.h"
 
-#include "app/client.h"
-#include "contacts/user_name.h"
 #include "controls/form_controls.h"
+#include "platform/app_error.h"
 #include "platform/prompter.h"
-#include "session/app_error.h"
+#include "protocol/names.h"
+#include "protocol/wire.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
-#include "shell/settings.h"
+#include "session/session.h"
+#include "session/user_name.h"
+#include "settings/settings.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -28,8 +30,8 @@ QString connectFailureText() {
 
 } // namespace
 
-RegistrationWindow::RegistrationWindow(Client& client)
-    : client_(client), txtHost_(new QLineEdit(this)), txtUName_(new QLineEdit(this)),
+RegistrationWindow::RegistrationWindow(Session& session)
+    : session_(session), txtHost_(new QLineEdit(this)), txtUName_(new QLineEdit(this)),
       txtPWord_(new QLineEdit(this)), txtPWordConfirm_(new QLineEdit(this)),
       cmdSignUp_(new QPushButton(QStringLiteral("&Sign Up"), this)),
       cmdClose_(new QPushButton(QStringLiteral("&Close"), this)) {
@@ -79,10 +81,11 @@ QString RegistrationWindow::refusal() const {
     if (!isValidUserName(user)) {
         return QStringLiteral("Error: Usernames can only contain Alpha-Numeric Characters!");
     }
-    if (user.size() < 5 || password.size() < 5) {
+    if (!isLongEnoughName(user) ||
+        password.size() < static_cast<qsizetype>(protocol::kMinPasswordLength)) {
         return QStringLiteral("Error: Usernames & Passwords must be at least 5 characters long!");
     }
-    if (password.contains(QLatin1Char(':'))) {
+    if (!isAcceptablePassword(password)) {
         return QStringLiteral("Error: Passwords cannot contain a \":\" character!");
     }
     if (password != txtPWordConfirm_->text()) {
@@ -95,11 +98,11 @@ void RegistrationWindow::cmdSignUp_Click() {
     if (connecting_) {
         return;
     }
-    client_.trap([&] {
+    session_.trap([&] {
         const QString refused = refusal();
         if (!refused.isEmpty()) {
             setControlsEnabled(true);
-            client_.ShowMessage(refused, style::kOk, QString(), this);
+            session_.showMessage(refused, style::kOk, QString(), this);
             return;
         }
         setControlsEnabled(false);
@@ -119,14 +122,12 @@ void RegistrationWindow::cmdSignUp_Click() {
         }
         connecting_ = false;
         if (!connected) {
-            client_.ShowMessage(connectFailureText(), style::kOk, QString(), this);
+            session_.showMessage(connectFailureText(), style::kOk, QString(), this);
             setControlsEnabled(true);
             return;
         }
         try {
-            client_.connection().SendData(QStringLiteral(" ## cmdRA /:/ ") + txtUName_->text() +
-                                          QStringLiteral(" /:/ ") + txtPWord_->text() +
-                                          QStringLiteral(" /:/ ") + Client::versionField());
+            session_.sendSignUp(txtUName_->text(), txtPWord_->text());
         } catch (const AppError&) {
             setControlsEnabled(true);
             throw;
@@ -135,20 +136,20 @@ void RegistrationWindow::cmdSignUp_Click() {
 }
 
 bool RegistrationWindow::connectToServer() {
-    Connection& connection = client_.connection();
+    Connection& connection = session_.connection();
     connection.Close();
     // An address may name its own port after a colon, as at login.
-    connectToAddress(connection, txtHost_->text(), kDefaultPort);
+    connectToAddress(connection, txtHost_->text(), protocol::kDefaultPort);
     return waitForConnection(connection, *this);
 }
 
-void RegistrationWindow::onRegistrationReply(const QString& outcome, const QString& webSite) {
+void RegistrationWindow::onRegistrationReply(SignUpResult result, const QString& webSite) {
     QString text;
-    if (outcome == QLatin1String("RS")) {
+    if (result == SignUpResult::Created) {
         text = QStringLiteral("Success: Your account has been created for use on this server!");
-    } else if (outcome == QLatin1String("UE")) {
+    } else if (result == SignUpResult::NameTaken) {
         text = QStringLiteral("Error: There is already a user with that username!");
-    } else if (outcome == QLatin1String("RNE")) {
+    } else if (result == SignUpResult::Disabled) {
         text = QStringLiteral("Error: Registration via the client is not enabled on this "
                               "server!\r\nGo To: \"") +
                webSite + QStringLiteral("/modules.php?name=Your_Account\" To Register!");
@@ -156,25 +157,25 @@ void RegistrationWindow::onRegistrationReply(const QString& outcome, const QStri
         text = QStringLiteral("Error: Response was not valid!\r\n"
                               "Possible problems with server compatibility!");
     }
-    client_.ShowMessage(text, style::kOk, QString(), this);
+    session_.showMessage(text, style::kOk, QString(), this);
     setControlsEnabled(true);
 }
 
-RegistrationWindow* findRegistrationWindow(Client& client) {
-    return client.findWindow<RegistrationWindow>();
+RegistrationWindow* findRegistrationWindow(Session& session) {
+    return session.findWindow<RegistrationWindow>();
 }
 
-RegistrationWindow& registrationWindow(Client& client) {
-    if (RegistrationWindow* open = findRegistrationWindow(client)) {
+RegistrationWindow& registrationWindow(Session& session) {
+    if (RegistrationWindow* open = findRegistrationWindow(session)) {
         return *open;
     }
-    auto* window = new RegistrationWindow(client);
-    client.adoptWindow(window);
+    auto* window = new RegistrationWindow(session);
+    session.adoptWindow(window);
     return *window;
 }
 
-void showRegistrationWindow(Client& client) {
-    RegistrationWindow& window = registrationWindow(client);
+void showRegistrationWindow(Session& session) {
+    RegistrationWindow& window = registrationWindow(session);
     window.show();
     window.raise();
     window.activateWindow();

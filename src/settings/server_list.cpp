@@ -1,4 +1,4 @@
-#include "shell/server_list.h"
+#include "settings/server_list.h"
 
 #include "platform/ini_file.h"
 #include "platform/number_text.h"

@@ -1,4 +1,4 @@
-#include "session/error_trap.h"
+#include "platform/error_trap.h"
 
 namespace velmora {
 

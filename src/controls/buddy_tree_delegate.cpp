@@ -1,4 +1,4 @@
-#include "contacts/buddy_tree_delegate.h"
+#include "controls/buddy_tree_delegate.h"
 
 namespace velmora {
 

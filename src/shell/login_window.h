@@ -1,5 +1,5 @@
 // `frmLogin`: user name, password and server address; opens `ConnSock`,
-// sends cmdLI and handles the +LI answer. One per client, created when it
+// sends cmdLI and handles the +LI answer. One per session, created when it
 // is needed (also by an +LI that arrives while it is closed) and deleted
 // when it closes, so each showing reads the saved details afresh.
 #pragma once
@@ -16,7 +16,8 @@ class QTimer;
 
 namespace velmora {
 
-class Client;
+class Session;
+enum class LoginResult;
 
 class LoginWindow : public QDialog {
     Q_OBJECT
@@ -24,17 +25,17 @@ public:
     // Time allowed for the server's answer to cmdLI.
     static constexpr int kAnswerTimeoutMs = 60000;
 
-    LoginWindow(Client& client, QWidget* owner);
+    LoginWindow(Session& session, QWidget* owner);
 
     // Log in with what the controls hold (the cmdLogin click).
     void cmdLogin_Click();
-    // Field 1 of an +LI record.
-    void OnLoginReply(const QString& answer);
-    void SetLoginControlsEnabled(bool enabled);
+    // The server's answer to the login.
+    void onLoginReply(LoginResult result);
+    void setLoginControlsEnabled(bool enabled);
     // Refills `cboHost` from the server list, keeping the typed address.
     void loadServers();
 
-    [[nodiscard]] bool awaitingLogin() const { return blnAwaitingLogin_; }
+    [[nodiscard]] bool awaitingLogin() const { return awaitingLogin_; }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -49,7 +50,7 @@ private:
     void tmrShow_Timer();
     void onConnectionLost();
 
-    Client& client_;
+    Session& session_;
     QComboBox* cboHost_;
     QLineEdit* txtUName_;
     QLineEdit* txtPWord_;
@@ -59,7 +60,7 @@ private:
     QPushButton* cmdRegister_;
     QHBoxLayout* buttonRow_;
     QTimer* tmrShow_;
-    bool blnAwaitingLogin_ = false;
+    bool awaitingLogin_ = false;
     bool connecting_ = false;
 };
 

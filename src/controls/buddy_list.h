@@ -1,6 +1,6 @@
 // The buddy tree `tvBuddies`: two group nodes, "Online Buddies" (key "f1")
-// and "Offline Buddies" (key "f2"), filled from +BL and kept current by the
-// presence records +LOn and +LOff.
+// and "Offline Buddies" (key "f2"), filled from the buddy list the server sends
+// at login and kept current by the presence notices.
 //
 // Each new buddy node becomes the child of the previous one in its group, so
 // a group is a chain that nests one level deeper per buddy; every routine
@@ -16,6 +16,14 @@ class QTreeWidgetItem;
 
 namespace velmora {
 
+// One item of the buddy list the server sends at login. An item that is
+// neither online nor offline adds no node but still takes a node key.
+struct BuddyListItem {
+    enum State { Skipped, Online, Offline };
+    State state = Skipped;
+    QString name;
+};
+
 class BuddyList {
 public:
     static constexpr int kKeyRole = Qt::UserRole;
@@ -25,7 +33,7 @@ public:
 
     // Clears the tree, adds the two group nodes and sets the key counter to 2.
     void reset();
-    void onBuddyList(const QString& list);
+    void onBuddyList(const QList<BuddyListItem>& items);
     void onLoggedIn(const QString& name);
     void onLoggedOut(const QString& name);
 

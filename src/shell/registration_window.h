@@ -1,7 +1,7 @@
 // `frmRegistration`: creates an account on an IM server before logging in.
-// It connects the client's one socket to the chosen server, sends cmdRA and
+// It connects the session's one socket to the chosen server, sends cmdRA and
 // shows the server's +RU answer; the connection stays open afterwards and
-// the next login reopens it. One per client.
+// the next login reopens it. One per session.
 #pragma once
 
 #include <QDialog>
@@ -12,20 +12,20 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
+enum class SignUpResult;
 
 class RegistrationWindow : public QDialog {
     Q_OBJECT
 public:
     static constexpr const char* kFormName = "frmRegistration";
-    static constexpr quint16 kDefaultPort = 6668;
 
-    explicit RegistrationWindow(Client& client);
+    explicit RegistrationWindow(Session& session);
 
     // The sign-up button's handler.
     void cmdSignUp_Click();
-    // Fields 1 and 2 of a +RU record: the outcome and the server's web site.
-    void onRegistrationReply(const QString& outcome, const QString& webSite);
+    // The server's answer to the sign-up, and its web site.
+    void onRegistrationReply(SignUpResult result, const QString& webSite);
 
 private:
     void buildForm();
@@ -36,7 +36,7 @@ private:
     // connected or has failed.
     [[nodiscard]] bool connectToServer();
 
-    Client& client_;
+    Session& session_;
     QLineEdit* txtHost_;
     QLineEdit* txtUName_;
     QLineEdit* txtPWord_;
@@ -46,11 +46,11 @@ private:
     bool connecting_ = false;
 };
 
-// The client's sign-up window, or null when none is open.
-[[nodiscard]] RegistrationWindow* findRegistrationWindow(Client& client);
-// The client's sign-up window, created (not shown) when none is open.
-[[nodiscard]] RegistrationWindow& registrationWindow(Client& client);
+// The session's sign-up window, or null when none is open.
+[[nodiscard]] RegistrationWindow* findRegistrationWindow(Session& session);
+// The session's sign-up window, created (not shown) when none is open.
+[[nodiscard]] RegistrationWindow& registrationWindow(Session& session);
 // Shows the sign-up window, bringing an open one forward.
-void showRegistrationWindow(Client& client);
+void showRegistrationWindow(Session& session);
 
 } // namespace velmora

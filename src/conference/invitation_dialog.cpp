@@ -2,6 +2,7 @@
 
 #include "conference/conference_rooms.h"
 #include "session/session.h"
+#include "session/space_mark.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -28,7 +29,7 @@ InvitationDialog::InvitationDialog(Session& session, ConferenceRooms& rooms, con
     lblInvitation_->setTextFormat(Qt::PlainText);
     txtMsg_->setObjectName(QStringLiteral("txtMsg"));
     txtMsg_->setReadOnly(true);
-    txtMsg_->setPlainText(QString(message).replace(QLatin1String("%%"), QLatin1String(" ")));
+    txtMsg_->setPlainText(marksToSpaces(message));
     cmdYes_->setObjectName(QStringLiteral("cmdYes"));
     cmdNo_->setObjectName(QStringLiteral("cmdNo"));
 

@@ -6,6 +6,7 @@
 #include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
+#include "session/space_mark.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -93,8 +94,7 @@ void InviteDialog::cmdInvite_Click() {
         return;
     }
     QString message = txtSendMsg_->toPlainText();
-    message.replace(QLatin1Char(' '), QLatin1String("%%"));
-    session_.inviteToRoom(room_->confName(), invitees, message);
+    session_.inviteToRoom(room_->confName(), invitees, spacesToMarks(message));
     close();
 }
 

@@ -1,13 +1,14 @@
 #include "messaging/chat_input.h"
 
 #include "controls/font_toolbar.h"
+#include "session/space_mark.h"
 
 #include <QPlainTextEdit>
 
 namespace velmora {
 
 QString typedText(QString text) {
-    text.replace(QLatin1StringView("%%"), QLatin1StringView(" "));
+    text = marksToSpaces(text);
     while (text.contains(QLatin1StringView("  "))) {
         text.replace(QLatin1StringView("  "), QLatin1StringView(" "));
     }
@@ -17,7 +18,7 @@ QString typedText(QString text) {
 QString wireText(QString text) {
     text.replace(QLatin1StringView("\r\n"), QLatin1StringView("\n"));
     text.replace(QLatin1StringView("\n"), QLatin1StringView("\r\n"));
-    text.replace(QLatin1Char(' '), QLatin1StringView("%%"));
+    text = spacesToMarks(text);
     return text;
 }
 

@@ -7,6 +7,7 @@
 #include "platform/html_message_view.h"
 #include "platform/number_text.h"
 #include "session/session.h"
+#include "session/space_mark.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -121,8 +122,7 @@ void OfflineMessagesWindow::Form_Load() {
         item->setText(kSentColumn, row.senttime);
         item->setData(kSentColumn, kKeyRole, QStringLiteral("m") + QString::number(row.index));
         item->setText(kFromColumn, row.fromwho);
-        item->setText(kMessageColumn,
-                      QString(row.message).replace(QStringLiteral("%%"), QStringLiteral(" ")));
+        item->setText(kMessageColumn, marksToSpaces(row.message));
         setBold(*item, unread);
         lvMessages_->addTopLevelItem(item);
     });
@@ -151,7 +151,7 @@ void OfflineMessagesWindow::lvMessages_ItemClick(QTreeWidgetItem* item) {
     } reenable{this};
 
     blankView();
-    QString text = item->text(kMessageColumn).replace(QStringLiteral(" "), QStringLiteral("%%"));
+    QString text = spacesToMarks(item->text(kMessageColumn));
     AppendMessageHtml(text, QString(), item->text(kFromColumn), QStringLiteral("MS Sans Serif"),
                       QStringLiteral("9"), *brwMessage_, QStringLiteral("0"),
                       FormatterOptions{session_.preferences().emote == 1, session_.appFolder()});

@@ -1,6 +1,6 @@
 #include "conference/conf_window.h"
 
-#include "conference/invite_dialog.h"
+#include "conference/send_invitation_dialog.h"
 #include "contacts/profile.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
@@ -312,7 +312,7 @@ void ConfWindow::send() {
 }
 
 void ConfWindow::inviteUsers() {
-    auto* dialog = new InviteDialog(session_, *this);
+    auto* dialog = new SendInvitationDialog(session_, *this);
     session_.adoptWindow(dialog);
     dialog->show();
 }

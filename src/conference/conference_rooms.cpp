@@ -1,7 +1,7 @@
 #include "conference/conference_rooms.h"
 
 #include "conference/conf_window.h"
-#include "conference/invitation_dialog.h"
+#include "conference/received_invitation_dialog.h"
 #include "session/session.h"
 
 namespace velmora {
@@ -26,7 +26,7 @@ void ConferenceRooms::sendJoin(const QString& name) {
 
 void ConferenceRooms::onInvitation(const QString& fromWho, const QString& confName,
                                    const QString& message) {
-    auto* dialog = new InvitationDialog(session_, *this, fromWho, confName, message);
+    auto* dialog = new ReceivedInvitationDialog(session_, *this, fromWho, confName, message);
     session_.adoptWindow(dialog);
     dialog->show();
 }

@@ -2,8 +2,6 @@
 
 #include "controls/font_toolbar.h"
 #include "platform/html_message_view.h"
-#include "platform/ini_file.h"
-#include "platform/number_text.h"
 #include "settings/settings.h"
 
 #include <QTextDocument>
@@ -33,15 +31,9 @@ int InitMessageView(HtmlMessageView& view, FontToolbar& toolbar, const Settings&
 
     toolbar.setFontName(settings.fontName());
     toolbar.setFontSize(settings.fontSize());
-    const QString& path = settings.path();
-    const QString section = QStringLiteral("Font");
-    const auto style = [&](const char* key) {
-        return number_text::toBool(
-            IniFile::read(section, QLatin1StringView(key), styleDefault, path));
-    };
-    toolbar.setBold(style("Bold"));
-    toolbar.setItalic(style("Italic"));
-    toolbar.setUnderlined(style("Underlined"));
+    toolbar.setBold(settings.fontBold(styleDefault));
+    toolbar.setItalic(settings.fontItalic(styleDefault));
+    toolbar.setUnderlined(settings.fontUnderlined(styleDefault));
     return headerBlocks;
 }
 

@@ -1,6 +1,6 @@
 #include "messaging/install.h"
 
-#include "messaging/offline_store.h"
+#include "messaging/offline_arrival.h"
 #include "messaging/offline_window.h"
 #include "session/main_frame.h"
 #include "session/session.h"

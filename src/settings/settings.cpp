@@ -151,16 +151,16 @@ QString Settings::fontSize() const {
     return read(kFont, QStringLiteral("Size"), QStringLiteral("10"));
 }
 
-bool Settings::fontBold() const {
-    return number_text::toBool(read(kFont, QStringLiteral("Bold"), QStringLiteral("False")));
+bool Settings::fontBold(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Bold"), missing));
 }
 
-bool Settings::fontItalic() const {
-    return number_text::toBool(read(kFont, QStringLiteral("Italic"), QStringLiteral("False")));
+bool Settings::fontItalic(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Italic"), missing));
 }
 
-bool Settings::fontUnderlined() const {
-    return number_text::toBool(read(kFont, QStringLiteral("Underlined"), QStringLiteral("False")));
+bool Settings::fontUnderlined(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Underlined"), missing));
 }
 
 void Settings::setFontName(const QString& name) {

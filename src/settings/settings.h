@@ -93,12 +93,13 @@ public:
     void setLoginAutoConnect(bool on);
 
     // Section "Font": the default message font. Styles read "True"/"False"
-    // (or a number); other text raises AppError 13.
+    // (or a number); other text raises AppError 13. `missing` stands in for
+    // a style the file does not hold.
     [[nodiscard]] QString fontName() const;
     [[nodiscard]] QString fontSize() const;
-    [[nodiscard]] bool fontBold() const;
-    [[nodiscard]] bool fontItalic() const;
-    [[nodiscard]] bool fontUnderlined() const;
+    [[nodiscard]] bool fontBold(const QString& missing = QStringLiteral("False")) const;
+    [[nodiscard]] bool fontItalic(const QString& missing = QStringLiteral("False")) const;
+    [[nodiscard]] bool fontUnderlined(const QString& missing = QStringLiteral("False")) const;
     void setFontName(const QString& name);
     void setFontSize(const QString& size);
     void setFontBold(bool on);

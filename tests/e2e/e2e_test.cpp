@@ -10,8 +10,8 @@
 #include "conference/conf_open_dialog.h"
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
-#include "conference/invitation_dialog.h"
-#include "conference/invite_dialog.h"
+#include "conference/received_invitation_dialog.h"
+#include "conference/send_invitation_dialog.h"
 #include "contacts/search_window.h"
 #include "controls/buddy_list.h"
 #include "controls/font_toolbar.h"
@@ -87,13 +87,13 @@ bool invite(E2eUser& host, E2eUser& guest) {
         return false;
     }
     room(host)->inviteUsers();
-    QTreeWidget& users = shown<InviteDialog>(host)->tvUsers();
+    QTreeWidget& users = shown<SendInvitationDialog>(host)->tvUsers();
     for (int i = 0; i < users.topLevelItemCount(); ++i) {
         QTreeWidgetItem* item = users.topLevelItem(i);
         item->setCheckState(0, item->text(0) == guest.name ? Qt::Checked : Qt::Unchecked);
     }
-    child<QPushButton>(*shown<InviteDialog>(host), "cmdInvite")->click();
-    auto* invitation = shown<InvitationDialog>(guest);
+    child<QPushButton>(*shown<SendInvitationDialog>(host), "cmdInvite")->click();
+    auto* invitation = shown<ReceivedInvitationDialog>(guest);
     return invitation && (invitation->findChild<QPushButton*>("cmdYes")->click(), true);
 }
 

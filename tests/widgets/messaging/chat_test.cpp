@@ -12,8 +12,8 @@
 #include "app/client.h"
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
-#include "conference/invitation_dialog.h"
-#include "conference/invite_dialog.h"
+#include "conference/received_invitation_dialog.h"
+#include "conference/send_invitation_dialog.h"
 #include "controls/buddy_list.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
@@ -565,7 +565,7 @@ private slots:
             QStringLiteral(" ## +BL /$/ n %/ bobby :%: f %/ dave1 :%: n %/ Carol1 :%: n %/ erin1"));
         ConfWindow& room = rig.lobby("alicia :/ carol1");
         room.inviteUsers();
-        auto* dialog = rig.windows<InviteDialog>("frmInviteConference").value(0);
+        auto* dialog = rig.windows<SendInvitationDialog>("frmInviteConference").value(0);
         QVERIFY(dialog);
         QCOMPARE(dialog->tvUsers().topLevelItemCount(), 2);
         QCOMPARE(dialog->tvUsers().topLevelItem(0)->text(0), QStringLiteral("bobby"));
@@ -581,12 +581,12 @@ private slots:
         QCOMPARE(rig.sent(),
                  QByteArray(" ## cmdCI /:/ alicia /:/ lobby /:/  :/ bobby /:/ come%%in"));
         QVERIFY(QTest::qWaitFor(
-            [&] { return rig.windows<InviteDialog>("frmInviteConference").isEmpty(); }));
+            [&] { return rig.windows<SendInvitationDialog>("frmInviteConference").isEmpty(); }));
 
         // A room at the limit invites nobody.
         rig.client.session().values().intServerLimit = 2;
         room.inviteUsers();
-        dialog = rig.windows<InviteDialog>("frmInviteConference").value(0);
+        dialog = rig.windows<SendInvitationDialog>("frmInviteConference").value(0);
         dialog->tvUsers().topLevelItem(0)->setCheckState(0, Qt::Checked);
         child<QPushButton>(*dialog, "cmdInvite")->click();
         QCOMPARE(rig.prompter.texts(),
@@ -598,8 +598,8 @@ private slots:
         ConfRig rig;
         QVERIFY(rig.feed(
             " ## +CI /$/ bobby /$/ lobby /$/ come%%on%%in ## +CI /$/ carol1 /$/ games /$/ ",
-            [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 2; }));
-        auto dialogs = rig.windows<InvitationDialog>("frmInvConf");
+            [&] { return rig.windows<ReceivedInvitationDialog>("frmInvConf").size() == 2; }));
+        auto dialogs = rig.windows<ReceivedInvitationDialog>("frmInvConf");
         if (dialogs[0]->fromWho() != QStringLiteral("bobby")) {
             std::swap(dialogs[0], dialogs[1]);
         }
@@ -612,7 +612,7 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray());
         QVERIFY(!rig.room());
         QVERIFY(QTest::qWaitFor(
-            [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 1; }));
+            [&] { return rig.windows<ReceivedInvitationDialog>("frmInvConf").size() == 1; }));
     }
 
     void theToolbarKeepsValuesReportsSettersAndPicksSmilies() {

@@ -1,4 +1,4 @@
-#include "conference/invitation_dialog.h"
+#include "conference/received_invitation_dialog.h"
 
 #include "conference/conference_rooms.h"
 #include "session/session.h"
@@ -12,8 +12,9 @@
 
 namespace velmora {
 
-InvitationDialog::InvitationDialog(Session& session, ConferenceRooms& rooms, const QString& fromWho,
-                                   const QString& confName, const QString& message)
+ReceivedInvitationDialog::ReceivedInvitationDialog(Session& session, ConferenceRooms& rooms,
+                                                   const QString& fromWho, const QString& confName,
+                                                   const QString& message)
     : session_(session), rooms_(rooms), confName_(confName), fromWho_(fromWho),
       lblInvitation_(new QLabel(this)), txtMsg_(new QPlainTextEdit(this)),
       cmdYes_(new QPushButton(QStringLiteral("&Yes"), this)),
@@ -49,17 +50,17 @@ InvitationDialog::InvitationDialog(Session& session, ConferenceRooms& rooms, con
     connect(cmdNo_, &QPushButton::clicked, this, [this] { cmdNo_Click(); });
 }
 
-QString InvitationDialog::invitationText() const {
+QString ReceivedInvitationDialog::invitationText() const {
     return lblInvitation_->text();
 }
 
-void InvitationDialog::cmdYes_Click() {
+void ReceivedInvitationDialog::cmdYes_Click() {
     rooms_.sendJoin(confName_);
     rooms_.showRoom(confName_);
     close();
 }
 
-void InvitationDialog::cmdNo_Click() {
+void ReceivedInvitationDialog::cmdNo_Click() {
     close();
 }
 

@@ -1,4 +1,4 @@
-#include "conference/invite_dialog.h"
+#include "conference/send_invitation_dialog.h"
 
 #include "conference/conf_window.h"
 #include "controls/buddy_list.h"
@@ -17,7 +17,7 @@
 
 namespace velmora {
 
-InviteDialog::InviteDialog(Session& session, ConfWindow& room)
+SendInvitationDialog::SendInvitationDialog(Session& session, ConfWindow& room)
     : session_(session), room_(&room), tvUsers_(new QTreeWidget(this)),
       txtSendMsg_(new QPlainTextEdit(this)),
       cmdInvite_(new QPushButton(QStringLiteral("&Invite"), this)),
@@ -54,7 +54,7 @@ InviteDialog::InviteDialog(Session& session, ConfWindow& room)
     session_.trap([this] { fillBuddies(); });
 }
 
-void InviteDialog::fillBuddies() {
+void SendInvitationDialog::fillBuddies() {
     QStringList inRoom;
     for (const QString& member : room_->members()) {
         inRoom.append(member.toUpper());
@@ -71,7 +71,7 @@ void InviteDialog::fillBuddies() {
     }
 }
 
-void InviteDialog::cmdInvite_Click() {
+void SendInvitationDialog::cmdInvite_Click() {
     if (!room_) {
         close();
         return;

@@ -14,10 +14,10 @@ namespace velmora {
 class Session;
 class ConfWindow;
 
-class InviteDialog : public QDialog {
+class SendInvitationDialog : public QDialog {
     Q_OBJECT
 public:
-    InviteDialog(Session& session, ConfWindow& room);
+    SendInvitationDialog(Session& session, ConfWindow& room);
 
     [[nodiscard]] QTreeWidget& tvUsers() { return *tvUsers_; }
     [[nodiscard]] QPlainTextEdit& txtSendMsg() { return *txtSendMsg_; }

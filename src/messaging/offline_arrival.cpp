@@ -1,4 +1,4 @@
-#include "messaging/offline_store.h"
+#include "messaging/offline_arrival.h"
 
 #include "messaging/offline_database.h"
 #include "messaging/offline_window.h"

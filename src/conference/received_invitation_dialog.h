@@ -14,11 +14,11 @@ namespace velmora {
 class Session;
 class ConferenceRooms;
 
-class InvitationDialog : public QDialog {
+class ReceivedInvitationDialog : public QDialog {
     Q_OBJECT
 public:
-    InvitationDialog(Session& session, ConferenceRooms& rooms, const QString& fromWho,
-                     const QString& confName, const QString& message);
+    ReceivedInvitationDialog(Session& session, ConferenceRooms& rooms, const QString& fromWho,
+                             const QString& confName, const QString& message);
 
     [[nodiscard]] QString confName() const { return confName_; }
     [[nodiscard]] QString fromWho() const { return fromWho_; }

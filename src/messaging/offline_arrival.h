@@ -1,4 +1,4 @@
-// The "+OM" record: messages that waited on the server while this user was
+// The offline messages reply: messages that waited on the server while this user was
 // away, stored in "omess.db" for the logged-in user and then shown.
 #pragma once
 

@@ -2,7 +2,7 @@
 // room's members in `tvUsers` and its talk in the view, and sends the
 // user's lines with the font chosen on `tbFontSettings`. The server echoes
 // every line to every member, the sender included, so a line is drawn only
-// when its +CM arrives.
+// when the server relays it back.
 #pragma once
 
 #include "messaging/message_window.h"

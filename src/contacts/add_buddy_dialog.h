@@ -1,5 +1,5 @@
-// `frmAddBuddy`: asks for a user name and sends cmdAB once the name passes
-// every check. The server answers with a fresh buddy list.
+// `frmAddBuddy`: asks for a user name and sends the add-buddy command once
+// the name passes every check. The server answers with a fresh buddy list.
 #pragma once
 
 #include <QDialog>

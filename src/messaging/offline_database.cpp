@@ -34,7 +34,7 @@ OfflineDatabase::OfflineDatabase(const QString& folder, const QString& connectio
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName_);
         db.setDatabaseName(QDir(folder).filePath(kSource));
-        // Another session on the same folder holds the file only for a single
+        // Another client on the same folder holds the file only for a single
         // statement; a longer wait would freeze the window for nothing.
         db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=1000"));
         if (!db.open()) {

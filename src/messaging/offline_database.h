@@ -35,8 +35,8 @@ public:
     OfflineDatabase(const OfflineDatabase&) = delete;
     OfflineDatabase& operator=(const OfflineDatabase&) = delete;
 
-    // A connection name of its own for each Session and purpose, so that two
-    // Clients in one process, or a Session's window and its store routine,
+    // A connection name of its own for each session and purpose, so that two
+    // clients in one process, or a session's window and its store routine,
     // never share one.
     [[nodiscard]] static QString connectionName(const Session& session, const char* purpose);
 

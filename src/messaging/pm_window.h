@@ -98,8 +98,8 @@ PMWindow* OpenPMWindow(Session& session, const QString& name);
 // sets its font toolbar from the default message font of the settings.
 void InitMessageView(Session& session, PMWindow& window);
 
-// A "+PM" record: the message goes into the sender's window, opened when
-// needed, with the status "Last IM Received: " and the time, the window
+// A private message from the server: it goes into the sender's window,
+// opened when needed, with the status "Last IM Received: " and the time, the window
 // brought forward and the receive sound played as the settings ask.
 void ReceivePM(Session& session, const QString& sender, const QString& text,
                const QString& fontName, const QString& fontSize, const QString& style);

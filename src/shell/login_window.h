@@ -1,6 +1,6 @@
 // `frmLogin`: user name, password and server address; opens `ConnSock`,
-// sends cmdLI and handles the +LI answer. One per session, created when it
-// is needed (also by an +LI that arrives while it is closed) and deleted
+// sends the login and handles the answer. One per session, created when it
+// is needed (also by an answer that arrives while it is closed) and deleted
 // when it closes, so each showing reads the saved details afresh.
 #pragma once
 
@@ -22,7 +22,7 @@ enum class LoginResult;
 class LoginWindow : public QDialog {
     Q_OBJECT
 public:
-    // Time allowed for the server's answer to cmdLI.
+    // Time allowed for the server's answer to the login.
     static constexpr int kAnswerTimeoutMs = 60000;
 
     LoginWindow(Session& session, QWidget* owner);

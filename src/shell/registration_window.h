@@ -1,7 +1,7 @@
 // `frmRegistration`: creates an account on an IM server before logging in.
-// It connects the session's one socket to the chosen server, sends cmdRA and
-// shows the server's +RU answer; the connection stays open afterwards and
-// the next login reopens it. One per session.
+// It connects the session's one socket to the chosen server, sends the
+// sign-up and shows the server's answer; the connection stays open
+// afterwards and the next login reopens it. One per session.
 #pragma once
 
 #include <QDialog>

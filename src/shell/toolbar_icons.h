@@ -1,5 +1,5 @@
 // Pictures of the main toolbar's five buttons, drawn at run time so that the
-// session needs no icon theme from the desktop it runs on.
+// client needs no icon theme from the desktop it runs on.
 #pragma once
 
 #include <QIcon>

@@ -1,5 +1,5 @@
 // The file-sender window: a window named "frmFileSender" whose label
-// `lblRemoteUser` names the remote user. This session never creates one; the
+// `lblRemoteUser` names the remote user. This client never creates one; the
 // "Send File" commands only look for an open one and bring it forward.
 #pragma once
 

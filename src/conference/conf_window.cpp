@@ -13,7 +13,6 @@
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 
@@ -290,7 +289,7 @@ void ConfWindow::onConnectionLost() {
 void ConfWindow::cmdSend_Click() {
     session_.trap([this] { send(); });
     // A failed send disconnects, and the disconnect leaves sending off.
-    if (session_.connection().State() == Connection::Connected && !confName_.isEmpty()) {
+    if (session_.isConnected() && !confName_.isEmpty()) {
         txtSendMsg_->setEnabled(true);
         cmdSend_->setEnabled(true);
     }

@@ -4,6 +4,7 @@
 #include "platform/number_text.h"
 #include "platform/prompter.h"
 #include "protocol/wire.h"
+#include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
 #include "session/main_frame.h"
@@ -51,7 +52,10 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
         *connection_, [this](const QString& routine, const std::function<void()>& action) {
             trap(routine, action);
         });
-    connect(connection_.get(), &Connection::closed, this, [this] { onConnectionClosed(); });
+    connect(connection_.get(), &Connection::closed, this, [this] {
+        onConnectionClosed();
+        emit connectionLost();
+    });
     // The main window reads its settings when it loads.
     trap([this] { preferences_ = settings_.loadMainWindowValues(); });
     installSessionReplies();
@@ -61,6 +65,26 @@ Session::~Session() {
     deleteSessionWindows();
     dispatcher_.reset();
     connection_.reset();
+}
+
+bool Session::isConnected() const {
+    return connection_->State() == Connection::Connected;
+}
+
+bool Session::isClosed() const {
+    return connection_->State() == Connection::Closed;
+}
+
+void Session::closeConnection() {
+    connection_->Close();
+}
+
+void Session::connectTo(const QString& address) {
+    connectToAddress(*connection_, address, p::kDefaultPort);
+}
+
+bool Session::waitUntilConnected(const QObject& window) {
+    return waitForConnection(*connection_, window);
 }
 
 QString Session::versionField() {

@@ -68,6 +68,17 @@ public:
     [[nodiscard]] MainFrame& frame() { return *frame_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
 
+    // The connection to the IM server.
+    [[nodiscard]] bool isConnected() const;
+    [[nodiscard]] bool isClosed() const;
+    void closeConnection();
+    // Starts connecting to "host" or "host:port" (the default port when none
+    // is named). A port outside 1..65535 raises AppError 380 first.
+    void connectTo(const QString& address);
+    // Runs the event loop until the attempt has connected or failed, or until
+    // `window` is destroyed meanwhile. True when connected.
+    [[nodiscard]] bool waitUntilConnected(const QObject& window);
+
     // The client version as the login and sign-up commands carry it ("1.4").
     [[nodiscard]] static QString versionField();
 
@@ -153,6 +164,8 @@ public:
 
 signals:
     void conversationRequested(const QString& name);
+    // The server closed the connection; the disconnect procedure has run.
+    void connectionLost();
 
 private:
     void send(const std::string& command);

@@ -1,7 +1,6 @@
 #include "shell/install.h"
 
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/session.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
@@ -15,13 +14,12 @@ namespace {
 // mnuFileLogInOut: logged in, it logs out (after asking); offline, it only
 // brings up the login window.
 void logInOut(Session& session, MainWindow& main) {
-    Connection& connection = session.connection();
-    if (connection.State() != Connection::Closed &&
+    if (!session.isClosed() &&
         session.showMessage(QStringLiteral("Do you wish to disconnect from the IM server?"),
                             style::kYesNoQuestion, QString(), &main) != answer::kYes) {
         return;
     }
-    connection.Close();
+    session.closeConnection();
     session.onConnectionClosed();
     session.closeSessionWindows();
     LoginWindow& login = main.loginWindow();

@@ -6,8 +6,6 @@
 #include "platform/desktop.h"
 #include "platform/prompter.h"
 #include "protocol/wire.h"
-#include "session/connect_wait.h"
-#include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "session/user_name.h"
@@ -71,7 +69,7 @@ LoginWindow::LoginWindow(Session& session, QWidget* owner)
     connect(tmrShow_, &QTimer::timeout, this, [this] { tmrShow_Timer(); });
     connect(cmdLogin_, &QPushButton::clicked, this, [this] { cmdLogin_Click(); });
     connect(cmdRegister_, &QPushButton::clicked, this, [this] { openSignUpPage(); });
-    connect(&session_.connection(), &Connection::closed, this, [this] { onConnectionLost(); });
+    connect(&session_, &Session::connectionLost, this, [this] { onConnectionLost(); });
 
     loadServers();
     loadDetails();
@@ -183,20 +181,19 @@ void LoginWindow::cmdLogin_Click() {
             return;
         }
 
-        Connection& connection = session_.connection();
-        if (connection.State() != Connection::Closed) {
-            connection.Close();
+        if (!session_.isClosed()) {
+            session_.closeConnection();
         }
-        connectToAddress(connection, address, protocol::kDefaultPort);
+        session_.connectTo(address);
         session_.frame().setConnectStatus(QStringLiteral("-> Connecting...."));
 
         Session& session = session_;
         QPointer<LoginWindow> alive(this);
         connecting_ = true;
-        const bool ok = waitForConnection(connection, *this);
+        const bool ok = session_.waitUntilConnected(*this);
         if (!alive) {
             // The window was closed while connecting: the attempt is abandoned.
-            session.connection().Close();
+            session.closeConnection();
             session.onConnectionClosed();
             return;
         }
@@ -223,7 +220,7 @@ void LoginWindow::cmdLogin_Click() {
 void LoginWindow::fail(const QString& text) {
     awaitingLogin_ = false;
     tmrShow_->stop();
-    session_.connection().Close();
+    session_.closeConnection();
     session_.onConnectionClosed();
     setLoginControlsEnabled(true);
     // An automatic login at start runs with the window hidden.
@@ -314,7 +311,7 @@ void LoginWindow::closeEvent(QCloseEvent* event) {
         awaitingLogin_ = false;
         tmrShow_->stop();
         session_.trap([&] {
-            session_.connection().Close();
+            session_.closeConnection();
             session_.onConnectionClosed();
         });
     }

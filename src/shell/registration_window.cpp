@@ -4,9 +4,6 @@
 #include "platform/app_error.h"
 #include "platform/prompter.h"
 #include "protocol/names.h"
-#include "protocol/wire.h"
-#include "session/connect_wait.h"
-#include "session/connection.h"
 #include "session/session.h"
 #include "session/user_name.h"
 #include "settings/settings.h"
@@ -136,11 +133,10 @@ void RegistrationWindow::cmdSignUp_Click() {
 }
 
 bool RegistrationWindow::connectToServer() {
-    Connection& connection = session_.connection();
-    connection.Close();
+    session_.closeConnection();
     // An address may name its own port after a colon, as at login.
-    connectToAddress(connection, txtHost_->text(), protocol::kDefaultPort);
-    return waitForConnection(connection, *this);
+    session_.connectTo(txtHost_->text());
+    return session_.waitUntilConnected(*this);
 }
 
 void RegistrationWindow::onRegistrationReply(SignUpResult result, const QString& webSite) {

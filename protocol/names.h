@@ -9,6 +9,8 @@ namespace velmora::protocol {
 
 inline constexpr std::size_t kMinNameLength = 5;
 inline constexpr std::size_t kMinPasswordLength = 5;
+// Conference rooms follow the name rule with a shorter least length.
+inline constexpr std::size_t kMinRoomNameLength = 4;
 // The one character a password may not hold: old servers kept accounts in
 // colon-separated files.
 inline constexpr char kPasswordForbidden = ':';

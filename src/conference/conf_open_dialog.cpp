@@ -2,6 +2,7 @@
 
 #include "conference/conference_rooms.h"
 #include "platform/prompter.h"
+#include "protocol/names.h"
 #include "session/session.h"
 #include "session/user_name.h"
 
@@ -13,9 +14,7 @@
 
 namespace velmora {
 
-namespace {
-constexpr int kShortestName = 4;
-}
+namespace {}
 
 ConfOpenDialog::ConfOpenDialog(Session& session, ConferenceRooms& rooms)
     : session_(session), rooms_(rooms), txtConfName_(new QLineEdit(this)),
@@ -55,7 +54,7 @@ ConfOpenDialog::ConfOpenDialog(Session& session, ConferenceRooms& rooms)
 
 void ConfOpenDialog::cmdOK_Click() {
     const QString name = txtConfName_->text();
-    if (name.size() < kShortestName) {
+    if (name.size() < static_cast<qsizetype>(protocol::kMinRoomNameLength)) {
         session_.prompter().beep();
         return;
     }

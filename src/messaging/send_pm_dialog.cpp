@@ -18,7 +18,6 @@ namespace velmora {
 namespace {
 
 // The length every window asks of a typed user name.
-constexpr int kShortestName = 5;
 
 constexpr const char* kOnlineFolder = "f1";
 
@@ -123,7 +122,7 @@ void SendPMDialog::updateOpen() {
 QString SendPMDialog::chosenName() const {
     if (optUser_[1]->isChecked()) {
         const QString name = txtUserName_->text();
-        return name.size() >= kShortestName && isValidUserName(name) ? name : QString();
+        return isLongEnoughName(name) && isValidUserName(name) ? name : QString();
     }
     const QTreeWidgetItem* node = tvUsers_->currentItem();
     if (!node || isFolderKey(node->data(0, BuddyList::kKeyRole).toString())) {

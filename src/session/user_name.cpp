@@ -19,8 +19,12 @@ bool isLongEnoughName(const QString& name) {
     return protocol::isLongEnoughName(static_cast<std::size_t>(name.size()));
 }
 
+bool isLongEnoughPassword(const QString& password) {
+    return password.size() >= static_cast<qsizetype>(protocol::kMinPasswordLength);
+}
+
 bool isAcceptablePassword(const QString& password) {
-    return password.size() >= static_cast<qsizetype>(protocol::kMinPasswordLength) &&
+    return isLongEnoughPassword(password) &&
            !password.contains(QLatin1Char(protocol::kPasswordForbidden));
 }
 

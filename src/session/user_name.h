@@ -10,6 +10,7 @@ namespace velmora {
 [[nodiscard]] bool isValidUserName(const QString& name);
 // Long enough to be a user name.
 [[nodiscard]] bool isLongEnoughName(const QString& name);
+[[nodiscard]] bool isLongEnoughPassword(const QString& password);
 // Long enough and without the character passwords may not hold.
 [[nodiscard]] bool isAcceptablePassword(const QString& password);
 

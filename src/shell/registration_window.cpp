@@ -3,7 +3,6 @@
 #include "controls/form_controls.h"
 #include "platform/app_error.h"
 #include "platform/prompter.h"
-#include "protocol/names.h"
 #include "session/session.h"
 #include "session/user_name.h"
 #include "settings/settings.h"
@@ -78,8 +77,7 @@ QString RegistrationWindow::refusal() const {
     if (!isValidUserName(user)) {
         return QStringLiteral("Error: Usernames can only contain Alpha-Numeric Characters!");
     }
-    if (!isLongEnoughName(user) ||
-        password.size() < static_cast<qsizetype>(protocol::kMinPasswordLength)) {
+    if (!isLongEnoughName(user) || !isLongEnoughPassword(password)) {
         return QStringLiteral("Error: Usernames & Passwords must be at least 5 characters long!");
     }
     if (!isAcceptablePassword(password)) {

@@ -1,6 +1,7 @@
 #include "shell/server_list_editor.h"
 
 #include "platform/prompter.h"
+#include "protocol/wire.h"
 #include "session/session.h"
 #include "settings/server_list.h"
 
@@ -64,7 +65,7 @@ void ServerListEditor::cmdAdd_Click() {
     const QString address = txtServer_->text().trimmed();
     // The login window takes an address of at least two characters with at
     // most one colon; anything else could never be used.
-    if (address.size() < 2 || address.count(QLatin1Char(':')) > 1 ||
+    if (address.size() < 2 || address.count(QLatin1Char(protocol::kHostPortSep)) > 1 ||
         servers().contains(address, Qt::CaseInsensitive)) {
         session_.prompter().beep();
         return;

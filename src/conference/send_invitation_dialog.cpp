@@ -3,7 +3,6 @@
 #include "conference/conf_window.h"
 #include "controls/buddy_list.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "session/space_mark.h"

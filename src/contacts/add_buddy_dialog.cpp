@@ -4,7 +4,6 @@
 #include "controls/form_controls.h"
 #include "controls/image_list.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "session/user_name.h"

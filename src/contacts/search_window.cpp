@@ -4,7 +4,6 @@
 #include "contacts/profile.h"
 #include "controls/form_controls.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/session.h"
 #include "session/user_name.h"
 

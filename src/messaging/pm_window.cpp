@@ -12,7 +12,6 @@
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "transfer/file_sender.h"

@@ -1,6 +1,25 @@
 #include "wire.h"
 
+#include <cstring>
+
 namespace velmora::protocol {
+
+std::size_t findSeparator(std::string_view text, std::string_view separator, std::size_t from) {
+    if (separator.size() < 2) {
+        return text.find(separator, from);
+    }
+    for (std::size_t at = from + 1; at < text.size(); ++at) {
+        const void* hit = std::memchr(text.data() + at, separator[1], text.size() - at);
+        if (hit == nullptr) {
+            break;
+        }
+        at = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+        if (text.substr(at - 1).starts_with(separator)) {
+            return at - 1;
+        }
+    }
+    return std::string_view::npos;
+}
 
 void splitInto(std::string_view text, std::string_view separator, Fields& pieces) {
     std::size_t count = 0;
@@ -13,7 +32,7 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
         ++count;
     };
     for (std::size_t start = 0; !text.empty();) {
-        const std::size_t hit = text.find(separator, start);
+        const std::size_t hit = findSeparator(text, separator, start);
         if (hit == std::string_view::npos) {
             take(text.substr(start));
             break;
@@ -73,39 +92,62 @@ bool isSealedField(std::string_view field) {
         }
         return true;
     };
-    for (std::size_t i = 0;;) {
+    const auto opensOne = [](char second) {
         for (const std::string_view separator : kSeparators) {
-            if (startsAt(i, separator)) {
-                return false;
+            if (separator[1] == second) {
+                return true;
             }
         }
-        if (i == padded - 1) {
-            return true;
+        return false;
+    };
+    // The closing pad space has nothing after it, so no separator starts there.
+    for (std::size_t i = 0; i < padded - 1;) {
+        if (opensOne(at(i + 1))) {
+            for (const std::string_view separator : kSeparators) {
+                if (startsAt(i, separator)) {
+                    return false;
+                }
+            }
         }
         // Padded position i is field position i - 1: the next space from there.
         const std::size_t next = field.find(' ', i);
         i = next == std::string_view::npos ? padded - 1 : next + 1;
     }
+    return true;
 }
 
 namespace {
-template <typename Range> std::string replyOf(std::string_view code, const Range& fields) {
-    std::string out(kRecordMark);
+template <typename Range>
+void appendReplyOf(std::string& out, std::string_view code, const Range& fields) {
+    std::size_t size = kRecordMark.size() + code.size();
+    for (const auto& field : fields) {
+        size += kReplyFieldSep.size() + std::string_view(field).size();
+    }
+    out.reserve(out.size() + size);
+    out += kRecordMark;
     out += code;
     for (const auto& field : fields) {
         out += kReplyFieldSep;
         out += field;
     }
-    return out;
 }
 } // namespace
 
+void appendReply(std::string& out, std::string_view code,
+                 std::initializer_list<std::string_view> fields) {
+    appendReplyOf(out, code, fields);
+}
+
 std::string buildReply(std::string_view code, std::initializer_list<std::string_view> fields) {
-    return replyOf(code, fields);
+    std::string out;
+    appendReplyOf(out, code, fields);
+    return out;
 }
 
 std::string buildReply(std::string_view code, const Fields& fields) {
-    return replyOf(code, fields);
+    std::string out;
+    appendReplyOf(out, code, fields);
+    return out;
 }
 
 std::vector<Fields> splitBatch(std::string_view batch, std::string_view fieldSeparator) {

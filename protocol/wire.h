@@ -120,8 +120,18 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
                                        std::initializer_list<std::string_view> fields);
 
 // " ## " + code + (" /$/ " + field) for each field.
+// Where `separator` next starts in `text`, at or after `from`; npos when
+// nowhere. Every separator is a space, one or two marks, a space: looking
+// for its first mark, which most text lacks, stops far less often than
+// looking for the space that every separator starts with.
+[[nodiscard]] std::size_t findSeparator(std::string_view text, std::string_view separator,
+                                        std::size_t from = 0);
+
 [[nodiscard]] std::string buildReply(std::string_view code,
                                      std::initializer_list<std::string_view> fields);
+// The same record, appended to `out`.
+void appendReply(std::string& out, std::string_view code,
+                 std::initializer_list<std::string_view> fields);
 [[nodiscard]] std::string buildReply(std::string_view code, const Fields& fields);
 
 // Cuts one received batch into records: split on " ## ", piece 0 dropped, each
@@ -134,10 +144,10 @@ void splitInto(std::string_view text, std::string_view separator, Fields& pieces
 // every record of the batch at once.
 template <typename OnRecord>
 void forEachRecord(std::string_view batch, std::string_view fieldSeparator, OnRecord&& onRecord) {
-    std::size_t pos = batch.find(kRecordMark);
+    std::size_t pos = findSeparator(batch, kRecordMark);
     while (pos != std::string_view::npos) {
         const std::size_t start = pos + kRecordMark.size();
-        const std::size_t next = batch.find(kRecordMark, start);
+        const std::size_t next = findSeparator(batch, kRecordMark, start);
         const std::string_view piece = batch.substr(
             start, next == std::string_view::npos ? std::string_view::npos : next - start);
         Fields fields = split(piece, fieldSeparator);

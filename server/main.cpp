@@ -53,6 +53,7 @@ int userAdd(const std::vector<std::string>& args) {
         std::cerr << "velmorad: a user named \"" << name << "\" already exists\n";
         return 1;
     }
+    store.commit();
     std::cout << "added " << name << "\n";
     return 0;
 }
@@ -63,7 +64,7 @@ int serve(const vs::Options& options) {
     vs::store::Store store(options.db);
     vs::core::Hub hub(store, options.core, log);
     asio::io_context io;
-    vs::net::Server server(io, hub, log, options.limits, options.core.hashCost);
+    vs::net::Server server(io, hub, store, log, options.limits, options.core.hashCost);
     const auto endpoint = server.listen(options.host, options.port);
     std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
               << std::endl;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "core/password.h"
+#include "protocol/wire.h"
 
 #include <cstdint>
 #include <string>
@@ -11,9 +12,11 @@
 
 namespace velmora::server::core {
 
+// One record of Effects::bytes.
 struct Outgoing {
     ConnId to = 0;
-    std::string record;
+    std::size_t at = 0;
+    std::size_t size = 0;
     // Offline messages carried by this record: deleted once the peer
     // acknowledged its bytes.
     std::vector<std::int64_t> offlineIds;
@@ -25,6 +28,9 @@ struct Closing {
 };
 
 struct Effects {
+    // The records, built in place one after another: a caller that reuses
+    // one Effects allocates nothing per command once it has grown.
+    std::string bytes;
     std::vector<Outgoing> out;
     std::vector<Closing> close;
     std::vector<PasswordJob> passwords;
@@ -32,7 +38,25 @@ struct Effects {
     // are gone: a replaced session first settles what its peer acknowledged.
     std::vector<ConnId> mailboxes;
 
-    void send(ConnId to, std::string record) { out.push_back({to, std::move(record), {}}); }
+    void send(ConnId to, std::string_view record, std::vector<std::int64_t> offlineIds = {}) {
+        out.push_back({to, bytes.size(), record.size(), std::move(offlineIds)});
+        bytes += record;
+    }
+    void reply(ConnId to, std::string_view code, std::initializer_list<std::string_view> fields) {
+        const std::size_t at = bytes.size();
+        protocol::appendReply(bytes, code, fields);
+        out.push_back({to, at, bytes.size() - at, {}});
+    }
+    [[nodiscard]] std::string_view record(const Outgoing& o) const {
+        return std::string_view(bytes).substr(o.at, o.size);
+    }
+    void clear() {
+        bytes.clear();
+        out.clear();
+        close.clear();
+        passwords.clear();
+        mailboxes.clear();
+    }
 };
 
 // Records stay below this size so that every client reads each one whole.

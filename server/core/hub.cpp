@@ -26,42 +26,43 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
     peers_[conn] = Peer{std::move(address), now};
 }
 
-Effects Hub::handle(ConnId conn, const p::Fields& f) {
-    Effects fx;
-    const std::string code = f.empty() ? std::string() : f[0];
+void Hub::handle(ConnId conn, const p::Fields& f, Effects& fx) {
+    const std::string_view code = f.empty() ? std::string_view() : std::string_view(f[0]);
     const auto needed = commandFieldCount(code);
     if (!needed) {
-        violation(conn, "unknown command \"" + code.substr(0, 40) + "\" ignored", fx);
-        return fx;
+        violation(conn, "unknown command \"" + std::string(code.substr(0, 40)) + "\" ignored", fx);
+        return;
     }
     if (f.size() - 1 < *needed) {
         violation(conn,
-                  code + " with " + std::to_string(f.size() - 1) + " of " +
+                  std::string(code) + " with " + std::to_string(f.size() - 1) + " of " +
                       std::to_string(*needed) + " fields ignored",
                   fx);
-        return fx;
+        return;
     }
     if (code == p::cmd::LI) {
         login(conn, f, fx);
-        return fx;
+        return;
     }
     if (code == p::cmd::RA) {
         signUp(conn, f, fx);
-        return fx;
+        return;
     }
     const Session* me = sessions_.of(conn);
     if (!me) {
-        violation(conn, code + " before login ignored", fx);
-        return fx;
+        violation(conn, std::string(code) + " before login ignored", fx);
+        return;
     }
     // Search carries no user field; every other command names its sender.
     if (code != p::cmd::SU && !sameName(f[1], me->name)) {
-        violation(conn, code + " in the name of \"" + f[1].substr(0, 40) + "\" ignored", fx);
-        return fx;
+        violation(conn,
+                  std::string(code) + " in the name of \"" + f[1].substr(0, 40) + "\" ignored", fx);
+        return;
     }
     if (!fieldsAreSealed(f)) {
-        violation(conn, code + " with a separator or control bytes in a field refused", fx);
-        return fx;
+        violation(conn, std::string(code) + " with a separator or control bytes in a field refused",
+                  fx);
+        return;
     }
     const Session self = *me;
     if (code == p::cmd::PM) {
@@ -81,7 +82,6 @@ Effects Hub::handle(ConnId conn, const p::Fields& f) {
     } else if (code == p::cmd::CI) {
         invite(self, f, fx);
     }
-    return fx;
 }
 
 Effects Hub::disconnected(ConnId conn) {

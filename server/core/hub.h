@@ -28,7 +28,13 @@ public:
     Hub(store::Store& store, CoreConfig config, Log& log);
 
     void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now());
-    [[nodiscard]] Effects handle(ConnId conn, const protocol::Fields& command);
+    // Appends what one command asks for to `fx`.
+    void handle(ConnId conn, const protocol::Fields& command, Effects& fx);
+    [[nodiscard]] Effects handle(ConnId conn, const protocol::Fields& command) {
+        Effects fx;
+        handle(conn, command, fx);
+        return fx;
+    }
     [[nodiscard]] Effects disconnected(ConnId conn);
     // A password job of an earlier Effects finished (or could not be queued).
     [[nodiscard]] Effects passwordDone(const PasswordResult& result, bool overloaded = false);

@@ -15,7 +15,7 @@ constexpr int kPageRows = 64;
 void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
     // The busy path, a recipient who is online, needs no database.
     if (const auto to = sessions_.connectionOf(f[2])) {
-        fx.send(*to, p::buildReply(p::reply::PM, {me.name, f[3], f[4], f[5], f[6]}));
+        fx.reply(*to, p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
         return;
     }
     const auto recipient = store_.findUser(f[2]);
@@ -58,8 +58,8 @@ void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
         return;
     }
     offlineCursor_[conn] = ids.back();
-    std::string record = p::buildReply(p::reply::OM, {std::to_string(ids.size()) + items});
-    fx.out.push_back({conn, std::move(record), std::move(ids)});
+    const std::string record = p::buildReply(p::reply::OM, {std::to_string(ids.size()) + items});
+    fx.send(conn, record, std::move(ids));
 }
 
 Effects Hub::openMailbox(ConnId conn) {

@@ -7,8 +7,8 @@
 namespace velmora::server::core {
 
 PasswordHasher::PasswordHasher(HashCost cost)
-    : opsLimit_(cost == HashCost::Fast ? crypto_pwhash_OPSLIMIT_MIN
-                                       : crypto_pwhash_OPSLIMIT_INTERACTIVE),
+    : cost_(cost), opsLimit_(cost == HashCost::Fast ? crypto_pwhash_OPSLIMIT_MIN
+                                                    : crypto_pwhash_OPSLIMIT_INTERACTIVE),
       memLimit_(cost == HashCost::Fast ? crypto_pwhash_MEMLIMIT_MIN
                                        : crypto_pwhash_MEMLIMIT_INTERACTIVE) {
     if (sodium_init() < 0) {
@@ -31,6 +31,11 @@ bool PasswordHasher::verify(const std::string& hash, const std::string& password
 
 bool PasswordHasher::needsRehash(const std::string& hash) const {
     return crypto_pwhash_str_needs_rehash(hash.c_str(), opsLimit_, memLimit_) != 0;
+}
+
+bool PasswordHasher::isCheap(const PasswordJob& job) const {
+    return cost_ == HashCost::Fast &&
+           (job.kind == PasswordJob::Kind::Hash || !needsRehash(job.hash));
 }
 
 PasswordResult runPasswordJob(PasswordJob job, const PasswordHasher& hasher) {

@@ -12,6 +12,8 @@ enum class HashCost {
     Fast,        // the minimum limits, for test suites that create many accounts
 };
 
+struct PasswordJob;
+
 class PasswordHasher {
 public:
     explicit PasswordHasher(HashCost cost);
@@ -21,8 +23,12 @@ public:
     [[nodiscard]] bool verify(const std::string& hash, const std::string& password) const;
     // True when `hash` was made with other limits than this hasher's.
     [[nodiscard]] bool needsRehash(const std::string& hash) const;
+    // True when the job runs at the minimum cost (tens of microseconds, less
+    // than handing it to another thread and back).
+    [[nodiscard]] bool isCheap(const PasswordJob& job) const;
 
 private:
+    HashCost cost_;
     unsigned long long opsLimit_;
     std::size_t memLimit_;
 };

@@ -1,84 +1,102 @@
 #include "net/connection.h"
 
-#include <asio/co_spawn.hpp>
 #include <asio/post.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
-#include <asio/write.hpp>
 
 #include <linux/sockios.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include <algorithm>
 
 namespace velmora::server::net {
 
 namespace {
-// Commands handled in a row before the reader lets other connections run.
-constexpr int kCommandsPerTurn = 16;
-// Past this, an output buffer emptied after a burst gives its memory back;
-// past the smaller one, when the connection goes idle.
+// Commands handled in a row before the connection lets others run.
+constexpr int kCommandsPerTurn = 64;
+// Past this, an output buffer emptied after a burst gives its memory back at
+// once; a smaller one is kept for the next turn until the owner's trim().
 constexpr std::size_t kKeepCapacity = 64 * 1024;
-constexpr std::size_t kIdleCapacity = 1024;
-// How often unacknowledged offline messages are looked at again.
-constexpr auto kAckPoll = std::chrono::milliseconds(20);
-
-std::string prefix(core::ConnId id, const std::string& address) {
-    return "#" + std::to_string(id) + " " + address;
-}
 } // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
-                       const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
-                       std::span<char> scratch)
-    : socket_(std::move(socket)), id_(id), address_(std::move(address)), limits_(limits),
-      owner_(owner), log_(log), scratch_(scratch), framer_(limits.maxRecordBytes),
-      wake_(socket_.get_executor()), tokens_(limits.commandBurst), refilled_(Clock::now()) {
-    wake_.expires_at(asio::steady_timer::time_point::max());
+Connection::Connection(int fd, core::ConnId id, std::string ip, std::uint16_t port,
+                       const ConnectionContext& context)
+    : fd_(fd), id_(id), ip_(std::move(ip)), context_(context),
+      framer_(context.limits.maxRecordBytes), tokens_(context.limits.commandBurst),
+      refilled_(Clock::now()), port_(port) {}
+
+std::string Connection::prefix() const {
+    return "#" + std::to_string(id_) + " " + ip_ + ":" + std::to_string(port_);
+}
+
+Connection::~Connection() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
 }
 
 void Connection::start() {
-    log_.line(prefix(id_, address_) + " connected");
-    asio::error_code ignored;
-    socket_.non_blocking(true, ignored);
-    awaitInput();
+    context_.log.line(prefix() + " connected");
 }
 
-void Connection::spawn(asio::awaitable<void> work, const char* what) {
-    asio::co_spawn(socket_.get_executor(), std::move(work),
-                   [self = shared_from_this(), what](std::exception_ptr error) {
-                       if (!error) {
-                           return;
-                       }
-                       try {
-                           std::rethrow_exception(error);
-                       } catch (const std::exception& e) {
-                           self->stop(std::string(what) + ": " + e.what());
-                       }
-                   });
-}
-
-void Connection::deliver(std::string bytes, std::vector<std::int64_t> offlineIds) {
+void Connection::ready(std::uint32_t events) {
     if (!open_) {
         return;
     }
-    if (queued_.size() + sending_.size() + bytes.size() > limits_.maxPendingBytes) {
-        stop("output over " + std::to_string(limits_.maxPendingBytes) +
+    if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) && writing_) {
+        writing_ = false;
+        guarded("write", [&] { writeOut(); });
+    }
+    if (open_ && !finishing_ && (events & (EPOLLIN | EPOLLRDHUP | EPOLLERR | EPOLLHUP))) {
+        if (reading_) {
+            readable_ = true; // taken up when the drain under way ends
+        } else {
+            guarded("read", [&] { readInput(); });
+        }
+    }
+}
+
+void Connection::post(void (Connection::*step)(), const char* what) {
+    asio::post(context_.io, [self = shared_from_this(), step, what] {
+        if (self->open_) {
+            self->guarded(what, [&] { ((*self).*step)(); });
+        }
+    });
+}
+
+void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds) {
+    if (!open_) {
+        return;
+    }
+    if (out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
+        stop("output over " + std::to_string(context_.limits.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
-    queued_ += bytes;
+    out_ += bytes;
     queuedTotal_ += bytes.size();
     if (!offlineIds.empty()) {
         offline_.push_back({queuedTotal_, std::move(offlineIds), false});
     }
-    // The writer runs only while there is output: an idle connection holds
-    // nothing for it.
     if (!writing_) {
-        writing_ = true;
-        spawn(writer(), "write");
-    } else {
-        wake_.cancel_one();
+        context_.owner.onOutput(*this);
+    }
+}
+
+void Connection::trim() {
+    if (out_.empty()) {
+        std::string().swap(out_);
+    }
+    framer_.trim();
+}
+
+void Connection::flush() {
+    if (open_ && !writing_) {
+        guarded("write", [&] { writeOut(); });
     }
 }
 
@@ -89,15 +107,17 @@ void Connection::stop(const std::string& reason) {
     // Whatever the peer acknowledged before the end counts as delivered.
     checkAcknowledged();
     open_ = false;
-    log_.line(prefix(id_, address_) + " closed (" + reason + ")");
-    asio::error_code ignored;
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
-    socket_.close(ignored);
-    wake_.cancel();
+    context_.log.line(prefix() + " closed (" + reason + ")");
+    ::shutdown(fd_, SHUT_RDWR);
+    ::close(fd_); // also leaves the poller's set
+    fd_ = -1;
+    if (pause_) {
+        pause_->cancel();
+    }
     quietDeadline_ = Clock::time_point::max();
-    queued_.clear();
+    std::string().swap(out_);
     offline_.clear();
-    owner_.onClosed(id_);
+    context_.owner.onClosed(id_);
 }
 
 void Connection::finish() {
@@ -105,18 +125,17 @@ void Connection::finish() {
         return;
     }
     finishing_ = true;
-    asio::error_code ignored;
-    // Wakes the reader with an end of input; a write under way goes on.
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_receive, ignored);
+    // Nothing more is read; a write under way goes on.
+    ::shutdown(fd_, SHUT_RD);
     quietDeadline_ = Clock::time_point::max();
-    if (!writing_) {
+    if (out_.size() == sent_) {
         stop("server shutting down");
     }
 }
 
 void Connection::handle(const protocol::Fields& command) {
     if (open_ && !finishing_) {
-        owner_.onCommand(id_, command);
+        context_.owner.onCommand(id_, command);
     }
 }
 
@@ -125,7 +144,7 @@ void Connection::checkAcknowledged() {
         return;
     }
     int unacknowledged = 0;
-    if (::ioctl(socket_.native_handle(), SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
+    if (::ioctl(fd_, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
         return;
     }
     const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(unacknowledged);
@@ -137,58 +156,109 @@ void Connection::checkAcknowledged() {
     }
     offline_.erase(offline_.begin(), offline_.begin() + static_cast<std::ptrdiff_t>(done));
     if (!ids.empty()) {
-        owner_.onAcknowledged(ids);
+        context_.owner.onAcknowledged(ids);
     }
 }
 
-Connection::Clock::duration Connection::takeToken() {
-    if (limits_.commandsPerSecond <= 0) {
+bool Connection::pollAcknowledged() {
+    if (!open_) {
+        return false;
+    }
+    checkAcknowledged();
+    return !offline_.empty() && offline_.front().written;
+}
+
+Connection::Clock::duration Connection::tokenWait() {
+    if (context_.limits.commandsPerSecond <= 0) {
         return {};
     }
     const auto now = Clock::now();
     const std::chrono::duration<double> since = now - refilled_;
     refilled_ = now;
-    tokens_ = std::min(limits_.commandBurst, tokens_ + since.count() * limits_.commandsPerSecond);
-    tokens_ -= 1;
-    if (tokens_ >= 0) {
+    tokens_ = std::min(context_.limits.commandBurst,
+                       tokens_ + since.count() * context_.limits.commandsPerSecond);
+    if (tokens_ >= 1) {
         return {};
     }
-    // In debt: the wait until the token taken is earned back.
-    const std::chrono::duration<double> wait(-tokens_ / limits_.commandsPerSecond);
+    // Short of a token: the wait until one is earned.
+    const std::chrono::duration<double> wait((1 - tokens_) / context_.limits.commandsPerSecond);
     return std::chrono::duration_cast<Clock::duration>(wait);
 }
 
-// Handles every command the buffer completes; false when the connection ended.
-asio::awaitable<bool> Connection::drain() {
+void Connection::readInput() {
+    if (!open_ || finishing_) {
+        return;
+    }
+    reading_ = true;
+    readable_ = false;
+    auto& bytes = context_.scratch.bytes;
+    const ssize_t n = ::recv(fd_, bytes.data(), bytes.size(), 0);
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+        reading_ = false; // the next edge brings us back
+        return;
+    }
+    if (n <= 0) {
+        stop(n == 0 ? std::string("peer closed") : std::string(std::strerror(errno)));
+        return;
+    }
+    // The loop's buffer is copied into the framer before anything else runs.
+    framer_.feed(std::string_view(bytes.data(), static_cast<std::size_t>(n)));
+    readFull_ = static_cast<std::size_t>(n) == bytes.size();
+    drain();
+}
+
+// Handles every command the buffer completes, then goes back to reading.
+void Connection::drain() {
     draining_ = true;
-    protocol::Fields command;
-    int inTurn = 0;
-    for (;;) {
-        const auto next = framer_.next(command);
+    for (int inTurn = 0; open_ && !finishing_; ++inTurn) {
+        if (inTurn == kCommandsPerTurn) {
+            // Other connections go first; this one goes on after them.
+            post(&Connection::drain, "read");
+            return;
+        }
+        if (const auto wait = tokenWait(); wait > Clock::duration::zero()) {
+            // Back-pressure: nothing more is read from this peer until then.
+            if (!pause_) {
+                pause_ = std::make_unique<asio::steady_timer>(context_.io);
+            }
+            pause_->expires_after(wait);
+            pause_->async_wait([self = shared_from_this()](const asio::error_code&) {
+                if (self->open_) {
+                    self->guarded("read", [&] { self->drain(); });
+                }
+            });
+            return;
+        }
+        const auto next = framer_.next(context_.scratch.fields);
         if (next == Framer::Next::TooLong) {
-            stop("command over " + std::to_string(limits_.maxRecordBytes) + " bytes refused");
-            break;
+            stop("command over " + std::to_string(context_.limits.maxRecordBytes) +
+                 " bytes refused");
+            return;
         }
         if (next == Framer::Next::None) {
             break;
         }
-        if (const auto wait = takeToken(); wait > Clock::duration::zero()) {
-            // Back-pressure: nothing more is read from this peer until then.
-            asio::steady_timer pause(socket_.get_executor(), wait);
-            asio::error_code ec;
-            co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-        }
-        handle(command);
-        if (!open_ || finishing_) {
-            break;
-        }
-        if (++inTurn == kCommandsPerTurn) {
-            inTurn = 0;
-            co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-        }
+        tokens_ -= context_.limits.commandsPerSecond > 0 ? 1 : 0;
+        handle(context_.scratch.fields);
     }
     draining_ = false;
-    co_return open_ && !finishing_;
+    if (!open_ || finishing_) {
+        return;
+    }
+    if (framer_.pendingIsWhole()) {
+        framer_.takePending(context_.scratch.fields);
+        handle(context_.scratch.fields);
+        if (!open_ || finishing_) {
+            return;
+        }
+    }
+    armQuietTimer();
+    if (readFull_ || readable_) {
+        // More is waiting: read again once the others had their turn.
+        post(&Connection::readInput, "read");
+    } else {
+        reading_ = false; // the next edge brings us back
+    }
 }
 
 void Connection::armQuietTimer() {
@@ -196,109 +266,66 @@ void Connection::armQuietTimer() {
         quietDeadline_ = Clock::time_point::max();
         return;
     }
-    quietDeadline_ = Clock::now() + (framer_.pendingHasAllFields() ? limits_.quiet.complete
-                                                                   : limits_.quiet.partial);
-    owner_.onQuietPending(*this);
+    quietDeadline_ = Clock::now() + (framer_.pendingHasAllFields() ? context_.limits.quiet.complete
+                                                                   : context_.limits.quiet.partial);
+    context_.owner.onQuietPending(*this);
 }
 
 Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
-    // While the reader drains, the pending command is not the next one; the
-    // reader sets a new deadline when it is done.
+    // While the connection drains, the pending command is not the next one;
+    // the drain sets a new deadline when it is done.
     if (open_ && !finishing_ && !draining_ && quietDeadline_ <= now && framer_.hasPending()) {
         quietDeadline_ = Clock::time_point::max();
-        handle(framer_.takePending());
+        framer_.takePending(context_.scratch.fields);
+        handle(context_.scratch.fields);
     }
     return quietDeadline_;
 }
 
-void Connection::awaitInput() {
-    // A plain wait, not a coroutine: an idle connection holds nothing more.
-    socket_.async_wait(asio::ip::tcp::socket::wait_read,
-                       [self = shared_from_this()](const asio::error_code& ec) {
-                           if (!self->open_ || self->finishing_) {
-                               return;
-                           }
-                           if (ec) {
-                               self->stop(ec.message());
-                               return;
-                           }
-                           self->spawn(self->reader(), "read");
-                       });
-}
-
-// Reads and handles everything the socket holds, then goes back to waiting.
-asio::awaitable<void> Connection::reader() {
-    while (open_ && !finishing_) {
-        asio::error_code ec;
-        const std::size_t n = socket_.read_some(asio::buffer(scratch_.data(), scratch_.size()), ec);
-        if (ec == asio::error::would_block || ec == asio::error::try_again) {
-            awaitInput();
-            co_return;
+void Connection::writeOut() {
+    if (out_.size() > sent_) {
+        const std::size_t wanted = out_.size() - sent_;
+        ssize_t n = ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
+        if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+            stop(std::string("write failed: ") + std::strerror(errno));
+            return;
         }
-        if (ec) {
-            stop(ec == asio::error::eof ? std::string("peer closed") : ec.message());
-            co_return;
+        n = std::max<ssize_t>(n, 0);
+        sent_ += static_cast<std::size_t>(n);
+        written_ += static_cast<std::uint64_t>(n);
+        if (static_cast<std::size_t>(n) < wanted) {
+            // The socket is full: the rest goes on the edge that says it has room.
+            if (sent_ > out_.size() / 2) {
+                out_.erase(0, sent_);
+                sent_ = 0;
+            }
+            writing_ = true;
+            return;
         }
-        // The loop's buffer is copied into the framer before anything yields.
-        framer_.feed(std::string_view(scratch_.data(), n));
-        if (!co_await drain()) {
-            co_return;
-        }
-        armQuietTimer();
-        // Other connections, this one's writer among them, go before the next read.
-        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
     }
-}
-
-asio::awaitable<void> Connection::writer() {
-    while (open_) {
-        if (queued_.empty()) {
-            if (finishing_) {
-                writing_ = false;
-                stop("server shutting down");
-                co_return;
-            }
-            if (offline_.empty()) {
-                // Going idle: a buffer grown by a burst is given back.
-                for (std::string* buffer : {&queued_, &sending_}) {
-                    if (buffer->capacity() > kIdleCapacity) {
-                        std::string().swap(*buffer);
-                    }
-                }
-                writing_ = false;
-                co_return;
-            }
-            // Offline messages wait for the peer's acknowledgement.
-            wake_.expires_after(kAckPoll);
-            asio::error_code ec;
-            co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
-            checkAcknowledged();
-            continue;
+    out_.clear();
+    sent_ = 0;
+    if (out_.capacity() > kKeepCapacity) {
+        std::string().swap(out_);
+    }
+    bool pagesWritten = false;
+    for (auto& mark : offline_) {
+        if (!mark.written && mark.end <= written_) {
+            mark.written = true;
+            pagesWritten = true;
         }
-        sending_.swap(queued_);
-        asio::error_code ec;
-        co_await asio::async_write(socket_, asio::buffer(sending_),
-                                   asio::redirect_error(asio::use_awaitable, ec));
-        if (ec) {
-            stop("write failed: " + ec.message());
-            co_return;
-        }
-        written_ += sending_.size();
-        sending_.clear();
-        if (sending_.capacity() > kKeepCapacity) {
-            std::string().swap(sending_); // a large burst does not stay allocated
-        }
-        bool pagesWritten = false;
-        for (auto& mark : offline_) {
-            if (!mark.written && mark.end <= written_) {
-                mark.written = true;
-                pagesWritten = true;
-            }
-        }
+    }
+    if (pagesWritten) {
         checkAcknowledged();
-        if (pagesWritten && open_) {
-            owner_.onOfflineWritten(id_);
+        if (!offline_.empty()) {
+            context_.owner.onAwaitingAcknowledgement(*this);
         }
+        if (open_) {
+            context_.owner.onOfflineWritten(id_);
+        }
+    }
+    if (finishing_ && open_ && out_.empty()) {
+        stop("server shutting down");
     }
 }
 

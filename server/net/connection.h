@@ -1,22 +1,25 @@
-// One client connection: a reader that frames commands and a writer that
-// sends queued batches. A delivery only queues; the writer sends everything
-// queued in one gathered write. The last command of a burst is completed by
-// the owner's one quiet timer for all connections (quietDeadline()). Every
-// way out goes through stop().
+// One client connection, driven by plain callbacks on its socket's readiness
+// (the owner's Poller calls ready()). Input: once readable it reads into the
+// loop's scratch buffer, frames and handles what arrived, and waits again;
+// an idle connection holds nothing else. Output: a delivery only appends to
+// one buffer; the owner flushes every connection that has output once per
+// loop turn, with one send. The last
+// command of a burst is completed by the owner's one quiet timer for all
+// connections (quietDeadline()). Every way out goes through stop().
 #pragma once
 
 #include "core/effects.h"
 #include "core/log.h"
 #include "net/framer.h"
 
-#include <asio/awaitable.hpp>
-#include <asio/ip/tcp.hpp>
+#include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::server::net {
@@ -31,13 +34,28 @@ struct ConnectionLimits {
     double commandBurst = 100;
 };
 
+// Shared by every connection of one loop: nothing in it outlives the
+// handling of one read.
+struct ReadScratch {
+    std::array<char, 16384> bytes{};
+    protocol::Fields fields;
+};
+
 class Connection;
+
+// The lists an owner keeps connections on; a connection is on each at most once.
+enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4 };
 
 class ConnectionOwner {
 public:
     virtual void onCommand(core::ConnId id, const protocol::Fields& command) = 0;
+    // Output was queued: flush() the connection at the end of this turn.
+    virtual void onOutput(Connection& connection) = 0;
     // A batch carrying offline messages was handed to the kernel.
     virtual void onOfflineWritten(core::ConnId id) = 0;
+    // Offline messages wait for the peer's acknowledgement: call
+    // pollAcknowledged() now and then.
+    virtual void onAwaitingAcknowledgement(Connection& connection) = 0;
     // The peer acknowledged the bytes of these offline messages.
     virtual void onAcknowledged(const std::vector<std::int64_t>& offlineIds) = 0;
     virtual void onClosed(core::ConnId id) = 0;
@@ -48,28 +66,53 @@ protected:
     ~ConnectionOwner() = default;
 };
 
+// What every connection of one loop shares.
+struct ConnectionContext {
+    asio::io_context& io;
+    const ConnectionLimits& limits;
+    ConnectionOwner& owner;
+    core::Log& log;
+    ReadScratch& scratch;
+};
+
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    // `scratch` is the loop's read buffer: a connection reads into it only
-    // once the socket is readable, and frames the bytes before it yields.
-    Connection(asio::ip::tcp::socket socket, core::ConnId id, std::string address,
-               const ConnectionLimits& limits, ConnectionOwner& owner, core::Log& log,
-               std::span<char> scratch);
+    // Takes ownership of `fd`, a connected non-blocking TCP socket.
+    Connection(int fd, core::ConnId id, std::string ip, std::uint16_t port,
+               const ConnectionContext& context);
+    ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    [[nodiscard]] int fd() const { return fd_; }
     void start();
-    void deliver(std::string bytes, std::vector<std::int64_t> offlineIds);
+    // The socket's epoll events (edge-triggered: each says something changed).
+    void ready(std::uint32_t events);
+    // Queues one or more records; `offlineIds` are the offline messages they carry.
+    void deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds = {});
+    // Sends what is queued; called by the owner once per turn after onOutput().
+    void flush();
+    // Gives back the buffers that hold nothing; the owner calls it now and
+    // then, so that an idle connection costs no more than its socket.
+    void trim();
     void stop(const std::string& reason);
     // Stops reading, sends what is queued, then closes.
     void finish();
 
     using Clock = asio::steady_timer::clock_type;
     [[nodiscard]] core::ConnId id() const { return id_; }
+    [[nodiscard]] const std::string& ip() const { return ip_; }
     // When the pending command is to be taken; time_point::max() when none.
     [[nodiscard]] Clock::time_point quietDeadline() const { return quietDeadline_; }
     // Takes the pending command if its deadline has passed; the new deadline.
     Clock::time_point quietTick(Clock::time_point now);
+    // Reports what the peer acknowledged; true while written offline
+    // messages still wait for it.
+    bool pollAcknowledged();
+
+    // The owner's bookkeeping of its lists: list() is false when already listed.
+    bool list(Listing which) { return !(listed_ & bit(which)) && (listed_ |= bit(which), true); }
+    void unlist(Listing which) { listed_ &= static_cast<std::uint8_t>(~bit(which)); }
 
 private:
     // Offline messages whose record ends at this offset of the output stream.
@@ -79,41 +122,52 @@ private:
         bool written = false;
     };
 
-    void awaitInput();
-    asio::awaitable<void> reader();
-    asio::awaitable<void> writer();
-    void spawn(asio::awaitable<void> work, const char* what);
-    asio::awaitable<bool> drain();
-    // Takes a command's token; how long to pause first when there was none.
-    [[nodiscard]] Clock::duration takeToken();
+    static std::uint8_t bit(Listing which) { return static_cast<std::uint8_t>(which); }
+    // Runs one step of the connection's work; a failure ends the connection,
+    // never the server.
+    template <typename Step> void guarded(const char* what, Step&& step) {
+        try {
+            step();
+        } catch (const std::exception& e) {
+            stop(std::string(what) + " failed: " + e.what());
+        }
+    }
+    void readInput();
+    void drain();
+    void writeOut();
+    void post(void (Connection::*step)(), const char* what);
+    // How long to pause before the next command for want of a token.
+    [[nodiscard]] Clock::duration tokenWait();
     void handle(const protocol::Fields& command);
     void armQuietTimer();
     void checkAcknowledged();
+    [[nodiscard]] std::string prefix() const;
 
-    asio::ip::tcp::socket socket_;
+    int fd_;
     core::ConnId id_;
-    std::string address_;
-    const ConnectionLimits& limits_;
-    ConnectionOwner& owner_;
-    core::Log& log_;
-    std::span<char> scratch_;
+    std::string ip_;
+    const ConnectionContext& context_;
     Framer framer_;
-    asio::steady_timer wake_;
+    // Only a peer over its command budget gets one.
+    std::unique_ptr<asio::steady_timer> pause_;
     Clock::time_point quietDeadline_ = Clock::time_point::max();
-    // Output is appended to one buffer while the other is being written: one
-    // write per turn whatever the number of records, and no allocation once
-    // the buffers have grown to the usual burst.
-    std::string queued_;
-    std::string sending_;
+    // Records waiting to go out; the first `sent_` bytes are already sent.
+    std::string out_;
+    std::size_t sent_ = 0;
     std::vector<OfflineMark> offline_;
-    std::uint64_t queuedTotal_ = 0; // stream offset at the end of queued_
+    std::uint64_t queuedTotal_ = 0; // stream offset at the end of out_
     std::uint64_t written_ = 0;     // stream offset the kernel has taken
     double tokens_;
     Clock::time_point refilled_;
-    bool open_ = true;
-    bool draining_ = false;
-    bool writing_ = false;
-    bool finishing_ = false;
+    std::uint16_t port_;
+    std::uint8_t listed_ = 0;
+    bool open_ : 1 = true;
+    bool draining_ : 1 = false;
+    bool writing_ : 1 = false; // waiting for the socket to take more
+    bool finishing_ : 1 = false;
+    bool reading_ : 1 = false;  // between a read and the end of its drain
+    bool readable_ : 1 = false; // input came while reading_: read again
+    bool readFull_ : 1 = false; // the last read filled the scratch buffer
 };
 
 } // namespace velmora::server::net

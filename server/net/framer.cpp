@@ -1,6 +1,7 @@
 #include "net/framer.h"
 
 #include "core/command_table.h"
+#include "core/config.h"
 
 #include <algorithm>
 
@@ -50,7 +51,7 @@ void Framer::compact() {
 }
 
 void Framer::dropBeforeMark() {
-    const std::size_t mark = buffer_.find(p::kRecordMark);
+    const std::size_t mark = p::findSeparator(buffer_, p::kRecordMark);
     std::size_t drop = mark;
     if (mark == std::string::npos) {
         drop = buffer_.size() - markTail(buffer_);
@@ -74,7 +75,7 @@ Framer::Next Framer::next(p::Fields& command) {
         return Next::None;
     }
     const std::size_t from = std::max(start_ + p::kRecordMark.size(), scanned_);
-    const std::size_t next = buffer_.find(p::kRecordMark, from);
+    const std::size_t next = p::findSeparator(buffer_, p::kRecordMark, from);
     if (next == std::string::npos) {
         scanned_ =
             std::max(from, buffer_.size() - std::min(buffer_.size(), p::kRecordMark.size() - 1));
@@ -106,13 +107,36 @@ bool Framer::pendingHasAllFields() const {
     return needed && count(body, p::kCommandFieldSep) >= *needed;
 }
 
-p::Fields Framer::takePending() {
+bool Framer::pendingIsWhole() const {
+    if (!hasPending()) {
+        return false;
+    }
     const std::string_view body = pendingBody();
-    p::Fields fields = p::split(body, p::kCommandFieldSep);
+    const std::string_view code = body.substr(0, body.find(p::kCommandFieldSep));
+    if ((code != p::cmd::LI && code != p::cmd::RA) || !pendingHasAllFields()) {
+        return false;
+    }
+    // A version cut by TCP would read as an older one: at worst that one
+    // login is refused as too old. Waiting the quiet time instead would add
+    // it to every login.
+    const std::string_view last =
+        body.substr(body.rfind(p::kCommandFieldSep) + p::kCommandFieldSep.size());
+    return core::parseVersion(last).has_value();
+}
+
+void Framer::takePending(p::Fields& command) {
+    const std::string_view body = pendingBody();
+    p::splitInto(body, p::kCommandFieldSep, command);
     start_ += p::kRecordMark.size() + body.size();
     scanned_ = 0;
     compact();
-    return fields;
+}
+
+void Framer::trim() {
+    compact();
+    if (buffer_.empty()) {
+        std::string().swap(buffer_);
+    }
 }
 
 } // namespace velmora::server::net

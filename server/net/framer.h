@@ -39,8 +39,18 @@ public:
     [[nodiscard]] bool hasPending() const;
     // True when the pending command's code is known and all its fields are there.
     [[nodiscard]] bool pendingHasAllFields() const;
+    // True when nothing more can belong to the pending command: a login or
+    // sign-up whose last field, the client version, is a whole "major.minor".
+    [[nodiscard]] bool pendingIsWhole() const;
     // Takes the pending command as complete (the peer went quiet).
-    [[nodiscard]] protocol::Fields takePending();
+    void takePending(protocol::Fields& command);
+    [[nodiscard]] protocol::Fields takePending() {
+        protocol::Fields command;
+        takePending(command);
+        return command;
+    }
+    // Gives back the buffer's memory when it holds nothing.
+    void trim();
 
     [[nodiscard]] std::size_t buffered() const { return buffer_.size() - start_; }
     // Bytes dropped because they stood before any record mark.

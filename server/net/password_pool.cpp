@@ -27,6 +27,10 @@ PasswordPool::~PasswordPool() {
 }
 
 bool PasswordPool::submit(core::PasswordJob job, Done done) {
+    if (hasher_.isCheap(job)) {
+        done(core::runPasswordJob(std::move(job), hasher_));
+        return true;
+    }
     {
         const std::lock_guard lock(mutex_);
         if (queue_.size() >= maxQueued_) {

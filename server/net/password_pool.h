@@ -28,7 +28,8 @@ public:
     PasswordPool(const PasswordPool&) = delete;
     PasswordPool& operator=(const PasswordPool&) = delete;
 
-    // False when the queue is full; `done` then is never called.
+    // False when the queue is full; `done` then is never called. A job at
+    // the minimum cost runs at once, `done` before submit() returns.
     bool submit(core::PasswordJob job, Done done);
 
 private:

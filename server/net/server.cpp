@@ -2,6 +2,7 @@
 
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
+#include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <type_traits>
 #include <utility>
 
 namespace velmora::server::net {
@@ -19,14 +21,25 @@ using asio::ip::tcp;
 
 namespace {
 constexpr auto kSweepEvery = std::chrono::seconds(1);
+// How often unacknowledged offline messages are looked at again.
+constexpr auto kAcknowledgementPoll = std::chrono::milliseconds(20);
 
-// Runs one hub call; a failure is logged and the server goes on.
-template <typename Call> void trapped(core::Log& log, const std::string& what, Call&& call) {
+// Runs one hub call; a failure is logged and the server goes on. `what`
+// names the work, and is only built when there is something to log.
+template <typename What, typename Call> void trapped(core::Log& log, What&& what, Call&& call) {
     try {
         call();
     } catch (const std::exception& e) {
-        log.line(what + " failed: " + e.what());
+        if constexpr (std::is_invocable_v<What>) {
+            log.line(what() + " failed: " + e.what());
+        } else {
+            log.line(std::string(what) + " failed: " + e.what());
+        }
     }
+}
+
+std::string commandOf(core::ConnId id) {
+    return "#" + std::to_string(id) + " command";
 }
 } // namespace
 
@@ -43,20 +56,31 @@ std::string addressKey(const asio::ip::address& address) {
     return asio::ip::address_v6(bytes).to_string() + "/64";
 }
 
-Server::Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
-               core::HashCost hashCost)
-    : io_(io), hub_(hub), log_(log), limits_(limits), acceptor_(io), sweep_(io), quiet_(io),
-      passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue) {}
+Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
+               ServerLimits limits, core::HashCost hashCost)
+    : io_(io), hub_(hub), store_(store), log_(log), limits_(limits), acceptor_(io), sweep_(io),
+      quiet_(io), acknowledgements_(io),
+      passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
+      poller_(io,
+              [this](core::ConnId id, std::uint32_t events) {
+                  if (const auto it = connections_.find(id); it != connections_.end()) {
+                      const auto connection = it->second;
+                      connection->ready(events);
+                  }
+              }),
+      context_{io, limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     const tcp::endpoint endpoint(asio::ip::make_address(host), port);
     acceptor_.open(endpoint.protocol());
-    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.set_option(asio::socket_base::reuse_address(true));
     acceptor_.bind(endpoint);
     acceptor_.listen(asio::socket_base::max_listen_connections);
     asio::co_spawn(io_, acceptLoop(), asio::detached);
     asio::co_spawn(io_, sweepLoop(), asio::detached);
     asio::co_spawn(io_, quietLoop(), asio::detached);
+    asio::co_spawn(io_, acknowledgementLoop(), asio::detached);
+    poller_.start();
     return acceptor_.local_endpoint();
 }
 
@@ -68,8 +92,9 @@ void Server::stop() {
     acceptor_.close(ignored);
     sweep_.cancel();
     quiet_.cancel();
+    acknowledgements_.cancel();
     std::vector<core::ConnId> ids;
-    for (const auto& [id, entry] : connections_) {
+    for (const auto& [id, connection] : connections_) {
         ids.push_back(id);
     }
     std::sort(ids.begin(), ids.end());
@@ -79,18 +104,19 @@ void Server::stop() {
     }
     for (const auto id : ids) {
         if (const auto it = connections_.find(id); it != connections_.end()) {
-            const auto connection = it->second.connection;
+            const auto connection = it->second;
             connection->finish();
         }
     }
     if (connections_.empty()) {
+        poller_.stop();
         return;
     }
     sweep_.expires_after(limits_.shutdownGrace);
     sweep_.async_wait([this](const asio::error_code&) {
         auto open = connections_;
-        for (auto& [id, entry] : open) {
-            entry.connection->stop("server shutting down: output not taken in time");
+        for (auto& [id, connection] : open) {
+            connection->stop("server shutting down: output not taken in time");
         }
     });
 }
@@ -123,10 +149,13 @@ asio::awaitable<void> Server::sweepLoop() {
         if (stopping_) {
             co_return;
         }
+        for (const auto& [id, connection] : connections_) {
+            connection->trim();
+        }
         const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
         for (const auto id : hub_.anonymousSince(cutoff)) {
             if (const auto it = connections_.find(id); it != connections_.end()) {
-                const auto connection = it->second.connection;
+                const auto connection = it->second;
                 connection->stop("no login within " + std::to_string(limits_.loginTimeout.count()) +
                                  " s");
             }
@@ -134,16 +163,16 @@ asio::awaitable<void> Server::sweepLoop() {
     }
 }
 
-void Server::listQuiet(std::shared_ptr<Connection> connection) {
+void Server::listQuiet(Connection& connection) {
     // A connection stays listed while it has a pending command; its deadline
     // moves with each read.
-    if (std::find(quietPending_.begin(), quietPending_.end(), connection) == quietPending_.end()) {
-        quietPending_.push_back(std::move(connection));
+    if (connection.list(Listing::Quiet)) {
+        quietPending_.push_back(connection.shared_from_this());
     }
 }
 
 void Server::onQuietPending(Connection& connection) {
-    listQuiet(connection.shared_from_this());
+    listQuiet(connection);
     // The one timer only moves earlier.
     if (connection.quietDeadline() < quiet_.expiry()) {
         quiet_.expires_at(connection.quietDeadline());
@@ -167,11 +196,14 @@ asio::awaitable<void> Server::quietLoop() {
         auto round = std::move(quietPending_);
         quietPending_.clear();
         for (auto& connection : round) {
-            trapped(log_, "#" + std::to_string(connection->id()) + " command", [&] {
-                if (connection->quietTick(now) != Connection::Clock::time_point::max()) {
-                    listQuiet(connection);
-                }
-            });
+            connection->unlist(Listing::Quiet);
+            trapped(
+                log_, [&] { return commandOf(connection->id()); },
+                [&] {
+                    if (connection->quietTick(now) != Connection::Clock::time_point::max()) {
+                        listQuiet(*connection);
+                    }
+                });
         }
         for (const auto& connection : quietPending_) {
             next = std::min(next, connection->quietDeadline());
@@ -180,7 +212,60 @@ asio::awaitable<void> Server::quietLoop() {
     }
 }
 
-void Server::configure(tcp::socket& socket) const {
+asio::awaitable<void> Server::acknowledgementLoop() {
+    while (!stopping_) {
+        asio::error_code ec;
+        if (ackPending_.empty()) {
+            acknowledgements_.expires_at(asio::steady_timer::time_point::max());
+        } else {
+            acknowledgements_.expires_after(kAcknowledgementPoll);
+        }
+        co_await acknowledgements_.async_wait(asio::redirect_error(asio::use_awaitable, ec));
+        if (stopping_) {
+            co_return;
+        }
+        auto round = std::move(ackPending_);
+        ackPending_.clear();
+        for (auto& connection : round) {
+            connection->unlist(Listing::Acknowledgement);
+            if (connection->pollAcknowledged()) {
+                onAwaitingAcknowledgement(*connection);
+            }
+        }
+    }
+}
+
+void Server::onAwaitingAcknowledgement(Connection& connection) {
+    if (connection.list(Listing::Acknowledgement)) {
+        if (ackPending_.empty()) {
+            acknowledgements_.cancel(); // from waiting for ever to polling
+        }
+        ackPending_.push_back(connection.shared_from_this());
+    }
+}
+
+void Server::onOutput(Connection& connection) {
+    if (!connection.list(Listing::Output)) {
+        return;
+    }
+    if (flushPending_.empty()) {
+        // Runs after the handlers already queued, the rest of this turn's
+        // reads among them: each connection's output goes in one send.
+        asio::post(io_, [this] { flushAll(); });
+    }
+    flushPending_.push_back(connection.shared_from_this());
+}
+
+void Server::flushAll() {
+    auto round = std::move(flushPending_);
+    flushPending_.clear();
+    for (auto& connection : round) {
+        connection->unlist(Listing::Output);
+        connection->flush();
+    }
+}
+
+void Server::configure(Socket& socket) const {
     asio::error_code ec;
     socket.set_option(tcp::no_delay(true), ec);
     socket.set_option(asio::socket_base::keep_alive(true), ec);
@@ -199,7 +284,7 @@ void Server::configure(tcp::socket& socket) const {
     ::setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeout, sizeof userTimeout);
 }
 
-void Server::accept(tcp::socket socket) {
+void Server::accept(Socket socket) {
     asio::error_code ec;
     const auto peer = socket.remote_endpoint(ec);
     if (ec) {
@@ -212,7 +297,7 @@ void Server::accept(tcp::socket socket) {
                   " connections open");
         return;
     }
-    std::string key = addressKey(peer.address());
+    const std::string key = addressKey(peer.address());
     auto& fromThere = perAddress_[key];
     if (fromThere >= limits_.maxConnectionsPerAddress) {
         log_.line(address + " refused: " + std::to_string(fromThere) + " connections open from " +
@@ -220,49 +305,46 @@ void Server::accept(tcp::socket socket) {
         return;
     }
     configure(socket);
+    socket.non_blocking(true, ec);
     const core::ConnId id = ++nextId_;
-    auto connection = std::make_shared<Connection>(
-        std::move(socket), id, address, limits_.connection, static_cast<ConnectionOwner&>(*this),
-        log_, std::span<char>(scratch_));
+    // From here the poller watches the socket, not asio.
+    const int fd = socket.release(ec);
+    if (ec) {
+        return;
+    }
+    auto connection = std::make_shared<Connection>(fd, id, ip, peer.port(), context_);
+    poller_.add(fd, id);
     ++fromThere;
-    connections_.emplace(id, Entry{connection, std::move(key)});
+    connections_.emplace(id, connection);
     hub_.connected(id, ip);
     connection->start();
 }
 
-void Server::apply(core::Effects effects) {
+void Server::apply(core::Effects& effects) {
     for (const auto& closing : effects.close) {
         if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
-            const auto connection = it->second.connection;
+            const auto connection = it->second;
             connection->stop(closing.reason);
         }
     }
-    // One batch per connection, records in the order they were produced. A
-    // relayed message, the common case, has a single record and no batching.
-    const auto deliver = [this](core::Outgoing& batch) {
-        if (const auto it = connections_.find(batch.to); it != connections_.end()) {
-            const auto connection = it->second.connection;
-            connection->deliver(std::move(batch.record), std::move(batch.offlineIds));
-        }
-    };
-    if (effects.out.size() == 1) {
-        deliver(effects.out.front());
-    } else if (!effects.out.empty()) {
-        std::vector<core::Outgoing> batches;
-        std::unordered_map<core::ConnId, std::size_t> batchOf;
+    const bool wrote = store_.changes() != changesSeen_;
+    changesSeen_ = store_.changes();
+    if (store_.inTransaction()) {
+        // A reply may say that a change is stored (+UNO): it, and everything
+        // after it, waits for the commit at the end of the turn.
         for (auto& out : effects.out) {
-            const auto [at, fresh] = batchOf.try_emplace(out.to, batches.size());
-            if (fresh) {
-                batches.push_back(std::move(out));
-                continue;
-            }
-            auto& batch = batches[at->second];
-            batch.record += out.record;
-            batch.offlineIds.insert(batch.offlineIds.end(), out.offlineIds.begin(),
-                                    out.offlineIds.end());
+            held_.push_back(
+                {out.to, heldBytes_.size(), out.size, std::move(out.offlineIds), wrote});
+            heldBytes_ += effects.record(out);
         }
-        for (auto& batch : batches) {
-            deliver(batch);
+        awaitCommit();
+    } else {
+        // Records go out in the order they were produced; a connection's
+        // share of them leaves in one send at the end of the turn.
+        for (auto& out : effects.out) {
+            if (const auto it = connections_.find(out.to); it != connections_.end()) {
+                it->second->deliver(effects.record(out), std::move(out.offlineIds));
+            }
         }
     }
     for (const auto id : effects.mailboxes) {
@@ -279,32 +361,87 @@ void Server::apply(core::Effects effects) {
 }
 
 void Server::onCommand(core::ConnId id, const protocol::Fields& command) {
-    trapped(log_, "#" + std::to_string(id) + " command", [&] { apply(hub_.handle(id, command)); });
+    // One Effects for every command: its buffers are reused, not reallocated.
+    effects_.clear();
+    trapped(
+        log_, [id] { return commandOf(id); },
+        [&] {
+            hub_.handle(id, command, effects_);
+            apply(effects_);
+        });
 }
 
 void Server::onOfflineWritten(core::ConnId id) {
-    trapped(log_, "#" + std::to_string(id) + " offline paging",
-            [&] { apply(hub_.offlineWritten(id)); });
+    trapped(
+        log_, [id] { return "#" + std::to_string(id) + " offline paging"; },
+        [&] { apply(hub_.offlineWritten(id)); });
 }
 
 void Server::onAcknowledged(const std::vector<std::int64_t>& offlineIds) {
     trapped(log_, "removing delivered offline messages", [&] { hub_.acknowledged(offlineIds); });
+    changesSeen_ = store_.changes();
+    if (store_.inTransaction()) {
+        awaitCommit();
+    }
+}
+
+void Server::awaitCommit() {
+    if (!std::exchange(commitPosted_, true)) {
+        // After the handlers already queued, this turn's reads among them:
+        // one disk sync for all of their changes.
+        asio::post(io_, [this] { commitTurn(); });
+    }
+}
+
+void Server::commitTurn() {
+    commitPosted_ = false;
+    bool committed = true;
+    trapped(log_, "storing this turn's changes", [&] {
+        committed = false;
+        store_.commit();
+        committed = true;
+    });
+    auto held = std::move(held_);
+    held_.clear();
+    std::string bytes = std::move(heldBytes_);
+    heldBytes_.clear();
+    std::size_t dropped = 0;
+    for (auto& out : held) {
+        // Without the commit, what a changing step answered is not true.
+        if (!committed && out.wrote) {
+            ++dropped;
+            continue;
+        }
+        if (const auto it = connections_.find(out.to); it != connections_.end()) {
+            it->second->deliver(std::string_view(bytes).substr(out.at, out.size),
+                                std::move(out.offlineIds));
+        }
+    }
+    if (dropped > 0) {
+        log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
+    }
+    heldBytes_ = std::move(bytes); // keeps its capacity for the next turn
+    heldBytes_.clear();
 }
 
 void Server::onClosed(core::ConnId id) {
     if (const auto it = connections_.find(id); it != connections_.end()) {
-        if (const auto count = perAddress_.find(it->second.addressKey);
+        // The key again, from the address the connection was accepted from.
+        const auto key = addressKey(asio::ip::make_address(it->second->ip()));
+        if (const auto count = perAddress_.find(key);
             count != perAddress_.end() && --count->second == 0) {
             perAddress_.erase(count);
         }
         connections_.erase(it);
     }
-    trapped(log_, "#" + std::to_string(id) + " disconnect handling",
-            [&] { apply(hub_.disconnected(id)); });
+    trapped(
+        log_, [id] { return "#" + std::to_string(id) + " disconnect handling"; },
+        [&] { apply(hub_.disconnected(id)); });
     if (stopping_ && connections_.empty()) {
         sweep_.cancel();
+        poller_.stop();
     }
-    std::erase_if(quietPending_, [id](const auto& c) { return c->id() == id; });
+    // The lists let go of it on their next round.
 }
 
 } // namespace velmora::server::net

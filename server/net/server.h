@@ -6,12 +6,13 @@
 #include "core/log.h"
 #include "net/connection.h"
 #include "net/password_pool.h"
+#include "net/poller.h"
 
+#include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
-#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -37,8 +38,8 @@ struct ServerLimits {
 
 class Server final : private ConnectionOwner {
 public:
-    Server(asio::io_context& io, core::Hub& hub, core::Log& log, ServerLimits limits,
-           core::HashCost hashCost);
+    Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
+           ServerLimits limits, core::HashCost hashCost);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -50,39 +51,66 @@ public:
     void stop();
 
 private:
-    struct Entry {
-        std::shared_ptr<Connection> connection;
-        std::string addressKey;
-    };
-
     asio::awaitable<void> acceptLoop();
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
-    void accept(asio::ip::tcp::socket socket);
-    void apply(core::Effects effects);
-    void configure(asio::ip::tcp::socket& socket) const;
-    void listQuiet(std::shared_ptr<Connection> connection);
+    asio::awaitable<void> acknowledgementLoop();
+    using Socket = asio::basic_stream_socket<asio::ip::tcp, asio::io_context::executor_type>;
+    void accept(Socket socket);
+    void apply(core::Effects& effects);
+    void apply(core::Effects&& effects) { apply(effects); }
+    void configure(Socket& socket) const;
+    void listQuiet(Connection& connection);
+    void flushAll();
+    // Ends the turn's transaction, then sends what waited for it.
+    void commitTurn();
+    void awaitCommit();
 
     void onCommand(core::ConnId id, const protocol::Fields& command) override;
+    void onOutput(Connection& connection) override;
     void onOfflineWritten(core::ConnId id) override;
+    void onAwaitingAcknowledgement(Connection& connection) override;
     void onAcknowledged(const std::vector<std::int64_t>& offlineIds) override;
     void onClosed(core::ConnId id) override;
     void onQuietPending(Connection& connection) override;
 
     asio::io_context& io_;
     core::Hub& hub_;
+    store::Store& store_;
     core::Log& log_;
     ServerLimits limits_;
-    asio::ip::tcp::acceptor acceptor_;
+    asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type> acceptor_;
     asio::steady_timer sweep_;
     // One timer completes the last command of every connection's burst: the
     // connections with a pending command, each with its own deadline.
     asio::steady_timer quiet_;
     std::vector<std::shared_ptr<Connection>> quietPending_;
+    // Connections with output, flushed together once the turn's other work is done.
+    std::vector<std::shared_ptr<Connection>> flushPending_;
+    // Connections whose written offline messages wait for the peer's
+    // acknowledgement, looked at again every few milliseconds.
+    asio::steady_timer acknowledgements_;
+    std::vector<std::shared_ptr<Connection>> ackPending_;
     PasswordPool passwords_;
-    std::unordered_map<core::ConnId, Entry> connections_;
+    std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;
-    std::array<char, 16384> scratch_{};
+    ReadScratch scratch_;
+    Poller poller_;
+    ConnectionContext context_;
+    core::Effects effects_;
+    // Records of the steps since the turn's first change: they leave once
+    // that change is on disk, in the order they were made. `wrote` marks
+    // the records of steps that changed something themselves.
+    struct Held {
+        core::ConnId to;
+        std::size_t at, size;
+        std::vector<std::int64_t> offlineIds;
+        bool wrote;
+    };
+    std::string heldBytes_;
+    std::vector<Held> held_;
+    std::uint64_t changesSeen_ = 0;
+    bool commitPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
 };

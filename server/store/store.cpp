@@ -31,7 +31,7 @@ namespace {
 Database& configured(Database& db) {
     db.exec("PRAGMA journal_mode = WAL");
     // FULL syncs the WAL on every commit: a stored offline message survives a
-    // crash of the host, not only of the server. Buddy changes relax it.
+    // crash of the host, not only of the server.
     db.exec("PRAGMA synchronous = FULL");
     db.exec("PRAGMA foreign_keys = ON");
     migrate(db);
@@ -50,19 +50,39 @@ std::vector<std::string> names(Statement& query) {
 Store::Store(const std::string& path)
     : db_(path), sql_(std::make_unique<Statements>(configured(db_).handle())) {}
 
-Store::~Store() = default;
+Store::~Store() {
+    try {
+        commit();
+    } catch (...) { // nothing left to tell; the changes are not kept
+    }
+}
 
-void Store::syncEachCommit(bool full) {
-    // In WAL mode a relaxed commit is still atomic and is made durable by the
-    // next full one or the next checkpoint, so the order of changes holds.
-    if (full != syncFull_) {
-        db_.exec(full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
-        syncFull_ = full;
+void Store::change() {
+    if (!open_) {
+        db_.exec("BEGIN IMMEDIATE");
+        open_ = true;
+    }
+    ++changes_;
+}
+
+void Store::commit() {
+    if (!open_) {
+        return;
+    }
+    open_ = false;
+    try {
+        db_.exec("COMMIT");
+    } catch (...) {
+        try {
+            db_.exec("ROLLBACK");
+        } catch (...) { // already rolled back by SQLite
+        }
+        throw;
     }
 }
 
 bool Store::addUser(const std::string& name, const std::string& hash) {
-    syncEachCommit(true);
+    change();
     sql_->insertUser.bind(name, hash).run();
     return db_.changes() == 1;
 }
@@ -87,13 +107,13 @@ std::vector<std::string> Store::buddies(UserId owner) {
 }
 
 bool Store::addBuddy(UserId owner, UserId buddy) {
-    syncEachCommit(false);
+    change();
     sql_->addBuddy.bind(owner, buddy).run();
     return db_.changes() == 1;
 }
 
 void Store::removeBuddy(UserId owner, UserId buddy) {
-    syncEachCommit(false);
+    change();
     sql_->removeBuddy.bind(owner, buddy).run();
 }
 
@@ -103,7 +123,7 @@ std::vector<std::string> Store::watchers(UserId buddy) {
 
 std::int64_t Store::addOffline(UserId recipient, const std::string& sender, const std::string& body,
                                const std::string& sent) {
-    syncEachCommit(true);
+    change();
     sql_->addOffline.bind(recipient, sender, body, sent).run();
     return db_.lastInsertId();
 }
@@ -117,7 +137,7 @@ int Store::offlineCount(UserId recipient) {
 }
 
 void Store::setHash(UserId user, const std::string& hash) {
-    syncEachCommit(false); // losing an upgrade leaves the older hash, which still verifies
+    change();
     sql_->setHash.bind(hash, user).run();
 }
 
@@ -131,12 +151,10 @@ std::vector<OfflineMessage> Store::offline(UserId recipient, std::int64_t after,
 }
 
 void Store::removeOffline(const std::vector<std::int64_t>& ids) {
-    syncEachCommit(true); // a delivered message must not come back after a crash
-    Transaction tx(db_);
+    change();
     for (const auto id : ids) {
         sql_->removeOffline.bind(id).run();
     }
-    tx.commit();
 }
 
 } // namespace velmora::server::store

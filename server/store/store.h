@@ -59,15 +59,22 @@ public:
                                                       int limit);
     void removeOffline(const std::vector<std::int64_t>& ids);
 
+    // Changes are grouped: the first one opens a transaction and commit()
+    // ends it with one disk sync for all of them (the server commits once
+    // per turn of its loop). Reads see the changes made before them.
+    void commit();
+    [[nodiscard]] bool inTransaction() const { return open_; }
+    // Counts changes, so that a caller can tell whether a step made one.
+    [[nodiscard]] std::uint64_t changes() const { return changes_; }
+
 private:
-    // Offline messages and accounts are synced on every commit; buddy lists
-    // and hash upgrades, which a user can redo, are not worth an fsync each.
-    void syncEachCommit(bool full);
+    void change();
 
     struct Statements;
     Database db_;
     std::unique_ptr<Statements> sql_;
-    bool syncFull_ = true;
+    bool open_ = false;
+    std::uint64_t changes_ = 0;
 };
 
 } // namespace velmora::server::store

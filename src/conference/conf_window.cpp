@@ -2,14 +2,9 @@
 
 #include "conference/send_invitation_dialog.h"
 #include "contacts/profile.h"
-#include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
-#include "controls/form_position.h"
 #include "messaging/chat_input.h"
 #include "messaging/chat_menus.h"
-#include "messaging/conversation_log.h"
-#include "messaging/message_formatter.h"
-#include "messaging/message_view_init.h"
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
@@ -17,27 +12,20 @@
 #include "session/session.h"
 
 #include <QAction>
-#include <QApplication>
-#include <QClipboard>
 #include <QCloseEvent>
 #include <QHBoxLayout>
-#include <QHeaderView>
-#include <QKeyEvent>
-#include <QLabel>
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSplitter>
 #include <QTreeWidget>
-
 #include <QVBoxLayout>
-#include <limits>
 
 namespace velmora {
 
 namespace {
 
-constexpr const char* kFormName = "frmConf";
+constexpr ChatWindow::Form kForm{"frmConf", QSize(640, 460), "False", "Save Conference Log As..."};
 const QString kNoticeFont =
     QStringLiteral("<font name=\"MS Sans Serif\" size=\"3.3\" color=\"#FF0000\">");
 const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
@@ -45,47 +33,22 @@ const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
 } // namespace
 
 ConfWindow::ConfWindow(Session& session)
-    : session_(session), brwMessage_(new HtmlMessageView(session.desktop(), this)),
-      tvUsers_(new QTreeWidget(this)), tbFontSettings_(new FontToolbar(this)),
-      txtSendMsg_(new QPlainTextEdit(this)),
-      cmdSend_(new QPushButton(QStringLiteral("&Send"), this)) {
-    setObjectName(QString::fromLatin1(kFormName));
+    : ChatWindow(session, kForm), tvUsers_(new QTreeWidget(this)) {
     setWindowTitle(QStringLiteral("Conference Room"));
-    // The rooms keep a guarded pointer: a closed room window is gone.
-    setAttribute(Qt::WA_DeleteOnClose);
-    resize(640, 460);
-
     buildLayout();
     buildMenus();
-
-    connect(tbFontSettings_, &FontToolbar::FontStyleChanged, this, [this] { updateStyle(); });
-    connect(tbFontSettings_, &FontToolbar::FontNameChanged, this, [this] { updateStyle(); });
-    connect(tbFontSettings_, &FontToolbar::FontSizeChanged, this, [this] { updateStyle(); });
-    connect(tbFontSettings_, &FontToolbar::SmilieClick, this,
-            [this](const QString& code) { insertSmilie(code); });
-    connect(cmdSend_, &QPushButton::clicked, this, [this] { cmdSend_Click(); });
-    txtSendMsg_->installEventFilter(this);
-
-    tbFontSettings_->loadSmilies(session_.appFolder());
-    session_.trap([this] { initView(); });
-    session_.trap([this] { restorePosition(); });
-    updateStyle();
+    formLoad();
 }
 
 ConfWindow::~ConfWindow() = default;
 
 void ConfWindow::buildLayout() {
-    brwMessage_->setObjectName(QStringLiteral("brwMessage"));
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
     tvUsers_->setHeaderLabel(QStringLiteral("In this room"));
     tvUsers_->setRootIsDecorated(false);
     tvUsers_->setIndentation(0);
     tvUsers_->setContextMenuPolicy(Qt::ActionsContextMenu);
-    tbFontSettings_->setObjectName(QStringLiteral("tbFontSettings"));
-    txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
-    txtSendMsg_->setTabChangesFocus(true);
     txtSendMsg_->setFixedHeight(64);
-    cmdSend_->setObjectName(QStringLiteral("cmdSend"));
     cmdSend_->setMinimumHeight(64);
 
     auto* split = new QSplitter(Qt::Horizontal, this);
@@ -95,6 +58,8 @@ void ConfWindow::buildLayout() {
     split->setStretchFactor(1, 0);
     split->setSizes({470, 150});
     split->setChildrenCollapsible(false);
+    // Tab goes from the talk to the members, then to the toolbar and the input.
+    setTabOrder(brwMessage_, tvUsers_);
 
     auto* input = new QHBoxLayout;
     input->addWidget(txtSendMsg_, 1);
@@ -112,36 +77,24 @@ void ConfWindow::buildLayout() {
 void ConfWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
-    mnuSendPM_ = addNamedAction(*file, "mnuFileSendPM", QStringLiteral("Send PM ["));
-    mnuViewProfile_ = addNamedAction(*file, "mnuFileViewProfile", QStringLiteral("View Profile ["));
-    QAction* invite =
-        addNamedAction(*file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."));
-    file->addSeparator();
-    QAction* save =
-        addNamedAction(*file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."));
-    file->addSeparator();
-    QAction* closeWindow = addNamedAction(*file, "mnuFileClose", QStringLiteral("&Close"));
-
-    connect(mnuSendPM_, &QAction::triggered, this, [this] {
-        session_.trap([this] {
-            const QString name = selectedMember();
-            if (!name.isEmpty()) {
-                OpenPMWindow(session_, name);
-            }
-        });
+    mnuSendPM_ = addEntry(*file, "mnuFileSendPM", QStringLiteral("Send PM ["), [this] {
+        if (const QString name = selectedMember(); !name.isEmpty()) {
+            OpenPMWindow(session_, name);
+        }
     });
-    connect(mnuViewProfile_, &QAction::triggered, this, [this] {
-        session_.trap([this] {
-            const QString name = selectedMember();
-            if (!name.isEmpty()) {
+    mnuViewProfile_ =
+        addEntry(*file, "mnuFileViewProfile", QStringLiteral("View Profile ["), [this] {
+            if (const QString name = selectedMember(); !name.isEmpty()) {
                 openProfile(session_, name, this);
             }
         });
-    });
-    connect(invite, &QAction::triggered, this,
-            [this] { session_.trap([this] { inviteUsers(); }); });
-    connect(save, &QAction::triggered, this, [this] { session_.trap([this] { saveLog(); }); });
-    connect(closeWindow, &QAction::triggered, this, &QWidget::close);
+    addEntry(*file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."),
+             [this] { inviteUsers(); });
+    file->addSeparator();
+    addEntry(*file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."),
+             [this] { saveLog(); });
+    file->addSeparator();
+    addEntry(*file, "mnuFileClose", QStringLiteral("&Close"), [this] { close(); });
 
     tvUsers_->addAction(mnuSendPM_);
     tvUsers_->addAction(mnuViewProfile_);
@@ -152,46 +105,12 @@ void ConfWindow::buildMenus() {
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     edit->setObjectName(QStringLiteral("mnuEdit"));
     addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
-    connect(addNamedAction(*edit, "mnuEditSelectAll", QStringLiteral("Select &All")),
-            &QAction::triggered, txtSendMsg_, &QPlainTextEdit::selectAll);
+    addEntry(*edit, "mnuEditSelectAll", QStringLiteral("Select &All"),
+             [this] { txtSendMsg_->selectAll(); });
     edit->addSeparator();
     addStyleToggles(*edit, *tbFontSettings_);
 
     addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence());
-}
-
-void ConfWindow::initView() {
-    headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, session_.settings(),
-                                    QStringLiteral("False"));
-}
-
-void ConfWindow::restorePosition() {
-    const QRect saved = savedFormRect(session_.settings(), QString::fromLatin1(kFormName), *this);
-    move(saved.topLeft());
-    resize(saved.size());
-}
-
-void ConfWindow::savePosition() {
-    saveFormRect(session_.settings(), QString::fromLatin1(kFormName), *this);
-}
-
-void ConfWindow::updateStyle() {
-    style_ = styleLetters(*tbFontSettings_);
-    // Any positive size is taken.
-    applyToolbarFont(*txtSendMsg_, *tbFontSettings_, std::numeric_limits<double>::denorm_min(),
-                     std::numeric_limits<double>::infinity());
-}
-
-void ConfWindow::insertSmilie(const QString& code) {
-    if (!txtSendMsg_->isEnabled()) {
-        return;
-    }
-    txtSendMsg_->insertPlainText(code);
-    txtSendMsg_->setFocus();
-}
-
-MessageView& ConfWindow::messageView() {
-    return *brwMessage_;
 }
 
 QStringList ConfWindow::members() const {
@@ -209,8 +128,7 @@ void ConfWindow::enterRoom(const QString& name) {
         tvUsers_->clear();
     }
     confName_ = name;
-    txtSendMsg_->setEnabled(true);
-    cmdSend_->setEnabled(true);
+    setSendingEnabled(true);
 }
 
 void ConfWindow::writeNotice(const QString& html) {
@@ -272,16 +190,12 @@ void ConfWindow::onMemberLeft(const QString& name) {
 void ConfWindow::onMessage(const QString& sender, QString text, const QString& fontName,
                            const QString& fontSize, const QString& style) {
     const bool own = sender.toUpper() == session_.values().userName.toUpper();
-    FormatterOptions options;
-    options.emote = session_.settings().emote() == 1;
-    options.appFolder = session_.appFolder();
     AppendMessageHtml(text, QString::fromLatin1(own ? kOwnColour : kOthersColour), sender, fontName,
-                      fontSize, *brwMessage_, style, options);
+                      fontSize, *brwMessage_, style, formatterOptions(session_));
 }
 
 void ConfWindow::onConnectionLost() {
-    txtSendMsg_->setEnabled(false);
-    cmdSend_->setEnabled(false);
+    ChatWindow::onConnectionLost();
     tvUsers_->clear();
     confName_.clear();
 }
@@ -290,15 +204,13 @@ void ConfWindow::cmdSend_Click() {
     session_.trap([this] { send(); });
     // A failed send disconnects, and the disconnect leaves sending off.
     if (session_.isConnected() && !confName_.isEmpty()) {
-        txtSendMsg_->setEnabled(true);
-        cmdSend_->setEnabled(true);
+        setSendingEnabled(true);
     }
     txtSendMsg_->setFocus();
 }
 
 void ConfWindow::send() {
-    cmdSend_->setEnabled(false);
-    txtSendMsg_->setEnabled(false);
+    setSendingEnabled(false);
     const QString text = typedText(txtSendMsg_->toPlainText());
     if (text.trimmed().isEmpty()) {
         session_.prompter().beep();
@@ -314,16 +226,6 @@ void ConfWindow::inviteUsers() {
     auto* dialog = new SendInvitationDialog(session_, *this);
     session_.adoptWindow(dialog);
     dialog->show();
-}
-
-void ConfWindow::saveLog() {
-    CommonDialog dialog(fileChooser_);
-    dialog.setDialogTitle(QStringLiteral("Save Conference Log As..."));
-    dialog.setFilter(QStringLiteral("Text Document (*.txt)|*.txt"));
-    dialog.setDefaultExt(QStringLiteral("txt"));
-    if (dialog.ShowSave(this)) {
-        saveTextFile(dialog.FileName(), conversationText(*brwMessage_->document(), headerBlocks_));
-    }
 }
 
 QString ConfWindow::selectedMember() const {
@@ -353,19 +255,7 @@ void ConfWindow::closeEvent(QCloseEvent* event) {
         session_.trap([this] { session_.leaveRoom(confName_); });
         tvUsers_->clear();
     }
-    session_.trap([this] { savePosition(); });
-    event->accept();
-}
-
-bool ConfWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == txtSendMsg_ && event->type() == QEvent::KeyPress) {
-        const auto* key = static_cast<QKeyEvent*>(event);
-        if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
-            cmdSend_Click();
-            return true;
-        }
-    }
-    return QMainWindow::eventFilter(watched, event);
+    ChatWindow::closeEvent(event);
 }
 
 } // namespace velmora

@@ -9,14 +9,8 @@ namespace velmora {
 ConferenceRooms::ConferenceRooms(Session& session) : QObject(&session), session_(session) {}
 
 ConfWindow& ConferenceRooms::showRoom(const QString& name) {
-    if (!room_) {
-        room_ = new ConfWindow(session_);
-        session_.adoptWindow(room_);
-    }
+    room_ = &session_.showSingle(room_.data(), [this] { return new ConfWindow(session_); });
     room_->enterRoom(name);
-    room_->show();
-    room_->raise();
-    room_->activateWindow();
     return *room_;
 }
 

@@ -28,13 +28,9 @@ void onPresence(Session& session, const QString& name, bool online) {
 }
 
 void showAddBuddy(Session& session) {
-    if (QWidget* open = session.findWindowByName(QStringLiteral("frmAddBuddy"))) {
-        session.desktop().bringToFront(open);
-        return;
-    }
-    auto* dialog = new AddBuddyDialog(session, &session.frame().widget());
-    session.adoptWindow(dialog);
-    dialog->show();
+    session.showSingle(session.findWindowByName(QStringLiteral("frmAddBuddy")), [&session] {
+        return new AddBuddyDialog(session, &session.frame().widget());
+    });
 }
 
 void deleteSelectedBuddy(Session& session) {

@@ -103,13 +103,8 @@ void SearchUsersWindow::cmdSearch_Click() {
             return;
         }
         lblStatus_->setText(QStringLiteral("Searching..."));
-        try {
-            session_.searchUsers(query);
-        } catch (const AppError&) {
-            // Nothing was sent, so no reply will come to enable the window.
-            setControlsEnabled(true);
-            throw;
-        }
+        // Nothing sent, no reply comes to enable the window.
+        undoOnThrow([this] { setControlsEnabled(true); }, [&] { session_.searchUsers(query); });
     });
 }
 

@@ -1,7 +1,6 @@
 #include "messaging/install.h"
 
-#include "messaging/message_formatter.h"
-#include "messaging/message_window.h"
+#include "messaging/chat_window.h"
 #include "messaging/pm_window.h"
 #include "messaging/send_pm_dialog.h"
 #include "session/main_frame.h"
@@ -27,8 +26,7 @@ void writePresenceNotice(Session& session, const QString& name, const QString& e
                        QTime::currentTime().toString(Qt::TextDate) + QLatin1Char(')');
         AppendMessageHtml(text, QStringLiteral("#FF0000"), QStringLiteral("&lt;Client&gt;"),
                           QStringLiteral("MS Sans Serif"), QStringLiteral("9"),
-                          conversation->messageView(), QString(),
-                          FormatterOptions{session.preferences().emote == 1, session.appFolder()});
+                          conversation->messageView(), QString(), formatterOptions(session));
     }
 }
 

@@ -1,6 +1,6 @@
 #include "messaging/offline_window.h"
 
-#include "messaging/message_formatter.h"
+#include "messaging/chat_window.h"
 #include "messaging/offline_database.h"
 #include "messaging/pm_window.h"
 #include "platform/desktop.h"
@@ -154,7 +154,7 @@ void OfflineMessagesWindow::lvMessages_ItemClick(QTreeWidgetItem* item) {
     QString text = spacesToMarks(item->text(kMessageColumn));
     AppendMessageHtml(text, QString(), item->text(kFromColumn), QStringLiteral("MS Sans Serif"),
                       QStringLiteral("9"), *brwMessage_, QStringLiteral("0"),
-                      FormatterOptions{session_.preferences().emote == 1, session_.appFolder()});
+                      formatterOptions(session_));
     // A row already read needs no write, so a file that has become
     // read-only still shows its read messages without a report each time.
     if (item->font(kSentColumn).bold()) {
@@ -190,18 +190,11 @@ void OfflineMessagesWindow::cmdClose_Click() {
 }
 
 OfflineMessagesWindow& ShowOfflineMessages(Session& session, bool reload) {
-    if (auto* open = session.findWindow<OfflineMessagesWindow>()) {
-        if (reload) {
-            session.trap([&] { open->Form_Load(); });
-        }
-        open->show();
-        session.desktop().bringToFront(open);
-        return *open;
+    auto* open = session.findWindow<OfflineMessagesWindow>();
+    if (open && reload) {
+        session.trap([&] { open->Form_Load(); });
     }
-    auto* window = new OfflineMessagesWindow(session);
-    session.adoptWindow(window);
-    window->show();
-    return *window;
+    return session.showSingle(open, [&session] { return new OfflineMessagesWindow(session); });
 }
 
 } // namespace velmora

@@ -7,6 +7,7 @@
 
 #include "controls/buddy_list.h"
 #include "platform/app_error.h"
+#include "platform/desktop.h"
 #include "platform/error_trap.h"
 #include "session/session_values.h"
 #include "settings/settings.h"
@@ -26,7 +27,6 @@ class QWidget;
 namespace velmora {
 
 class Connection;
-class Desktop;
 class Dispatcher;
 class MainFrame;
 class Prompter;
@@ -154,6 +154,19 @@ public:
     }
     // The open window with this objectName (a form's name), or null.
     [[nodiscard]] QWidget* findWindowByName(const QString& name) const;
+    // The one way to show a window that is open at most once: `open`, found
+    // by the caller by caption, name or type, is brought forward; without
+    // one, the window `make` returns joins this session's windows and shows.
+    template <class W, class Make> W& showSingle(W* open, Make&& make) {
+        if (open) {
+            desktop_.bringToFront(open);
+            return *open;
+        }
+        W* window = std::forward<Make>(make)();
+        adoptWindow(window);
+        window->show();
+        return *window;
+    }
     // Closes every window of the session except the main window.
     void closeSessionWindows();
     // Deletes the session windows at once (the owner is going away).

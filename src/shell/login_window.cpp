@@ -2,8 +2,8 @@
 
 #include "controls/form_controls.h"
 #include "controls/image_list.h"
-#include "platform/app_error.h"
 #include "platform/desktop.h"
+#include "platform/error_trap.h"
 #include "platform/prompter.h"
 #include "protocol/wire.h"
 #include "session/main_frame.h"
@@ -205,12 +205,8 @@ void LoginWindow::cmdLogin_Click() {
 
         setLoginControlsEnabled(false);
         cboHost_->lineEdit()->selectAll();
-        try {
-            session_.sendLogin(user, password);
-        } catch (const AppError&) {
-            setLoginControlsEnabled(true);
-            throw;
-        }
+        undoOnThrow([this] { setLoginControlsEnabled(true); },
+                    [&] { session_.sendLogin(user, password); });
         awaitingLogin_ = true;
         tmrShow_->setInterval(kAnswerTimeoutMs);
         tmrShow_->start();

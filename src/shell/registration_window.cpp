@@ -1,7 +1,7 @@
 #include "shell/registration_window.h"
 
 #include "controls/form_controls.h"
-#include "platform/app_error.h"
+#include "platform/error_trap.h"
 #include "platform/prompter.h"
 #include "session/session.h"
 #include "session/user_name.h"
@@ -103,14 +103,13 @@ void RegistrationWindow::cmdSignUp_Click() {
         setControlsEnabled(false);
         QPointer<RegistrationWindow> alive(this);
         bool connected = false;
-        try {
-            connecting_ = true;
-            connected = connectToServer();
-        } catch (const AppError&) {
-            connecting_ = false;
-            setControlsEnabled(true);
-            throw;
-        }
+        connecting_ = true;
+        undoOnThrow(
+            [this] {
+                connecting_ = false;
+                setControlsEnabled(true);
+            },
+            [&] { connected = connectToServer(); });
         if (!alive) {
             // Closed while connecting: nobody is left to send for.
             return;
@@ -121,12 +120,8 @@ void RegistrationWindow::cmdSignUp_Click() {
             setControlsEnabled(true);
             return;
         }
-        try {
-            session_.sendSignUp(txtUName_->text(), txtPWord_->text());
-        } catch (const AppError&) {
-            setControlsEnabled(true);
-            throw;
-        }
+        undoOnThrow([this] { setControlsEnabled(true); },
+                    [&] { session_.sendSignUp(txtUName_->text(), txtPWord_->text()); });
     });
 }
 

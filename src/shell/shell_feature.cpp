@@ -16,13 +16,7 @@ namespace {
 
 // Shows the window named `name`, making it with `make` when none is open.
 template <typename Make> void showWindow(Session& session, const char* name, Make make) {
-    QWidget* window = session.findWindowByName(QString::fromLatin1(name));
-    if (!window) {
-        window = make();
-        session.adoptWindow(window);
-        window->show();
-    }
-    session.desktop().bringToFront(window);
+    session.showSingle(session.findWindowByName(QString::fromLatin1(name)), make);
 }
 
 void onMenu(Session& session, QAction* item, std::function<void()> action) {

@@ -44,7 +44,7 @@ struct Rig {
     }
 
     // What a client makes of the records: one record each, senders as logged in.
-    static void check(const core::Outgoing& out) {
+    static void check(const core::Effects& fx, const core::Outgoing& out) {
         const auto require = [](bool ok) {
             if (!ok) {
                 std::abort();
@@ -53,8 +53,8 @@ struct Rig {
         const auto isUser = [](const std::string& name) {
             return name == "alicia" || name == "bobby" || name == "carol";
         };
-        require(out.record.size() <= core::kMaxRecordBytes);
-        const auto records = p::splitBatch(out.record);
+        require(fx.record(out).size() <= core::kMaxRecordBytes);
+        const auto records = p::splitBatch(fx.record(out));
         require(records.size() == 1);
         const auto& fields = records[0];
         if (fields[0] == p::reply::PM || fields[0] == p::reply::CM) {
@@ -72,7 +72,7 @@ struct Rig {
 
     void apply(const core::Effects& fx, int depth = 0) {
         for (const auto& out : fx.out) {
-            check(out);
+            check(fx, out);
             if (!out.offlineIds.empty() && depth < 50) {
                 hub->acknowledged(out.offlineIds);
                 apply(hub->offlineWritten(out.to), depth + 1);

@@ -52,7 +52,7 @@ TEST_F(LoopbackTest, AMailboxOfSeveralMiBSurvivesKillNineAndReachesItsOwnerWhole
         bobby.send(" ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
         std::string got = bobby.readThrough(std::to_string(kCount - 1) + body);
         got += bobby.sync();
-        EXPECT_TRUE(got.starts_with(loggedIn + " ## +OM /$/ 1 :%: 0m"));
+        EXPECT_TRUE(got.starts_with(loggedIn + " ## +OM /$/ 1 :%: 0m")) << got.substr(0, 300);
         EXPECT_NE(got.find(" ## +PM /$/ IM Server /$/ Be%%nice /$/ MS Sans Serif /$/ 10 /$/ "),
                   std::string::npos);
         std::size_t at = 0;

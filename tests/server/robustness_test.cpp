@@ -1,5 +1,6 @@
 #include "loopback.h"
 
+#include <algorithm>
 #include <thread>
 
 namespace velmora::test {
@@ -51,6 +52,16 @@ TEST_F(LoopbackTest, LostPeersAndPeersThatNeverReadAreDropped) {
     WireClient slow(port, 4096);
     slow.login("bobby");
     EXPECT_EQ(alicia.sync(), " ## +LOn /$/ bobby");
+    // Output that waited for the peer's window goes on once it reads.
+    std::string some;
+    for (int i = 0; i < 6; ++i) {
+        some += " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::to_string(i) + std::string(8000, 'x') +
+                " /:/ A /:/ 9 /:/ ";
+    }
+    alicia.send(some);
+    (void)alicia.sync();
+    const std::string got = slow.readThrough("5" + std::string(8000, 'x') + " /$/ A /$/ 9 /$/ ");
+    EXPECT_EQ(std::count(got.begin(), got.end(), '#'), 2 * 6); // six whole +PM records
     std::string pms;
     for (int i = 0; i < 20; ++i) {
         pms += " ## cmdPM /:/ alicia /:/ bobby /:/ " + std::string(8000, 'x') + " /:/ A /:/ 9 /:/ ";

@@ -38,6 +38,16 @@ TEST(Framer, WhichWaitAppliesAndWhatStaysBehindAsAPartialMark) {
     EXPECT_FALSE(framer.pendingHasAllFields()); // unknown codes never count as complete
     (void)framer.takePending();
 
+    // A login is whole once its version is: it needs no quiet wait.
+    framer.feed(" ## cmdLI /:/ alicia /:/ secret /:/ 1.");
+    EXPECT_FALSE(framer.pendingIsWhole());
+    framer.feed("4 ");
+    EXPECT_TRUE(framer.pendingIsWhole());
+    EXPECT_EQ(framer.takePending(), (Fields{"cmdLI", "alicia", "secret", "1.4"}));
+    framer.feed("## cmdSU /:/ 1.4");
+    EXPECT_FALSE(framer.pendingIsWhole());
+    (void)framer.takePending();
+
     // The quiet timer fires inside the next command's mark ...
     framer.feed(" ## cmdSU /:/ abc #");
     EXPECT_EQ(framer.takePending(), (Fields{"cmdSU", "abc"}));

@@ -80,8 +80,9 @@ private:
     void collect(const core::Effects& fx, Seen& seen) {
         static const std::regex time(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)");
         for (const auto& out : fx.out) {
-            EXPECT_LT(out.record.size(), 16u * 1024u);
-            seen[names_.at(out.to)] += std::regex_replace(out.record, time, "YYYY-MM-DD HH:MM:SS");
+            const std::string record(fx.record(out));
+            EXPECT_LT(record.size(), 16u * 1024u);
+            seen[names_.at(out.to)] += std::regex_replace(record, time, "YYYY-MM-DD HH:MM:SS");
             written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
             if (!out.offlineIds.empty()) { // written at once: the next page follows
                 collect(hub_->offlineWritten(out.to), seen);

@@ -1,14 +1,8 @@
 // The chat windows against a loopback server, and the controls they are
-// built from. The message window and the send-IM chooser: the bytes sent,
-// which window a received line goes to and what the window does around it
-// (the line's HTML is the formatter test's business). The conference
-// windows: opening a room, the members and notices, whose lines are whose,
-// the bytes of joining, talking, leaving and inviting, and the invitations
-// that arrive. Offline messages over a real omess.db that two users of one
-// machine share: what "+OM" stores, what the window lists and shows, what a
-// click, reply and delete do, and what survives a broken file. The font
-// toolbar with its smilie picker, and the classic file dialog over the file
-// chooser.
+// built from: for the message window, the send-IM chooser and the room, the
+// bytes sent and where a received line goes (its HTML is the formatter test's
+// business); offline messages over a real omess.db that two users of one
+// machine share; the font toolbar and the classic file dialog.
 #include "app/client.h"
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
@@ -165,8 +159,7 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ line%%one\r\nline%%two "
                                         "/:/ Courier New /:/ 10 /:/ BIU"));
 
-        // Blanks only: a beep and nothing sent. To oneself, in any case:
-        // shown, never sent.
+        // Blanks only: a beep, nothing sent. To oneself (any case): shown, never sent.
         const QString before = w->brwMessage().source();
         test::say(w->txtSendMsg(), QStringLiteral("   "));
         QCOMPARE(rig.prompter.beeps, 1);
@@ -180,11 +173,32 @@ private slots:
         child<QAction>(*w, "mnuFileAddBuddy")->trigger();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
 
-        // A lost connection stops sending; the window stays.
-        rig.server.closePeer();
-        QVERIFY(QTest::qWaitFor([&] { return !w->txtSendMsg().isEnabled(); }));
-        QVERIFY(!child<QPushButton>(*w, "cmdSend")->isEnabled());
-        QVERIFY(w->isVisible());
+        // The saved log reads as the window does.
+        w = OpenPMWindow(rig.client.session(), QStringLiteral("carol1"));
+        rig.client.session().dispatcher().dispatchBatch(
+            " ## +PM /$/ carol1 /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
+        test::say(w->txtSendMsg(), QStringLiteral("Grüße, 你好 ;) www"));
+        test::ScriptedChooser chooser;
+        w->setFileChooser(&chooser);
+        w->saveLog(); // cancelled: nothing written
+        chooser.answers = {rig.home.filePath(QStringLiteral("chat.txt")),
+                           rig.home.filePath(QStringLiteral("missing/folder/chat.txt"))};
+        child<QAction>(*w, "mnuFileSaveLog")->trigger();
+        QCOMPARE(QString::fromUtf8(rig.home.readFile(QStringLiteral("chat.txt"))),
+                 QStringLiteral(
+                     "carol1: hi :) see www.x.org\n<b>& \"q\"\nalicia: Grüße, 你好 ;) www\n"));
+        // A file that cannot be written is reported.
+        child<QAction>(*w, "mnuFileSaveLog")->trigger();
+        QVERIFY(rig.prompter.texts().last().startsWith(QStringLiteral("Error #75 ")));
+
+        // Find selects the next match, ignoring case, and starts over once.
+        QVERIFY(w->findInConversation(QStringLiteral("WWW")));
+        const int first = w->brwMessage().textCursor().position();
+        QVERIFY(w->findInConversation(QStringLiteral("www")));
+        QVERIFY(w->brwMessage().textCursor().position() > first);
+        QVERIFY(w->findInConversation(QStringLiteral("www")));
+        QCOMPARE(w->brwMessage().textCursor().position(), first);
+        QVERIFY(!w->findInConversation(QStringLiteral("banana")));
     }
 
     void receivedLinesAndSmiliesFindTheirPlace() {
@@ -198,7 +212,7 @@ private slots:
                          " ## +PM /$/ Carol1 /$/ third /$/ Arial /$/ 12 /$/ ",
                          [&] { return rig.desktop.sounds.size() == 3; }));
         QVERIFY(shownText(open->brwMessage()).endsWith("ALICIA: hi there "));
-        QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kReceivedColour));
+        QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kOthersColour));
         QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
         // A sender without a window gets one, and keeps it.
         PMWindow* carol = rig.pm(QStringLiteral("carol1 - Instant Message"));
@@ -258,37 +272,6 @@ private slots:
         QVERIFY(OpenPMWindow(bad.client.session(), QStringLiteral("bobby")));
         QCOMPARE(bad.prompter.texts().size(), 1);
         QVERIFY(bad.prompter.texts()[0].startsWith(QStringLiteral("Error #13 ")));
-    }
-
-    void theLogIsSavedAsTheWindowReadsAndFindWraps() {
-        Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client.session(), QStringLiteral("bobby"));
-        rig.client.session().dispatcher().dispatchBatch(
-            " ## +PM /$/ bobby /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
-        test::say(w->txtSendMsg(), QStringLiteral("Grüße, 你好 ;) www"));
-
-        test::ScriptedChooser chooser;
-        w->setFileChooser(&chooser);
-        w->saveLog(); // cancelled: nothing written
-        chooser.answers = {rig.home.filePath(QStringLiteral("chat.txt")),
-                           rig.home.filePath(QStringLiteral("missing/folder/chat.txt"))};
-        child<QAction>(*w, "mnuFileSaveLog")->trigger();
-        QCOMPARE(
-            QString::fromUtf8(rig.home.readFile(QStringLiteral("chat.txt"))),
-            QStringLiteral("bobby: hi :) see www.x.org\n<b>& \"q\"\nalicia: Grüße, 你好 ;) www\n"));
-        // A file that cannot be written is reported.
-        child<QAction>(*w, "mnuFileSaveLog")->trigger();
-        QVERIFY(rig.prompter.texts().value(0).startsWith(QStringLiteral("Error #75 ")));
-
-        // Find selects the next match, ignoring case, and starts over once.
-        QVERIFY(w->findInConversation(QStringLiteral("WWW")));
-        const int first = w->brwMessage().textCursor().position();
-        QVERIFY(w->findInConversation(QStringLiteral("www")));
-        QVERIFY(w->brwMessage().textCursor().position() > first);
-        QVERIFY(w->findInConversation(QStringLiteral("www")));
-        QCOMPARE(w->brwMessage().textCursor().position(), first);
-        QVERIFY(!w->findInConversation(QStringLiteral("banana")));
     }
 
     void theChooserOpensOneWindowForAListedOrTypedName() {
@@ -552,7 +535,6 @@ private slots:
         rig.server.closePeer();
         QVERIFY(QTest::qWaitFor([&] { return again.confName().isEmpty(); }));
         QVERIFY(again.isVisible() && !again.txtSendMsg().isEnabled());
-        QVERIFY(!child<QPushButton>(again, "cmdSend")->isEnabled());
         QCOMPARE(again.tvUsers().topLevelItemCount(), 0);
         QCOMPARE(again.txtSendMsg().toPlainText(), QStringLiteral("unsent"));
         QCOMPARE(rig.prompter.boxes.size(), 2); // the two questions only

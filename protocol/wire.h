@@ -24,6 +24,14 @@ inline constexpr std::string_view kNameListSep = " :/ ";
 inline constexpr std::string_view kSeparators[] = {kRecordMark,  kCommandFieldSep, kReplyFieldSep,
                                                    kListItemSep, kSubFieldSep,     kNameListSep};
 
+// Between the names of a user search's answer.
+inline constexpr std::string_view kSearchNameSep = "%";
+// A space inside a text field travels as this mark.
+inline constexpr std::string_view kSpaceMark = "%%";
+// Between host and port in a server address ("host:port").
+inline constexpr char kHostPortSep = ':';
+inline constexpr unsigned short kDefaultPort = 6668;
+
 // Command heads, kept as whole literals.
 inline constexpr std::string_view kHeadLI = " ## cmdLI /:/ ";
 inline constexpr std::string_view kHeadPM = " ## cmdPM /:/ ";
@@ -71,6 +79,23 @@ inline constexpr std::string_view SU = "+SU";
 inline constexpr std::string_view UNO = "+UNO";
 inline constexpr std::string_view UNV = "+UNV";
 } // namespace reply
+
+// Field values of some replies.
+namespace answer {
+inline constexpr std::string_view kLoginTrue = "Login=True";
+inline constexpr std::string_view kLoginFalse = "Login=False";
+inline constexpr std::string_view kClientUpgrade = "CUgd";
+inline constexpr std::string_view kSignUpDone = "RS";
+inline constexpr std::string_view kSignUpNameTaken = "UE";
+inline constexpr std::string_view kSignUpDisabled = "RNE";
+inline constexpr std::string_view kSignUpInvalid = "IN";
+inline constexpr std::string_view kFileSent = "SF";
+inline constexpr std::string_view kFileUserOffline = "UO";
+inline constexpr std::string_view kFileDeclined = "FD";
+inline constexpr std::string_view kBuddyOnline = "n";
+inline constexpr std::string_view kBuddyOffline = "f";
+inline constexpr std::string_view kRoomFull = "ConfFull";
+} // namespace answer
 
 using Fields = std::vector<std::string>;
 

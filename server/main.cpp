@@ -5,6 +5,7 @@
 #include "core/password.h"
 #include "net/server.h"
 #include "options.h"
+#include "protocol/names.h"
 #include "store/open_store.h"
 
 #include <asio/io_context.hpp>
@@ -36,12 +37,13 @@ int userAdd(const std::vector<std::string>& args) {
     const std::string& name = args[0];
     const std::string& password = args[1];
     const vs::Options options = vs::parseOptions({args.begin() + 2, args.end()});
-    if (!vs::core::isValidName(name, 5, options.core.maxNameLength)) {
+    if (!vs::core::isValidName(name, velmora::protocol::kMinNameLength,
+                               options.core.maxNameLength)) {
         std::cerr << "velmorad: \"" << name
                   << "\" is not a valid user name (5 or more letters, digits, _ or -)\n";
         return 1;
     }
-    if (password.size() < 5 || password.find(':') != std::string::npos) {
+    if (!velmora::protocol::isAcceptablePassword(password)) {
         std::cerr << "velmorad: the password needs 5 or more characters and no \":\"\n";
         return 1;
     }

@@ -3,6 +3,7 @@
 
 #include "core/config.h"
 #include "net/server.h"
+#include "protocol/wire.h"
 
 #include <stdexcept>
 #include <string>
@@ -17,7 +18,7 @@ public:
 
 struct Options {
     std::string host = "127.0.0.1";
-    unsigned short port = 6668;
+    unsigned short port = protocol::kDefaultPort;
     std::string db = "velmorad.db";
     core::CoreConfig core;
     net::ServerLimits limits;

@@ -48,12 +48,12 @@ int main(int argc, char** argv) {
         bench::SilentPrompter prompter;
         bench::SilentDesktop desktop;
         Client client(home.path(), prompter, desktop);
-        client.session().userName = QStringLiteral("bobby");
+        client.session().values().userName = QStringLiteral("bobby");
 
         QElapsedTimer timer;
         timer.start();
-        client.dispatcher().dispatchBatch(record);
-        OfflineMessagesWindow& window = ShowOfflineMessages(client, false);
+        client.session().dispatcher().dispatchBatch(record);
+        OfflineMessagesWindow& window = ShowOfflineMessages(client.session(), false);
         QApplication::processEvents();
         ms.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
 

@@ -82,12 +82,13 @@ int main(int argc, char** argv) {
         const QString batch = record(i);
         QElapsedTimer one;
         one.start();
-        client.dispatcher().dispatchBatch(batch);
+        client.session().dispatcher().dispatchBatch(batch);
         ms[static_cast<std::size_t>(i)] = static_cast<double>(one.nsecsElapsed()) / 1e6;
     }
     const double seconds = static_cast<double>(total.nsecsElapsed()) / 1e9;
 
-    auto* window = qobject_cast<PMWindow*>(client.findWindowByCaption("bobby - Instant Message"));
+    auto* window =
+        qobject_cast<PMWindow*>(client.session().findWindowByCaption("bobby - Instant Message"));
     const int lines = window ? window->brwMessage().renderedLines() - 1 : 0;
     const auto n = static_cast<std::size_t>(count);
     std::printf("messages received: %d (lines in the window: %d)\n", count, lines);

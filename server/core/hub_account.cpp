@@ -4,15 +4,13 @@
 #include "core/hub.h"
 
 #include "core/names.h"
+#include "protocol/names.h"
 
 namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {
-constexpr std::size_t kMinNameLength = 5;
-constexpr std::size_t kMinPasswordLength = 5;
-} // namespace
+namespace {} // namespace
 
 void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
     const std::string& name = f[1];
@@ -133,8 +131,8 @@ void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
         answer("UE");
         return;
     }
-    if (!isValidName(name, kMinNameLength, config_.maxNameLength) ||
-        password.size() < kMinPasswordLength || password.find(':') != std::string::npos) {
+    if (!isValidName(name, protocol::kMinNameLength, config_.maxNameLength) ||
+        !protocol::isAcceptablePassword(password)) {
         answer("IN");
         return;
     }

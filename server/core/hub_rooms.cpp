@@ -2,6 +2,7 @@
 #include "core/hub.h"
 
 #include "core/names.h"
+#include "protocol/names.h"
 
 #include <algorithm>
 
@@ -9,9 +10,7 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {
-constexpr std::size_t kMinRoomNameLength = 4;
-} // namespace
+namespace {} // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
     for (const auto& member : room.members) {
@@ -23,7 +22,7 @@ void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
 
 void Hub::openRoom(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
     const std::string& name = f[2];
-    if (!isValidName(name, kMinRoomNameLength, config_.maxNameLength)) {
+    if (!isValidName(name, protocol::kMinRoomNameLength, config_.maxNameLength)) {
         log_.line(who(conn) + " invalid room name \"" + name.substr(0, 40) + "\" ignored");
         return;
     }

@@ -1,5 +1,7 @@
 #include "core/names.h"
 
+#include "protocol/names.h"
+
 #include <algorithm>
 
 namespace velmora::server::core {
@@ -11,10 +13,7 @@ char upper(char c) {
 } // namespace
 
 bool isNameText(std::string_view name) {
-    return std::all_of(name.begin(), name.end(), [](char c) {
-        const char u = upper(c);
-        return (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '_' || u == '-';
-    });
+    return protocol::isNameText(name);
 }
 
 bool isValidName(std::string_view name, std::size_t min, std::size_t max) {

@@ -8,7 +8,7 @@ namespace velmora::server::core {
 
 PasswordHasher::PasswordHasher(HashCost cost)
     : cost_(cost), opsLimit_(cost == HashCost::Fast ? crypto_pwhash_OPSLIMIT_MIN
-                                       : crypto_pwhash_OPSLIMIT_INTERACTIVE),
+                                                    : crypto_pwhash_OPSLIMIT_INTERACTIVE),
       memLimit_(cost == HashCost::Fast ? crypto_pwhash_MEMLIMIT_MIN
                                        : crypto_pwhash_MEMLIMIT_INTERACTIVE) {
     if (sodium_init() < 0) {

@@ -9,7 +9,7 @@
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmora"));
-    QApplication::setApplicationVersion(velmora::Client::versionField());
+    QApplication::setApplicationVersion(velmora::Session::versionField());
     // The tray keeps the client running while its window is hidden.
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -1,9 +1,10 @@
 #include "conference/conf_open_dialog.h"
 
-#include "app/client.h"
 #include "conference/conference_rooms.h"
-#include "contacts/user_name.h"
 #include "platform/prompter.h"
+#include "protocol/names.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -13,12 +14,10 @@
 
 namespace velmora {
 
-namespace {
-constexpr int kShortestName = 4;
-}
+namespace {}
 
-ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
-    : client_(client), rooms_(rooms), txtConfName_(new QLineEdit(this)),
+ConfOpenDialog::ConfOpenDialog(Session& session, ConferenceRooms& rooms)
+    : session_(session), rooms_(rooms), txtConfName_(new QLineEdit(this)),
       cmdOK_(new QPushButton(QStringLiteral("OK"), this)),
       cmdCancel_(new QPushButton(QStringLiteral("Cancel"), this)) {
     setObjectName(QStringLiteral("frmConfOpen"));
@@ -48,19 +47,19 @@ ConfOpenDialog::ConfOpenDialog(Client& client, ConferenceRooms& rooms)
     layout->addWidget(buttons);
 
     connect(cmdOK_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdOK_Click(); }); });
+            [this] { session_.trap([this] { cmdOK_Click(); }); });
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::close);
     resize(320, sizeHint().height());
 }
 
 void ConfOpenDialog::cmdOK_Click() {
     const QString name = txtConfName_->text();
-    if (name.size() < kShortestName) {
-        client_.prompter().beep();
+    if (name.size() < static_cast<qsizetype>(protocol::kMinRoomNameLength)) {
+        session_.prompter().beep();
         return;
     }
     if (!isValidUserName(name)) {
-        client_.ShowMessage(
+        session_.showMessage(
             QStringLiteral("Error: You have not entered a valid conference name!\r\n"
                            "Conference names can only contain Alpha Numberic Characters!\r\n"
                            "[With the exception of \"-\" and \"_\"]"),

@@ -9,19 +9,19 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 class ConferenceRooms;
 
 class ConfOpenDialog : public QDialog {
     Q_OBJECT
 public:
-    ConfOpenDialog(Client& client, ConferenceRooms& rooms);
+    ConfOpenDialog(Session& session, ConferenceRooms& rooms);
 
     [[nodiscard]] QLineEdit& txtConfName() { return *txtConfName_; }
     void cmdOK_Click();
 
 private:
-    Client& client_;
+    Session& session_;
     ConferenceRooms& rooms_;
     QLineEdit* txtConfName_;
     QPushButton* cmdOK_;

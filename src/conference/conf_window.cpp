@@ -1,7 +1,6 @@
 #include "conference/conf_window.h"
 
-#include "app/client.h"
-#include "conference/invite_dialog.h"
+#include "conference/send_invitation_dialog.h"
 #include "contacts/profile.h"
 #include "controls/font_toolbar.h"
 #include "messaging/chat_input.h"
@@ -9,8 +8,8 @@
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -33,8 +32,8 @@ const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");
 
 } // namespace
 
-ConfWindow::ConfWindow(Client& client)
-    : ChatWindow(client, kForm), tvUsers_(new QTreeWidget(this)) {
+ConfWindow::ConfWindow(Session& session)
+    : ChatWindow(session, kForm), tvUsers_(new QTreeWidget(this)) {
     setWindowTitle(QStringLiteral("Conference Room"));
     buildLayout();
     buildMenus();
@@ -80,13 +79,13 @@ void ConfWindow::buildMenus() {
     file->setObjectName(QStringLiteral("mnuFile"));
     mnuSendPM_ = addEntry(*file, "mnuFileSendPM", QStringLiteral("Send PM ["), [this] {
         if (const QString name = selectedMember(); !name.isEmpty()) {
-            OpenPMWindow(client_, name);
+            OpenPMWindow(session_, name);
         }
     });
     mnuViewProfile_ =
         addEntry(*file, "mnuFileViewProfile", QStringLiteral("View Profile ["), [this] {
             if (const QString name = selectedMember(); !name.isEmpty()) {
-                openProfile(client_, name, this);
+                openProfile(session_, name, this);
             }
         });
     addEntry(*file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."),
@@ -111,7 +110,7 @@ void ConfWindow::buildMenus() {
     edit->addSeparator();
     addStyleToggles(*edit, *tbFontSettings_);
 
-    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence());
+    addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence());
 }
 
 QStringList ConfWindow::members() const {
@@ -125,10 +124,10 @@ QStringList ConfWindow::members() const {
 void ConfWindow::enterRoom(const QString& name) {
     // Joining another room leaves the first one on the server, and the new
     // room's details bring its own member list.
-    if (name.toUpper() != strConfName_.toUpper()) {
+    if (name.toUpper() != confName_.toUpper()) {
         tvUsers_->clear();
     }
-    strConfName_ = name;
+    confName_ = name;
     setSendingEnabled(true);
 }
 
@@ -152,26 +151,24 @@ void ConfWindow::removeMember(const QString& name) {
 }
 
 void ConfWindow::playSound(bool enter) {
-    const SoundSetting& sound = enter ? client_.values().enter : client_.values().exit;
+    const SoundSetting& sound = enter ? session_.preferences().enter : session_.preferences().exit;
     if (sound.enabled == 1) {
-        client_.PlaySoundFile(sound.path);
+        session_.playSoundFile(sound.path);
     }
 }
 
-void ConfWindow::onDetails(const QString& details) {
-    if (details == QLatin1String("ConfFull")) {
-        client_.ShowMessage(QStringLiteral("Sorry, this conference already has the maximum users "
-                                           "allowed in a conference!"),
-                            style::kOk, QStringLiteral("Conference Full"), this);
+void ConfWindow::onDetails(bool full, const QStringList& members) {
+    if (full) {
+        session_.showMessage(QStringLiteral("Sorry, this conference already has the maximum users "
+                                            "allowed in a conference!"),
+                             style::kOk, QStringLiteral("Conference Full"), this);
         return;
     }
-    writeNotice(kNoticeFont + QStringLiteral("----> Entered Conference \"") + strConfName_ +
+    writeNotice(kNoticeFont + QStringLiteral("----> Entered Conference \"") + confName_ +
                 QStringLiteral("\"</font>\r\n<br><br>\r\n"));
-    setWindowTitle(strConfName_ + QLatin1String(kCaptionSuffix));
-    // Element 0 is what comes before the first separator: never a name.
-    const QStringList names = details.split(QStringLiteral(" :/ "));
-    for (qsizetype i = 1; i < names.size(); ++i) {
-        addMember(names[i]);
+    setWindowTitle(confName_ + QLatin1String(kCaptionSuffix));
+    for (const QString& name : members) {
+        addMember(name);
     }
     playSound(true);
 }
@@ -192,21 +189,21 @@ void ConfWindow::onMemberLeft(const QString& name) {
 
 void ConfWindow::onMessage(const QString& sender, QString text, const QString& fontName,
                            const QString& fontSize, const QString& style) {
-    const bool own = sender.toUpper() == client_.session().userName.toUpper();
+    const bool own = sender.toUpper() == session_.values().userName.toUpper();
     AppendMessageHtml(text, QString::fromLatin1(own ? kOwnColour : kOthersColour), sender, fontName,
-                      fontSize, *brwMessage_, style, formatterOptions(client_));
+                      fontSize, *brwMessage_, style, formatterOptions(session_));
 }
 
 void ConfWindow::onConnectionLost() {
     ChatWindow::onConnectionLost();
     tvUsers_->clear();
-    strConfName_.clear();
+    confName_.clear();
 }
 
 void ConfWindow::cmdSend_Click() {
-    client_.trap([this] { send(); });
+    session_.trap([this] { send(); });
     // A failed send disconnects, and the disconnect leaves sending off.
-    if (client_.connection().State() == Connection::Connected && !strConfName_.isEmpty()) {
+    if (session_.isConnected() && !confName_.isEmpty()) {
         setSendingEnabled(true);
     }
     txtSendMsg_->setFocus();
@@ -216,20 +213,18 @@ void ConfWindow::send() {
     setSendingEnabled(false);
     const QString text = typedText(txtSendMsg_->toPlainText());
     if (text.trimmed().isEmpty()) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     const QFont font = txtSendMsg_->font();
-    const QString sep = QStringLiteral(" /:/ ");
-    client_.connection().SendData(QStringLiteral(" ## cmdCM /:/ ") + client_.session().userName +
-                                  sep + strConfName_ + sep + wireText(text) + sep + font.family() +
-                                  sep + QString::number(font.pointSizeF()) + sep + style_);
+    session_.sendRoomMessage(confName_, wireText(text), font.family(),
+                             QString::number(font.pointSizeF()), style_);
     txtSendMsg_->clear();
 }
 
 void ConfWindow::inviteUsers() {
-    auto* dialog = new InviteDialog(client_, *this);
-    client_.adoptWindow(dialog);
+    auto* dialog = new SendInvitationDialog(session_, *this);
+    session_.adoptWindow(dialog);
     dialog->show();
 }
 
@@ -243,25 +238,21 @@ void ConfWindow::updateMemberActions() {
     mnuSendPM_->setText(QStringLiteral("Send PM [") + name + QLatin1Char(']'));
     mnuViewProfile_->setText(QStringLiteral("View Profile [") + name + QLatin1Char(']'));
     mnuSendPM_->setEnabled(!name.isEmpty());
-    mnuViewProfile_->setEnabled(!name.isEmpty() && !client_.session().strProfileSite.isEmpty());
+    mnuViewProfile_->setEnabled(!name.isEmpty() && !session_.values().strProfileSite.isEmpty());
 }
 
 void ConfWindow::closeEvent(QCloseEvent* event) {
     // Without a room (the connection was lost) there is nothing to leave.
-    if (!strConfName_.isEmpty()) {
-        const int answer = client_.ShowMessage(
-            QStringLiteral("You are about to exit the conference \"") + strConfName_ +
-                QStringLiteral("\".\r\nDo you wish to continue?"),
-            style::kYesNoQuestion, QStringLiteral("Exit Conference"), this);
+    if (!confName_.isEmpty()) {
+        const int answer =
+            session_.showMessage(QStringLiteral("You are about to exit the conference \"") +
+                                     confName_ + QStringLiteral("\".\r\nDo you wish to continue?"),
+                                 style::kYesNoQuestion, QStringLiteral("Exit Conference"), this);
         if (answer != answer::kYes) {
             event->ignore();
             return;
         }
-        client_.trap([this] {
-            client_.connection().SendData(QStringLiteral(" ## cmdCE /:/ ") +
-                                          client_.session().userName + QStringLiteral(" /:/ ") +
-                                          strConfName_);
-        });
+        session_.trap([this] { session_.leaveRoom(confName_); });
         tvUsers_->clear();
     }
     ChatWindow::closeEvent(event);

@@ -2,7 +2,7 @@
 // room's members in `tvUsers` and its talk in the view, and sends the
 // user's lines with the font chosen on `tbFontSettings`. The server echoes
 // every line to every member, the sender included, so a line is drawn only
-// when its +CM arrives.
+// when the server relays it back.
 #pragma once
 
 #include "messaging/chat_window.h"
@@ -20,10 +20,10 @@ class ConfWindow : public ChatWindow {
 public:
     static constexpr const char* kCaptionSuffix = " - [ Conference Room ]";
 
-    explicit ConfWindow(Client& client);
+    explicit ConfWindow(Session& session);
     ~ConfWindow() override;
 
-    [[nodiscard]] QString strConfName() const { return strConfName_; }
+    [[nodiscard]] QString confName() const { return confName_; }
     // The members as `tvUsers` lists them.
     [[nodiscard]] QStringList members() const;
     [[nodiscard]] QTreeWidget& tvUsers() { return *tvUsers_; }
@@ -31,7 +31,7 @@ public:
     // Makes this the window of room `name`; sending comes alive again.
     void enterRoom(const QString& name);
 
-    void onDetails(const QString& details);
+    void onDetails(bool full, const QStringList& members);
     void onMemberEntered(const QString& name);
     void onMemberLeft(const QString& name);
     void onMessage(const QString& sender, QString text, const QString& fontName,
@@ -56,7 +56,7 @@ private:
     [[nodiscard]] QString selectedMember() const;
     void updateMemberActions();
 
-    QString strConfName_;
+    QString confName_;
     QTreeWidget* tvUsers_;
     QAction* mnuSendPM_ = nullptr;
     QAction* mnuViewProfile_ = nullptr;

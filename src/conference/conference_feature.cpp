@@ -1,40 +1,37 @@
-#include "app/features.h"
+#include "conference/install.h"
 
-#include "app/client.h"
 #include "conference/conf_open_dialog.h"
 #include "conference/conference_rooms.h"
-#include "session/dispatcher.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
 
 namespace velmora {
 
-void installConferences(Client& client) {
-    // Owned by the client: it lives as long as the session's windows.
-    auto* rooms = new ConferenceRooms(client);
-    Dispatcher& dispatcher = client.dispatcher();
-    dispatcher.setHandler(QStringLiteral("+CI"), [rooms](const Record& r) {
-        rooms->onInvitation(r.field(1), r.field(2), r.field(3));
-    });
-    dispatcher.setHandler(QStringLiteral("+CDet"),
-                          [rooms](const Record& r) { rooms->onDetails(r.field(1)); });
-    dispatcher.setHandler(QStringLiteral("+CO"),
-                          [rooms](const Record& r) { rooms->onEntered(r.field(1)); });
-    dispatcher.setHandler(QStringLiteral("+CE"),
-                          [rooms](const Record& r) { rooms->onLeft(r.field(1)); });
-    dispatcher.setHandler(QStringLiteral("+CM"), [rooms](const Record& r) {
-        rooms->onMessage(r.field(1), r.field(2), r.field(3), r.field(4), r.field(5));
+void installConferences(Session& session) {
+    // Owned by the session: it lives as long as the session's windows.
+    auto* rooms = new ConferenceRooms(session);
+    session.onRoomInvitation(
+        [rooms](const QString& from, const QString& room, const QString& message) {
+            rooms->onInvitation(from, room, message);
+        });
+    session.onRoomDetails(
+        [rooms](bool full, const QStringList& members) { rooms->onDetails(full, members); });
+    session.onRoomMemberEntered([rooms](const QString& name) { rooms->onEntered(name); });
+    session.onRoomMemberLeft([rooms](const QString& name) { rooms->onLeft(name); });
+    session.onRoomMessage([rooms](const ChatLine& line) {
+        rooms->onMessage(line.sender, line.text, line.fontName, line.fontSize, line.style);
     });
 
-    auto* open = client.mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsOpenConference"));
-    QObject::connect(open, &QAction::triggered, rooms, [&client, rooms] {
-        client.trap([&] {
-            auto* dialog = new ConfOpenDialog(client, *rooms);
-            client.adoptWindow(dialog);
-            dialog->show();
-        });
-    });
+    QObject::connect(session.frame().actions().toolsOpenConference, &QAction::triggered, rooms,
+                     [&session, rooms] {
+                         session.trap([&] {
+                             auto* dialog = new ConfOpenDialog(session, *rooms);
+                             session.adoptWindow(dialog);
+                             dialog->show();
+                         });
+                     });
 }
 
 } // namespace velmora

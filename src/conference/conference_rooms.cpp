@@ -1,35 +1,33 @@
 #include "conference/conference_rooms.h"
 
-#include "app/client.h"
 #include "conference/conf_window.h"
-#include "conference/invitation_dialog.h"
-#include "session/connection.h"
+#include "conference/received_invitation_dialog.h"
+#include "session/session.h"
 
 namespace velmora {
 
-ConferenceRooms::ConferenceRooms(Client& client) : QObject(&client), client_(client) {}
+ConferenceRooms::ConferenceRooms(Session& session) : QObject(&session), session_(session) {}
 
 ConfWindow& ConferenceRooms::showRoom(const QString& name) {
-    room_ = &client_.showSingle(room_.data(), [this] { return new ConfWindow(client_); });
+    room_ = &session_.showSingle(room_.data(), [this] { return new ConfWindow(session_); });
     room_->enterRoom(name);
     return *room_;
 }
 
 void ConferenceRooms::sendJoin(const QString& name) {
-    client_.connection().SendData(QStringLiteral(" ## cmdCO /:/ ") + client_.session().userName +
-                                  QStringLiteral(" /:/ ") + name);
+    session_.joinRoom(name);
 }
 
 void ConferenceRooms::onInvitation(const QString& fromWho, const QString& confName,
                                    const QString& message) {
-    auto* dialog = new InvitationDialog(client_, *this, fromWho, confName, message);
-    client_.adoptWindow(dialog);
+    auto* dialog = new ReceivedInvitationDialog(session_, *this, fromWho, confName, message);
+    session_.adoptWindow(dialog);
     dialog->show();
 }
 
-void ConferenceRooms::onDetails(const QString& details) {
+void ConferenceRooms::onDetails(bool full, const QStringList& members) {
     if (room_) {
-        room_->onDetails(details);
+        room_->onDetails(full, members);
     }
 }
 

@@ -1,13 +1,12 @@
 #include "contacts/add_buddy_dialog.h"
 
-#include "app/client.h"
-#include "contacts/buddy_list.h"
-#include "contacts/user_name.h"
+#include "controls/buddy_list.h"
 #include "controls/form_controls.h"
+#include "controls/image_list.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
-#include "shell/image_list.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -19,8 +18,8 @@
 
 namespace velmora {
 
-AddBuddyDialog::AddBuddyDialog(Client& client, QWidget* owner)
-    : QDialog(owner), client_(client), txtUName_(new QLineEdit(this)),
+AddBuddyDialog::AddBuddyDialog(Session& session, QWidget* owner)
+    : QDialog(owner), session_(session), txtUName_(new QLineEdit(this)),
       cmdAddBuddy_(new QPushButton(QStringLiteral("&Add Buddy"), this)),
       cmdExit_(new QPushButton(QStringLiteral("&Close"), this)) {
     setObjectName(QStringLiteral("frmAddBuddy"));
@@ -54,8 +53,8 @@ void AddBuddyDialog::setControlsEnabled(bool enabled) {
 }
 
 QString AddBuddyDialog::refusal(const QString& name) const {
-    const BuddyList& buddies = client_.mainWindow().buddies();
-    if (name.compare(client_.session().userName, Qt::CaseInsensitive) == 0) {
+    const BuddyList& buddies = session_.frame().buddies();
+    if (name.compare(session_.values().userName, Qt::CaseInsensitive) == 0) {
         return QStringLiteral("Error: You cannot add yourself to your buddy list!");
     }
     const QList<QTreeWidgetItem*> nodes = buddies.allNodes();
@@ -77,31 +76,30 @@ QString AddBuddyDialog::refusal(const QString& name) const {
 }
 
 void AddBuddyDialog::cmdAddBuddy_Click() {
-    client_.trap([&] {
+    session_.trap([&] {
         const QString name = txtUName_->text();
-        if (name.size() < 5) {
-            client_.ShowMessage(QStringLiteral("Error: Username's must be at least 5 chars long!"),
-                                style::kOk, QStringLiteral("Input Error"), this);
+        if (!isLongEnoughName(name)) {
+            session_.showMessage(QStringLiteral("Error: Username's must be at least 5 chars long!"),
+                                 style::kOk, QStringLiteral("Input Error"), this);
             return;
         }
         setControlsEnabled(false);
         const QString refused = refusal(name);
         setControlsEnabled(true);
         if (!refused.isEmpty()) {
-            client_.ShowMessage(refused, style::kOk, QString(), this);
+            session_.showMessage(refused, style::kOk, QString(), this);
             return;
         }
-        client_.connection().SendData(QStringLiteral(" ## cmdAB /:/ ") +
-                                      client_.session().userName + QStringLiteral(" /:/ ") + name);
-        client_.ShowMessage(QStringLiteral("The user ") + name +
-                                QStringLiteral(" was added to your buddy list!"),
-                            style::kOk, QString(), this);
+        session_.addBuddy(name);
+        session_.showMessage(QStringLiteral("The user ") + name +
+                                 QStringLiteral(" was added to your buddy list!"),
+                             style::kOk, QString(), this);
         close();
     });
 }
 
-void addBuddyUnseen(Client& client, QWidget* owner, const QString& name) {
-    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(client, owner);
+void addBuddyUnseen(Session& session, QWidget* owner, const QString& name) {
+    QPointer<AddBuddyDialog> dialog = new AddBuddyDialog(session, owner);
     dialog->findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
     dialog->cmdAddBuddy_Click();
     delete dialog.data();

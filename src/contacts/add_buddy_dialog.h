@@ -1,5 +1,5 @@
-// `frmAddBuddy`: asks for a user name and sends cmdAB once the name passes
-// every check. The server answers with a fresh buddy list.
+// `frmAddBuddy`: asks for a user name and sends the add-buddy command once
+// the name passes every check. The server answers with a fresh buddy list.
 #pragma once
 
 #include <QDialog>
@@ -9,7 +9,7 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 
 class AddBuddyDialog : public QDialog {
     Q_OBJECT
@@ -17,7 +17,7 @@ public:
     // The most buddies a list may hold.
     static constexpr int kMaxBuddies = 75;
 
-    AddBuddyDialog(Client& client, QWidget* owner);
+    AddBuddyDialog(Session& session, QWidget* owner);
 
     void cmdAddBuddy_Click();
 
@@ -26,7 +26,7 @@ private:
     [[nodiscard]] QString refusal(const QString& name) const;
     void setControlsEnabled(bool enabled);
 
-    Client& client_;
+    Session& session_;
     QLineEdit* txtUName_;
     QPushButton* cmdAddBuddy_;
     QPushButton* cmdExit_;
@@ -34,6 +34,6 @@ private:
 
 // Adds `name` through the dialog's own checks and command, run unseen, so
 // that its boxes are the only thing the user sees.
-void addBuddyUnseen(Client& client, QWidget* owner, const QString& name);
+void addBuddyUnseen(Session& session, QWidget* owner, const QString& name);
 
 } // namespace velmora

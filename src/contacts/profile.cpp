@@ -1,7 +1,7 @@
 #include "contacts/profile.h"
 
-#include "app/client.h"
 #include "platform/desktop.h"
+#include "session/session.h"
 
 namespace velmora {
 
@@ -10,10 +10,10 @@ QString profileUrl(const QString& profileSite, const QString& userName) {
            userName;
 }
 
-void openProfile(Client& client, const QString& userName, QWidget* owner) {
+void openProfile(Session& session, const QString& userName, QWidget* owner) {
     // The page opens in the browser's own window, which no window of ours owns.
     Q_UNUSED(owner);
-    client.desktop().openUrl(profileUrl(client.session().strProfileSite, userName));
+    session.desktop().openUrl(profileUrl(session.values().strProfileSite, userName));
 }
 
 } // namespace velmora

@@ -8,13 +8,13 @@ class QWidget;
 
 namespace velmora {
 
-class Client;
+class Session;
 
 // The profile page of `userName` under the profile site the server gave at
 // login (`strProfileSite`).
 [[nodiscard]] QString profileUrl(const QString& profileSite, const QString& userName);
 
 // Opens `userName`'s profile page for the window `owner`.
-void openProfile(Client& client, const QString& userName, QWidget* owner);
+void openProfile(Session& session, const QString& userName, QWidget* owner);
 
 } // namespace velmora

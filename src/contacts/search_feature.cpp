@@ -1,39 +1,35 @@
-#include "app/features.h"
+#include "contacts/install.h"
 
-#include "app/client.h"
 #include "contacts/profile.h"
 #include "contacts/search_window.h"
-#include "session/dispatcher.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
 
 namespace velmora {
 
-void installSearch(Client& client) {
-    client.dispatcher().setHandler(QStringLiteral("+SU"), [&client](const Record& r) {
-        searchWindow(client).onSearchReply(r.field(1));
-    });
+void installSearch(Session& session) {
+    session.onSearchResults(
+        [&session](const QStringList& names) { searchWindow(session).onSearchReply(names); });
 
-    MainWindow& main = client.mainWindow();
-    QObject::connect(main.findChild<QAction*>(QStringLiteral("mnuToolsSearchUsers")),
-                     &QAction::triggered, &main, [&client] {
-                         client.trap([&] {
-                             SearchUsersWindow& window = searchWindow(client);
-                             window.show();
-                             window.raise();
-                             window.activateWindow();
-                         });
-                     });
-    QObject::connect(main.findChild<QAction*>(QStringLiteral("mnuToolsViewProfile")),
-                     &QAction::triggered, &main, [&client] {
-                         client.trap([&] {
-                             const QString buddy = client.mainWindow().selectedBuddy();
-                             if (!buddy.isEmpty()) {
-                                 openProfile(client, buddy, &client.mainWindow());
-                             }
-                         });
-                     });
+    const Actions& actions = session.frame().actions();
+    QObject::connect(actions.toolsSearchUsers, &QAction::triggered, &session, [&session] {
+        session.trap([&] {
+            SearchUsersWindow& window = searchWindow(session);
+            window.show();
+            window.raise();
+            window.activateWindow();
+        });
+    });
+    QObject::connect(actions.toolsViewProfile, &QAction::triggered, &session, [&session] {
+        session.trap([&] {
+            const QString buddy = session.frame().selectedBuddy();
+            if (!buddy.isEmpty()) {
+                openProfile(session, buddy, &session.frame().widget());
+            }
+        });
+    });
 }
 
 } // namespace velmora

@@ -1,13 +1,11 @@
 #include "contacts/search_window.h"
 
-#include "app/client.h"
 #include "contacts/add_buddy_dialog.h"
 #include "contacts/profile.h"
-#include "contacts/user_name.h"
 #include "controls/form_controls.h"
-#include "messaging/pm_window.h"
 #include "platform/prompter.h"
-#include "session/connection.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -21,8 +19,8 @@
 
 namespace velmora {
 
-SearchUsersWindow::SearchUsersWindow(Client& client)
-    : client_(client), txtQuery_(new QLineEdit(this)),
+SearchUsersWindow::SearchUsersWindow(Session& session)
+    : session_(session), txtQuery_(new QLineEdit(this)),
       cmdSearch_(new QPushButton(QStringLiteral("&Search"), this)),
       lvResults_(new QListWidget(this)), lblStatus_(new QLabel(this)),
       mnuContext_(new QMenu(this)) {
@@ -34,7 +32,7 @@ SearchUsersWindow::SearchUsersWindow(Client& client)
     connect(cmdSearch_, &QPushButton::clicked, this, [this] { cmdSearch_Click(); });
     connect(txtQuery_, &QLineEdit::returnPressed, this, [this] { cmdSearch_Click(); });
     connect(lvResults_, &QListWidget::itemDoubleClicked, this, [this](QListWidgetItem* item) {
-        client_.trap([&] { OpenPMWindow(client_, item->text()); });
+        session_.trap([&] { session_.requestConversation(item->text()); });
     });
     connect(lvResults_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
         if (lvResults_->itemAt(at)) {
@@ -60,7 +58,7 @@ void SearchUsersWindow::buildForm() {
         QAction* action = mnuContext_->addAction(text);
         action->setObjectName(QString::fromLatin1(name));
         connect(action, &QAction::triggered, this, [this, handler] {
-            client_.trap([&] {
+            session_.trap([&] {
                 const QString user = selectedResult();
                 if (!user.isEmpty()) {
                     handler(user);
@@ -71,9 +69,9 @@ void SearchUsersWindow::buildForm() {
     addCommand("mnuContextAddAsBuddy", QStringLiteral("&Add as Buddy"),
                [this](const QString& user) { addAsBuddy(user); });
     addCommand("mnuContextSendPM", QStringLiteral("Send &Message"),
-               [this](const QString& user) { OpenPMWindow(client_, user); });
+               [this](const QString& user) { session_.requestConversation(user); });
     addCommand("mnuContextViewProfile", QStringLiteral("View &Profile"),
-               [this](const QString& user) { openProfile(client_, user, this); });
+               [this](const QString& user) { openProfile(session_, user, this); });
 
     auto* prompt = new QLabel(QStringLiteral("&Find users whose name contains:"), this);
     prompt->setBuddy(txtQuery_);
@@ -93,30 +91,26 @@ void SearchUsersWindow::setControlsEnabled(bool enabled) {
 }
 
 void SearchUsersWindow::cmdSearch_Click() {
-    client_.trap(QStringLiteral("frmSearchUsers.cmdSearch_Click"), [&] {
+    session_.trap(QStringLiteral("frmSearchUsers.cmdSearch_Click"), [&] {
         lvResults_->clear();
         setControlsEnabled(false);
         const QString query = txtQuery_->text();
         if (!isValidUserName(query)) {
             setControlsEnabled(true);
-            client_.ShowMessage(QStringLiteral("Error: You entered an invalid username format:\r\n"
-                                               "Usernames can only contain Alpha-Numberic Chars!"),
-                                style::kOk, QString(), this);
+            session_.showMessage(QStringLiteral("Error: You entered an invalid username format:\r\n"
+                                                "Usernames can only contain Alpha-Numberic Chars!"),
+                                 style::kOk, QString(), this);
             return;
         }
         lblStatus_->setText(QStringLiteral("Searching..."));
         // Nothing sent, no reply comes to enable the window.
-        undoOnThrow(
-            [this] { setControlsEnabled(true); },
-            [&] { client_.connection().SendData(QStringLiteral(" ## cmdSU /:/ ") + query); });
+        undoOnThrow([this] { setControlsEnabled(true); }, [&] { session_.searchUsers(query); });
     });
 }
 
-void SearchUsersWindow::onSearchReply(const QString& names) {
+void SearchUsersWindow::onSearchReply(const QStringList& names) {
     lvResults_->clear();
-    if (!names.isEmpty()) {
-        lvResults_->addItems(names.split(QLatin1Char('%')));
-    }
+    lvResults_->addItems(names);
     setControlsEnabled(true);
     lblStatus_->setText(QStringLiteral("[ Search Complete: ") +
                         QString::number(lvResults_->count()) + QStringLiteral(" Match(es)! ]"));
@@ -132,19 +126,19 @@ QString SearchUsersWindow::statusText() const {
 }
 
 void SearchUsersWindow::addAsBuddy(const QString& name) {
-    addBuddyUnseen(client_, this, name);
+    addBuddyUnseen(session_, this, name);
 }
 
-SearchUsersWindow* findSearchWindow(Client& client) {
-    return client.findWindow<SearchUsersWindow>();
+SearchUsersWindow* findSearchWindow(Session& session) {
+    return session.findWindow<SearchUsersWindow>();
 }
 
-SearchUsersWindow& searchWindow(Client& client) {
-    if (SearchUsersWindow* open = findSearchWindow(client)) {
+SearchUsersWindow& searchWindow(Session& session) {
+    if (SearchUsersWindow* open = findSearchWindow(session)) {
         return *open;
     }
-    auto* window = new SearchUsersWindow(client);
-    client.adoptWindow(window);
+    auto* window = new SearchUsersWindow(session);
+    session.adoptWindow(window);
     return *window;
 }
 

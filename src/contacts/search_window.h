@@ -1,9 +1,10 @@
 // `frmSearchUsers`: searches the server's user directory by name. One per
-// client; the reply can arrive after the window was closed, and then opens
+// session; the reply can arrive after the window was closed, and then opens
 // a fresh one to hold the results.
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 class QLabel;
@@ -14,19 +15,19 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 
 class SearchUsersWindow : public QWidget {
     Q_OBJECT
 public:
     static constexpr const char* kFormName = "frmSearchUsers";
 
-    explicit SearchUsersWindow(Client& client);
+    explicit SearchUsersWindow(Session& session);
 
     // The search button's handler, also run by Enter in the query box.
     void cmdSearch_Click();
-    // The data field of a +SU record: names separated by "%".
-    void onSearchReply(const QString& names);
+    // The names a user search found.
+    void onSearchReply(const QStringList& names);
 
     // The name of the selected result, or empty when none is selected.
     [[nodiscard]] QString selectedResult() const;
@@ -38,7 +39,7 @@ private:
     void setControlsEnabled(bool enabled);
     void addAsBuddy(const QString& name);
 
-    Client& client_;
+    Session& session_;
     QLineEdit* txtQuery_;
     QPushButton* cmdSearch_;
     QListWidget* lvResults_;
@@ -46,9 +47,9 @@ private:
     QMenu* mnuContext_;
 };
 
-// The client's search window, or null when none is open.
-[[nodiscard]] SearchUsersWindow* findSearchWindow(Client& client);
-// The client's search window, created (not shown) when none is open.
-[[nodiscard]] SearchUsersWindow& searchWindow(Client& client);
+// The session's search window, or null when none is open.
+[[nodiscard]] SearchUsersWindow* findSearchWindow(Session& session);
+// The session's search window, created (not shown) when none is open.
+[[nodiscard]] SearchUsersWindow& searchWindow(Session& session);
 
 } // namespace velmora

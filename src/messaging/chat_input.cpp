@@ -1,9 +1,11 @@
 #include "messaging/chat_input.h"
 
+#include "session/space_mark.h"
+
 namespace velmora {
 
 QString typedText(QString text) {
-    text.replace(QLatin1StringView("%%"), QLatin1StringView(" "));
+    text = marksToSpaces(text);
     while (text.contains(QLatin1StringView("  "))) {
         text.replace(QLatin1StringView("  "), QLatin1StringView(" "));
     }
@@ -13,7 +15,7 @@ QString typedText(QString text) {
 QString wireText(QString text) {
     text.replace(QLatin1StringView("\r\n"), QLatin1StringView("\n"));
     text.replace(QLatin1StringView("\n"), QLatin1StringView("\r\n"));
-    text.replace(QLatin1Char(' '), QLatin1StringView("%%"));
+    text = spacesToMarks(text);
     return text;
 }
 

@@ -1,7 +1,7 @@
 #include "messaging/chat_menus.h"
 
 #include "controls/font_toolbar.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
 
 #include <QAction>
 #include <QMenu>
@@ -59,21 +59,14 @@ void addStyleToggles(QMenu& menu, FontToolbar& toolbar) {
     }
 }
 
-void addHelpMenu(QMenuBar& bar, MainWindow& main, const QKeySequence& helpKeys) {
+void addHelpMenu(QMenuBar& bar, const Actions& main, const QKeySequence& helpKeys) {
     QMenu* help = bar.addMenu(QStringLiteral("&Help"));
     help->setObjectName(QStringLiteral("mnuHelp"));
-    const auto mainAction = [&main](const char* name) {
-        return [&main, name] {
-            if (auto* action = main.findChild<QAction*>(QLatin1StringView(name))) {
-                action->trigger();
-            }
-        };
-    };
     QAction* contents = addNamedAction(*help, "mnuHelpHelp", QStringLiteral("&Help Contents"));
     contents->setShortcut(helpKeys);
-    QObject::connect(contents, &QAction::triggered, help, mainAction("mnuHelpHelp"));
+    QObject::connect(contents, &QAction::triggered, main.helpHelp, &QAction::trigger);
     QObject::connect(addNamedAction(*help, "mnuHelpAbout", QStringLiteral("&About Velmora")),
-                     &QAction::triggered, help, mainAction("mnuHelpAbout"));
+                     &QAction::triggered, main.helpAbout, &QAction::trigger);
 }
 
 } // namespace velmora

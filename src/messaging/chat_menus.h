@@ -15,7 +15,7 @@ class QTextBrowser;
 namespace velmora {
 
 class FontToolbar;
-class MainWindow;
+struct Actions;
 
 // An entry carrying its documented name.
 QAction* addNamedAction(QMenu& menu, const char* name, const QString& text);
@@ -29,6 +29,6 @@ void addClipboardActions(QMenu& menu, QTextBrowser& view, QPlainTextEdit& input)
 void addStyleToggles(QMenu& menu, FontToolbar& toolbar);
 
 // The same help and about box as the main window's.
-void addHelpMenu(QMenuBar& bar, MainWindow& main, const QKeySequence& helpKeys);
+void addHelpMenu(QMenuBar& bar, const Actions& main, const QKeySequence& helpKeys);
 
 } // namespace velmora

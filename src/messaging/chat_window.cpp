@@ -1,13 +1,12 @@
 #include "messaging/chat_window.h"
 
-#include "app/client.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
+#include "controls/form_position.h"
 #include "messaging/conversation_log.h"
 #include "platform/html_message_view.h"
-#include "platform/ini_file.h"
-#include "platform/number_text.h"
-#include "shell/form_position.h"
+#include "session/session.h"
+#include "settings/settings.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -43,13 +42,9 @@ int InitMessageView(HtmlMessageView& view, FontToolbar& toolbar, const Settings&
 
     toolbar.setFontName(settings.fontName());
     toolbar.setFontSize(settings.fontSize());
-    const auto style = [&](const char* key) {
-        return number_text::toBool(IniFile::read(QStringLiteral("Font"), QLatin1StringView(key),
-                                                 styleDefault, settings.path()));
-    };
-    toolbar.setBold(style("Bold"));
-    toolbar.setItalic(style("Italic"));
-    toolbar.setUnderlined(style("Underlined"));
+    toolbar.setBold(settings.fontBold(styleDefault));
+    toolbar.setItalic(settings.fontItalic(styleDefault));
+    toolbar.setUnderlined(settings.fontUnderlined(styleDefault));
     return headerBlocks;
 }
 
@@ -69,12 +64,12 @@ QString styleLetters(const FontToolbar& toolbar) {
 
 } // namespace
 
-FormatterOptions formatterOptions(const Client& client) {
-    return FormatterOptions{client.values().emote == 1, client.appFolder()};
+FormatterOptions formatterOptions(const Session& session) {
+    return FormatterOptions{session.preferences().emote == 1, session.appFolder()};
 }
 
-ChatWindow::ChatWindow(Client& client, const Form& form)
-    : client_(client), brwMessage_(new HtmlMessageView(client.desktop(), this)),
+ChatWindow::ChatWindow(Session& session, const Form& form)
+    : session_(session), brwMessage_(new HtmlMessageView(session.desktop(), this)),
       tbFontSettings_(new FontToolbar(this)), txtSendMsg_(new QPlainTextEdit(this)),
       cmdSend_(new QPushButton(tr("&Send"), this)), form_(form) {
     setObjectName(QLatin1StringView(form.name));
@@ -85,29 +80,29 @@ ChatWindow::ChatWindow(Client& client, const Form& form)
 
     brwMessage_->setObjectName(QStringLiteral("brwMessage"));
     tbFontSettings_->setObjectName(QStringLiteral("tbFontSettings"));
-    tbFontSettings_->loadSmilies(client.appFolder());
+    tbFontSettings_->loadSmilies(session.appFolder());
     txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
     txtSendMsg_->setTabChangesFocus(true);
     txtSendMsg_->installEventFilter(this);
     cmdSend_->setObjectName(QStringLiteral("cmdSend"));
 
     connect(cmdSend_, &QPushButton::clicked, this, [this] { cmdSend_Click(); });
-    const auto follow = [this] { client_.trap([this] { followToolbar(); }); };
+    const auto follow = [this] { session_.trap([this] { followToolbar(); }); };
     connect(tbFontSettings_, &FontToolbar::FontStyleChanged, this, follow);
     connect(tbFontSettings_, &FontToolbar::FontNameChanged, this, follow);
     connect(tbFontSettings_, &FontToolbar::FontSizeChanged, this, follow);
     connect(tbFontSettings_, &FontToolbar::SmilieClick, this,
-            [this](const QString& code) { client_.trap([&] { insertSmilie(code); }); });
+            [this](const QString& code) { session_.trap([&] { insertSmilie(code); }); });
 }
 
 ChatWindow::~ChatWindow() = default;
 
 void ChatWindow::formLoad() {
-    client_.trap([this] {
-        headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, client_.settings(),
+    session_.trap([this] {
+        headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, session_.settings(),
                                         QLatin1StringView(form_.styleDefault));
     });
-    client_.trap([this] { restorePosition(); });
+    session_.trap([this] { restorePosition(); });
     followToolbar();
 }
 
@@ -136,12 +131,12 @@ QAction* ChatWindow::addEntry(QMenu& menu, const char* name, const QString& text
     action->setObjectName(QLatin1StringView(name));
     action->setShortcut(keys);
     connect(action, &QAction::triggered, this,
-            [this, handler = std::move(handler)] { client_.trap(handler); });
+            [this, handler = std::move(handler)] { session_.trap(handler); });
     return action;
 }
 
 void ChatWindow::restorePosition() {
-    const QRect saved = savedFormRect(client_.settings(), QLatin1StringView(form_.name), *this);
+    const QRect saved = savedFormRect(session_.settings(), QLatin1StringView(form_.name), *this);
     // Untouched, a window never saved is placed where the desktop puts it.
     if (saved.topLeft() != pos()) {
         move(saved.topLeft());
@@ -152,8 +147,8 @@ void ChatWindow::restorePosition() {
 }
 
 void ChatWindow::closeEvent(QCloseEvent* event) {
-    client_.trap(
-        [this] { saveFormRect(client_.settings(), QLatin1StringView(form_.name), *this); });
+    session_.trap(
+        [this] { saveFormRect(session_.settings(), QLatin1StringView(form_.name), *this); });
     QMainWindow::closeEvent(event);
 }
 

@@ -22,14 +22,14 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 class FileChooser;
 class FontToolbar;
 class HtmlMessageView;
 
 // The smilie setting as every conversation view draws with it: the flag the
-// main window keeps, not a fresh read of the file.
-[[nodiscard]] FormatterOptions formatterOptions(const Client& client);
+// main window loaded into the session, not a fresh read of the file.
+[[nodiscard]] FormatterOptions formatterOptions(const Session& session);
 
 class ChatWindow : public QMainWindow, public MessageWindow, public OfflineAware {
     Q_OBJECT
@@ -70,7 +70,7 @@ public:
     void onConnectionLost() override;
 
 protected:
-    ChatWindow(Client& client, const Form& form);
+    ChatWindow(Session& session, const Form& form);
 
     // The end of the window's construction, once it is laid out: the view's
     // banner and the toolbar's default font, the saved position, then the
@@ -85,7 +85,7 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
-    Client& client_;
+    Session& session_;
     HtmlMessageView* brwMessage_;
     FontToolbar* tbFontSettings_;
     QPlainTextEdit* txtSendMsg_;

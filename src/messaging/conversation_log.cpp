@@ -1,6 +1,6 @@
 #include "messaging/conversation_log.h"
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QFileInfo>
 #include <QSaveFile>

@@ -2,6 +2,7 @@
 
 #include "platform/message_view.h"
 #include "platform/number_text.h"
+#include "session/space_mark.h"
 
 #include <QStringList>
 
@@ -89,7 +90,8 @@ void AppendMessageHtml(QString& text, const QString& colour, const QString& send
     // Only "<" is escaped: a ">" in the body is shown as it is and stays in
     // link targets, where the address rules below deal with it.
     text.replace(QLatin1Char('<'), QLatin1StringView("&lt;"));
-    text.replace(QLatin1StringView("\r\n"), QLatin1StringView("%%<br>%%"));
+    text.replace(QLatin1StringView("\r\n"),
+                 QString(spaceMark()) + QLatin1StringView("<br>") + spaceMark());
     if (opts.emote) {
         drawSmilies(text, opts.appFolder);
     }
@@ -103,7 +105,7 @@ void AppendMessageHtml(QString& text, const QString& colour, const QString& send
                fontName + QLatin1StringView("\" size=\"") + htmlFontSize(fontSize) +
                QLatin1StringView("\">"));
 
-    const QStringList pieces = text.split(QLatin1StringView("%%"));
+    const QStringList pieces = text.split(spaceMark());
     text.clear();
     for (const QString& piece : pieces) {
         view.write(pieceHtml(piece));

@@ -1,33 +1,57 @@
-#include "app/features.h"
+#include "messaging/install.h"
 
-#include "app/client.h"
+#include "messaging/chat_window.h"
 #include "messaging/pm_window.h"
 #include "messaging/send_pm_dialog.h"
-#include "session/dispatcher.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
+#include <QTime>
+#include <QWidget>
 
 namespace velmora {
 
-void installMessaging(Client& client) {
-    client.dispatcher().setHandler(QStringLiteral("+PM"), [&client](const Record& r) {
-        ReceivePM(client, r.field(1), r.field(2), r.field(3), r.field(4), r.field(5));
-    });
+namespace {
 
-    MainWindow& main = client.mainWindow();
-    QObject::connect(&main, &MainWindow::buddyActivated, &client, [&client](const QString& name) {
-        client.trap([&] { OpenPMWindow(client, name); });
-    });
-    // The tray's "Send an IM..." runs this same action.
-    if (QAction* sendAnIM = main.findChild<QAction*>(QStringLiteral("mnuToolsSendAPM"))) {
-        QObject::connect(sendAnIM, &QAction::triggered, &client, [&client] {
-            client.trap([&] {
-                SendPMDialog dialog(client, &client.mainWindow());
-                dialog.exec();
-            });
-        });
+// Tells every open conversation with `name` that the buddy came or went.
+void writePresenceNotice(Session& session, const QString& name, const QString& event) {
+    const QString caption = (name + QStringLiteral(" - Instant Message")).toUpper();
+    for (QWidget* window : session.windows()) {
+        auto* conversation = dynamic_cast<MessageWindow*>(window);
+        if (!conversation || window->windowTitle().toUpper() != caption) {
+            continue;
+        }
+        QString text = name + QLatin1Char(' ') + event + QStringLiteral(" (") +
+                       QTime::currentTime().toString(Qt::TextDate) + QLatin1Char(')');
+        AppendMessageHtml(text, QStringLiteral("#FF0000"), QStringLiteral("&lt;Client&gt;"),
+                          QStringLiteral("MS Sans Serif"), QStringLiteral("9"),
+                          conversation->messageView(), QString(), formatterOptions(session));
     }
+}
+
+} // namespace
+
+void installMessaging(Session& session) {
+    session.onPrivateMessage([&session](const ChatLine& line) {
+        ReceivePM(session, line.sender, line.text, line.fontName, line.fontSize, line.style);
+    });
+    // After the buddy tree has moved the buddy.
+    session.addPresenceHandler([&session](const QString& name, bool online) {
+        writePresenceNotice(session, name,
+                            online ? QStringLiteral("Logged In") : QStringLiteral("Logged Out"));
+    });
+    QObject::connect(
+        &session, &Session::conversationRequested, &session,
+        [&session](const QString& name) { session.trap([&] { OpenPMWindow(session, name); }); });
+    // The tray's "Send an IM..." runs this same action.
+    QObject::connect(session.frame().actions().toolsSendAPM, &QAction::triggered, &session,
+                     [&session] {
+                         session.trap([&] {
+                             SendPMDialog dialog(session, &session.frame().widget());
+                             dialog.exec();
+                         });
+                     });
 }
 
 } // namespace velmora

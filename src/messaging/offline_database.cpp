@@ -1,6 +1,6 @@
 #include "messaging/offline_database.h"
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QDir>
 #include <QSqlDatabase>
@@ -69,9 +69,9 @@ OfflineDatabase::~OfflineDatabase() {
     QSqlDatabase::removeDatabase(connectionName_);
 }
 
-QString OfflineDatabase::connectionName(const Client& client, const char* purpose) {
+QString OfflineDatabase::connectionName(const Session& session, const char* purpose) {
     return kSource + QLatin1Char('/') + QString::fromLatin1(purpose) + QLatin1Char('/') +
-           QString::number(reinterpret_cast<quintptr>(&client), 16);
+           QString::number(reinterpret_cast<quintptr>(&session), 16);
 }
 
 void OfflineDatabase::exec(const QString& sql, const QString& doing) {

@@ -13,7 +13,7 @@
 
 namespace velmora {
 
-class Client;
+class Session;
 
 struct StoredMessage {
     qint64 index = 0;
@@ -35,10 +35,10 @@ public:
     OfflineDatabase(const OfflineDatabase&) = delete;
     OfflineDatabase& operator=(const OfflineDatabase&) = delete;
 
-    // A connection name of its own for each Client and purpose, so that two
-    // Clients in one process, or a Client's window and its store routine,
+    // A connection name of its own for each session and purpose, so that two
+    // clients in one process, or a session's window and its store routine,
     // never share one.
-    [[nodiscard]] static QString connectionName(const Client& client, const char* purpose);
+    [[nodiscard]] static QString connectionName(const Session& session, const char* purpose);
 
     // One statement, committed on its own: rows inserted before a failure stay.
     void insert(const QString& message, const QString& fromwho, const QString& senttime,

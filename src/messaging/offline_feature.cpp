@@ -1,24 +1,20 @@
-#include "app/features.h"
+#include "messaging/install.h"
 
-#include "app/client.h"
-#include "messaging/offline_store.h"
+#include "messaging/offline_arrival.h"
 #include "messaging/offline_window.h"
-#include "session/dispatcher.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 
 #include <QAction>
 
 namespace velmora {
 
-void installOfflineMessages(Client& client) {
-    client.dispatcher().setHandler(QStringLiteral("+OM"), [&client](const Record& record) {
-        StoreOfflineMessages(client, record.field(1));
+void installOfflineMessages(Session& session) {
+    session.onOfflineMessages([&session](const QList<QStringList>& messages) {
+        StoreOfflineMessages(session, messages);
     });
-    if (auto* menu =
-            client.mainWindow().findChild<QAction*>(QStringLiteral("mnuToolsOfflineMsgs"))) {
-        QObject::connect(menu, &QAction::triggered, &client,
-                         [&client] { client.trap([&] { ShowOfflineMessages(client, false); }); });
-    }
+    QObject::connect(session.frame().actions().toolsOfflineMsgs, &QAction::triggered, &session,
+                     [&session] { session.trap([&] { ShowOfflineMessages(session, false); }); });
 }
 
 } // namespace velmora

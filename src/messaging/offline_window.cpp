@@ -1,12 +1,13 @@
 #include "messaging/offline_window.h"
 
-#include "app/client.h"
 #include "messaging/chat_window.h"
 #include "messaging/offline_database.h"
 #include "messaging/pm_window.h"
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
 #include "platform/number_text.h"
+#include "session/session.h"
+#include "session/space_mark.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -39,7 +40,7 @@ QPushButton* addButton(QHBoxLayout* row, const char* name, const QString& text) 
 
 } // namespace
 
-OfflineMessagesWindow::OfflineMessagesWindow(Client& client) : client_(client) {
+OfflineMessagesWindow::OfflineMessagesWindow(Session& session) : session_(session) {
     setObjectName(QLatin1String(kFormName));
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Offline Messages"));
@@ -54,7 +55,7 @@ OfflineMessagesWindow::OfflineMessagesWindow(Client& client) : client_(client) {
     lvMessages_->header()->resizeSection(kSentColumn, 130);
     lvMessages_->header()->resizeSection(kFromColumn, 100);
 
-    brwMessage_ = new HtmlMessageView(client.desktop());
+    brwMessage_ = new HtmlMessageView(session.desktop());
     brwMessage_->setObjectName(QStringLiteral("brwMessage"));
     brwMessage_->setContextMenuPolicy(Qt::NoContextMenu);
 
@@ -75,17 +76,17 @@ OfflineMessagesWindow::OfflineMessagesWindow(Client& client) : client_(client) {
     layout->addLayout(buttons);
 
     connect(lvMessages_, &QTreeWidget::itemClicked, this,
-            [this](QTreeWidgetItem* item) { client_.trap([&] { lvMessages_ItemClick(item); }); });
+            [this](QTreeWidgetItem* item) { session_.trap([&] { lvMessages_ItemClick(item); }); });
     connect(lvMessages_, &QTreeWidget::itemActivated, this,
-            [this](QTreeWidgetItem* item) { client_.trap([&] { lvMessages_ItemClick(item); }); });
+            [this](QTreeWidgetItem* item) { session_.trap([&] { lvMessages_ItemClick(item); }); });
     connect(cmdDelete_, &QPushButton::clicked, this,
-            [this] { client_.trap([&] { cmdDelete_Click(); }); });
+            [this] { session_.trap([&] { cmdDelete_Click(); }); });
     connect(cmdReply_, &QPushButton::clicked, this,
-            [this] { client_.trap([&] { cmdReply_Click(); }); });
+            [this] { session_.trap([&] { cmdReply_Click(); }); });
     connect(cmdClose_, &QPushButton::clicked, this,
-            [this] { client_.trap([&] { cmdClose_Click(); }); });
+            [this] { session_.trap([&] { cmdClose_Click(); }); });
 
-    client_.trap([&] { Form_Load(); });
+    session_.trap([&] { Form_Load(); });
 }
 
 OfflineMessagesWindow::~OfflineMessagesWindow() = default;
@@ -113,16 +114,15 @@ void OfflineMessagesWindow::Form_Load() {
     blankView();
     if (!database_) {
         database_ = std::make_unique<OfflineDatabase>(
-            client_.appFolder(), OfflineDatabase::connectionName(client_, kFormName));
+            session_.appFolder(), OfflineDatabase::connectionName(session_, kFormName));
     }
-    database_->forEachMessage(client_.session().userName, [this](const StoredMessage& row) {
+    database_->forEachMessage(session_.values().userName, [this](const StoredMessage& row) {
         const bool unread = number_text::toBool(row.read);
         auto* item = new QTreeWidgetItem;
         item->setText(kSentColumn, row.senttime);
         item->setData(kSentColumn, kKeyRole, QStringLiteral("m") + QString::number(row.index));
         item->setText(kFromColumn, row.fromwho);
-        item->setText(kMessageColumn,
-                      QString(row.message).replace(QStringLiteral("%%"), QStringLiteral(" ")));
+        item->setText(kMessageColumn, marksToSpaces(row.message));
         setBold(*item, unread);
         lvMessages_->addTopLevelItem(item);
     });
@@ -151,10 +151,10 @@ void OfflineMessagesWindow::lvMessages_ItemClick(QTreeWidgetItem* item) {
     } reenable{this};
 
     blankView();
-    QString text = item->text(kMessageColumn).replace(QStringLiteral(" "), QStringLiteral("%%"));
+    QString text = spacesToMarks(item->text(kMessageColumn));
     AppendMessageHtml(text, QString(), item->text(kFromColumn), QStringLiteral("MS Sans Serif"),
                       QStringLiteral("9"), *brwMessage_, QStringLiteral("0"),
-                      formatterOptions(client_));
+                      formatterOptions(session_));
     // A row already read needs no write, so a file that has become
     // read-only still shows its read messages without a report each time.
     if (item->font(kSentColumn).bold()) {
@@ -181,7 +181,7 @@ void OfflineMessagesWindow::cmdDelete_Click() {
 
 void OfflineMessagesWindow::cmdReply_Click() {
     if (QTreeWidgetItem* item = lvMessages_->currentItem()) {
-        OpenPMWindow(client_, item->text(kFromColumn));
+        OpenPMWindow(session_, item->text(kFromColumn));
     }
 }
 
@@ -189,12 +189,12 @@ void OfflineMessagesWindow::cmdClose_Click() {
     close();
 }
 
-OfflineMessagesWindow& ShowOfflineMessages(Client& client, bool reload) {
-    auto* open = client.findWindow<OfflineMessagesWindow>();
+OfflineMessagesWindow& ShowOfflineMessages(Session& session, bool reload) {
+    auto* open = session.findWindow<OfflineMessagesWindow>();
     if (open && reload) {
-        client.trap([&] { open->Form_Load(); });
+        session.trap([&] { open->Form_Load(); });
     }
-    return client.showSingle(open, [&client] { return new OfflineMessagesWindow(client); });
+    return session.showSingle(open, [&session] { return new OfflineMessagesWindow(session); });
 }
 
 } // namespace velmora

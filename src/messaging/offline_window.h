@@ -1,6 +1,6 @@
 // `frmOfflineMessages`: the messages stored for the logged-in user while they
 // were away. A click shows a message and marks it read; the user deletes
-// messages or replies to their senders. One per Client.
+// messages or replies to their senders. One per Session.
 #pragma once
 
 #include <QWidget>
@@ -13,7 +13,7 @@ class QTreeWidgetItem;
 
 namespace velmora {
 
-class Client;
+class Session;
 class HtmlMessageView;
 class OfflineDatabase;
 
@@ -27,7 +27,7 @@ public:
     static constexpr int kKeyRole = Qt::UserRole;
 
     // Builds the window and loads the list (see Form_Load).
-    explicit OfflineMessagesWindow(Client& client);
+    explicit OfflineMessagesWindow(Session& session);
     ~OfflineMessagesWindow() override;
 
     // Opens the database (kept open while the window lives), fills the list
@@ -49,7 +49,7 @@ private:
     void setControlsEnabled(bool enabled);
     [[nodiscard]] static qint64 indexOf(const QTreeWidgetItem& item);
 
-    Client& client_;
+    Session& session_;
     std::unique_ptr<OfflineDatabase> database_;
     QTreeWidget* lvMessages_;
     HtmlMessageView* brwMessage_;
@@ -59,9 +59,9 @@ private:
     int shownPosition_ = 0;
 };
 
-// Shows the client's offline messages window, opening it when none is open.
+// Shows the session's offline messages window, opening it when none is open.
 // An open one is brought forward, and re-reads its list when `reload` is set
 // (new messages were just stored).
-OfflineMessagesWindow& ShowOfflineMessages(Client& client, bool reload);
+OfflineMessagesWindow& ShowOfflineMessages(Session& session, bool reload);
 
 } // namespace velmora

@@ -1,6 +1,5 @@
 #include "messaging/pm_window.h"
 
-#include "app/client.h"
 #include "contacts/add_buddy_dialog.h"
 #include "controls/font_toolbar.h"
 #include "messaging/chat_input.h"
@@ -8,9 +7,8 @@
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
-#include "protocol/wire.h"
-#include "session/connection.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 #include "transfer/file_sender.h"
 
 #include <QComboBox>
@@ -39,21 +37,14 @@ QString caption(const QString& name) {
     return name + QLatin1StringView(PMWindow::kCaptionSuffix);
 }
 
-PMWindow* findPMWindow(Client& client, const QString& name) {
-    return qobject_cast<PMWindow*>(client.findWindowByCaption(caption(name)));
-}
-
-QString pmCommand(const QString& own, const QString& recipient, const QString& text,
-                  const QString& fontName, const QString& fontSize, const QString& style) {
-    return QString::fromStdString(protocol::buildCommand(
-        protocol::kHeadPM, {own.toStdString(), recipient.toStdString(), text.toStdString(),
-                            fontName.toStdString(), fontSize.toStdString(), style.toStdString()}));
+PMWindow* findPMWindow(Session& session, const QString& name) {
+    return qobject_cast<PMWindow*>(session.findWindowByCaption(caption(name)));
 }
 
 } // namespace
 
-PMWindow::PMWindow(Client& client, const QString& recipient)
-    : ChatWindow(client, kForm), recipient_(recipient), sbStatus_(new QStatusBar(this)) {
+PMWindow::PMWindow(Session& session, const QString& recipient)
+    : ChatWindow(session, kForm), recipient_(recipient), sbStatus_(new QStatusBar(this)) {
     setWindowTitle(caption(recipient));
     cmdSend_->setDefault(true);
     cmdSend_->setMinimumHeight(44);
@@ -101,12 +92,12 @@ void PMWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(tr("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
     addEntry(*file, "mnuFileAddBuddy", tr("&Add to Buddy List..."),
-             [this] { addBuddyUnseen(client_, this, recipient_); });
+             [this] { addBuddyUnseen(session_, this, recipient_); });
     addEntry(
         *file, "mnuFileSaveLog", tr("&Save Conversation As..."), [this] { saveLog(); },
         QKeySequence::Save);
     addEntry(*file, "mnuFileSendFile", tr("Send &File..."),
-             [this] { findFileSender(client_, recipient_); });
+             [this] { findFileSender(session_, recipient_); });
     file->addSeparator();
     addEntry(
         *file, "mnuFileClose", tr("&Close"), [this] { close(); }, QKeySequence::Close);
@@ -131,11 +122,11 @@ void PMWindow::buildMenus() {
     addEntry(*edit, "mnuEditFontSize", tr("Font Si&ze..."), openList("cboFontSize"));
     addStyleToggles(*edit, *tbFontSettings_);
 
-    addHelpMenu(*menuBar(), client_.mainWindow(), QKeySequence::HelpContents);
+    addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence::HelpContents);
 }
 
 void PMWindow::cmdSend_Click() {
-    client_.trap([this] { send(); });
+    session_.trap([this] { send(); });
 }
 
 void PMWindow::send() {
@@ -148,7 +139,7 @@ void PMWindow::send() {
     }
     if (text.trimmed().isEmpty()) {
         setSendingEnabled(true);
-        client_.prompter().beep();
+        session_.prompter().beep();
         txtSendMsg_->setFocus();
         return;
     }
@@ -157,13 +148,13 @@ void PMWindow::send() {
     const QFont font = txtSendMsg_->font();
     const QString fontName = font.family();
     const QString fontSize = QString::number(font.pointSizeF());
-    const QString own = client_.session().userName;
+    const QString own = session_.values().userName;
     // A message to oneself is only shown.
     if (recipient_.toUpper() != own.toUpper()) {
-        client_.connection().SendData(pmCommand(own, recipient_, wire, fontName, fontSize, style_));
+        session_.sendPrivateMessage(recipient_, wire, fontName, fontSize, style_);
     }
     AppendMessageHtml(wire, QLatin1StringView(kOwnColour), own, fontName, fontSize, *brwMessage_,
-                      style_, formatterOptions(client_));
+                      style_, formatterOptions(session_));
 
     txtSendMsg_->clear();
     setSendingEnabled(true);
@@ -188,36 +179,36 @@ void PMWindow::askAndFind() {
     const QString text = QInputDialog::getText(this, tr("Find"), tr("Find what:"),
                                                QLineEdit::Normal, QString(), &ok);
     if (ok && !findInConversation(text)) {
-        client_.prompter().beep();
+        session_.prompter().beep();
     }
 }
 
-PMWindow* OpenPMWindow(Client& client, const QString& name) {
-    return &client.showSingle(findPMWindow(client, name),
-                              [&] { return new PMWindow(client, name); });
+PMWindow* OpenPMWindow(Session& session, const QString& name) {
+    return &session.showSingle(findPMWindow(session, name),
+                               [&] { return new PMWindow(session, name); });
 }
 
-void ReceivePM(Client& client, const QString& sender, const QString& text, const QString& fontName,
-               const QString& fontSize, const QString& style) {
-    PMWindow* window = findPMWindow(client, sender);
+void ReceivePM(Session& session, const QString& sender, const QString& text,
+               const QString& fontName, const QString& fontSize, const QString& style) {
+    PMWindow* window = findPMWindow(session, sender);
     if (!window) {
-        OpenPMWindow(client, sender);
-        window = findPMWindow(client, sender);
+        OpenPMWindow(session, sender);
+        window = findPMWindow(session, sender);
     }
     if (!window) {
         return;
     }
     QString body = text;
     AppendMessageHtml(body, QLatin1StringView(PMWindow::kOthersColour), sender, fontName, fontSize,
-                      window->messageView(), style, formatterOptions(client));
+                      window->messageView(), style, formatterOptions(session));
     window->sbStatus().showMessage(
         QStringLiteral("Last IM Received: ") +
         QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
-    if (client.values().newPM == 1) {
-        client.desktop().bringToFront(window);
+    if (session.preferences().newPM == 1) {
+        session.desktop().bringToFront(window);
     }
-    if (client.values().receiveIM.enabled == 1) {
-        client.PlaySoundFile(client.values().receiveIM.path);
+    if (session.preferences().receiveIM.enabled == 1) {
+        session.playSoundFile(session.preferences().receiveIM.path);
     }
 }
 

@@ -18,7 +18,7 @@ public:
     // The server's own pseudo-user: its notices cannot be answered.
     static constexpr const char* kServerUser = "IM Server";
 
-    PMWindow(Client& client, const QString& recipient);
+    PMWindow(Session& session, const QString& recipient);
     ~PMWindow() override;
 
     [[nodiscard]] QString recipient() const { return recipient_; }
@@ -40,12 +40,12 @@ private:
 
 // Finds the window for `name` (caption compared ignoring case) and brings it
 // forward, or opens a new one. A window for "IM Server" cannot be typed into.
-PMWindow* OpenPMWindow(Client& client, const QString& name);
+PMWindow* OpenPMWindow(Session& session, const QString& name);
 
-// A "+PM" record: the message goes into the sender's window, opened when
-// needed, with the status "Last IM Received: " and the time, the window
+// A private message from the server: it goes into the sender's window,
+// opened when needed, with the status "Last IM Received: " and the time, the window
 // brought forward and the receive sound played as the settings ask.
-void ReceivePM(Client& client, const QString& sender, const QString& text, const QString& fontName,
-               const QString& fontSize, const QString& style);
+void ReceivePM(Session& session, const QString& sender, const QString& text,
+               const QString& fontName, const QString& fontSize, const QString& style);
 
 } // namespace velmora

@@ -1,10 +1,10 @@
 #include "messaging/send_pm_dialog.h"
 
-#include "app/client.h"
-#include "contacts/buddy_list.h"
-#include "contacts/user_name.h"
+#include "controls/buddy_list.h"
 #include "messaging/pm_window.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
+#include "session/user_name.h"
 
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -18,7 +18,6 @@ namespace velmora {
 namespace {
 
 // The length every window asks of a typed user name.
-constexpr int kShortestName = 5;
 
 constexpr const char* kOnlineFolder = "f1";
 
@@ -35,10 +34,10 @@ QTreeWidgetItem* copyNode(const QTreeWidgetItem* node) {
 
 } // namespace
 
-SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
+SendPMDialog::SendPMDialog(Session& session, QWidget* parent)
     : QDialog(parent),
-      client_(client), optUser_{new QRadioButton(tr("Choose from your &buddy list:")),
-                                new QRadioButton(tr("&Type a user name:"))},
+      session_(session), optUser_{new QRadioButton(tr("Choose from your &buddy list:")),
+                                  new QRadioButton(tr("&Type a user name:"))},
       tvUsers_(new QTreeWidget), txtUserName_(new QLineEdit),
       cmdOpen_(new QPushButton(tr("&Open"))), cmdCancel_(new QPushButton(tr("Cancel"))) {
     setObjectName(QStringLiteral("frmSendPM"));
@@ -50,7 +49,7 @@ SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
         optUser_[i]->setObjectName(QStringLiteral("optUser"));
         optUser_[i]->setProperty("index", i);
         connect(optUser_[i], &QRadioButton::clicked, this,
-                [this, i] { client_.trap([this, i] { optUserClick(i); }); });
+                [this, i] { session_.trap([this, i] { optUserClick(i); }); });
     }
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
     tvUsers_->setHeaderHidden(true);
@@ -73,16 +72,16 @@ SendPMDialog::SendPMDialog(Client& client, QWidget* parent)
     layout->addLayout(buttons);
 
     connect(tvUsers_, &QTreeWidget::currentItemChanged, this,
-            [this] { client_.trap([this] { updateOpen(); }); });
+            [this] { session_.trap([this] { updateOpen(); }); });
     connect(tvUsers_, &QTreeWidget::itemDoubleClicked, this, [this] {
         if (cmdOpen_->isEnabled()) {
             cmdOpen_->click();
         }
     });
     connect(txtUserName_, &QLineEdit::textChanged, this,
-            [this] { client_.trap([this] { updateOpen(); }); });
+            [this] { session_.trap([this] { updateOpen(); }); });
     connect(cmdOpen_, &QPushButton::clicked, this,
-            [this] { client_.trap([this] { cmdOpenClick(); }); });
+            [this] { session_.trap([this] { cmdOpenClick(); }); });
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::reject);
 
     fillUsers();
@@ -95,7 +94,7 @@ void SendPMDialog::fillUsers() {
     // buddies carry "f" keys too: only the online group and its buddies can
     // be picked. A message for someone offline is typed by name.
     QTreeWidgetItem* online = nullptr;
-    for (QTreeWidgetItem* node : client_.mainWindow().buddies().allNodes()) {
+    for (QTreeWidgetItem* node : session_.frame().buddies().allNodes()) {
         const QString key = BuddyList::keyOf(node);
         if (key == QLatin1StringView(kOnlineFolder)) {
             online = copyNode(node);
@@ -123,7 +122,7 @@ void SendPMDialog::updateOpen() {
 QString SendPMDialog::chosenName() const {
     if (optUser_[1]->isChecked()) {
         const QString name = txtUserName_->text();
-        return name.size() >= kShortestName && isValidUserName(name) ? name : QString();
+        return isLongEnoughName(name) && isValidUserName(name) ? name : QString();
     }
     const QTreeWidgetItem* node = tvUsers_->currentItem();
     if (!node || isFolderKey(node->data(0, BuddyList::kKeyRole).toString())) {
@@ -137,7 +136,7 @@ void SendPMDialog::cmdOpenClick() {
     if (name.isEmpty()) {
         return;
     }
-    OpenPMWindow(client_, name);
+    OpenPMWindow(session_, name);
     accept();
 }
 

@@ -11,12 +11,12 @@ class QTreeWidget;
 
 namespace velmora {
 
-class Client;
+class Session;
 
 class SendPMDialog : public QDialog {
     Q_OBJECT
 public:
-    SendPMDialog(Client& client, QWidget* parent = nullptr);
+    SendPMDialog(Session& session, QWidget* parent = nullptr);
 
     // The two `optUser` buttons: 0 picks from the list, 1 takes a typed name.
     [[nodiscard]] QRadioButton& optUser(int index) { return *optUser_[index == 0 ? 0 : 1]; }
@@ -32,7 +32,7 @@ private:
     void cmdOpenClick();
     [[nodiscard]] QString chosenName() const;
 
-    Client& client_;
+    Session& session_;
     QRadioButton* optUser_[2];
     QTreeWidget* tvUsers_;
     QLineEdit* txtUserName_;

@@ -1,6 +1,6 @@
 #include "platform/number_text.h"
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QLocale>
 #include <QRegularExpression>

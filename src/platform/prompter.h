@@ -31,7 +31,7 @@ class Prompter {
 public:
     virtual ~Prompter() = default;
     // Shows a box with exactly this text, style and title and returns the
-    // button pressed. An empty title is replaced by the caller (ShowMessage).
+    // button pressed. An empty title is replaced by the caller (showMessage).
     virtual int show(const QString& text, int style, const QString& title, QWidget* owner) = 0;
     virtual void beep() = 0;
 };

@@ -1,7 +1,8 @@
 #include "session/connect_wait.h"
 
+#include "platform/app_error.h"
 #include "platform/number_text.h"
-#include "session/app_error.h"
+#include "protocol/wire.h"
 #include "session/connection.h"
 
 #include <QEventLoop>
@@ -10,12 +11,12 @@
 namespace velmora {
 
 void connectToAddress(Connection& connection, const QString& address, quint16 defaultPort) {
-    const QStringList parts = address.split(QLatin1Char(':'));
+    const QStringList parts = address.split(QLatin1Char(protocol::kHostPortSep));
     quint16 port = defaultPort;
     if (parts.size() > 1) {
         const qint32 wanted = number_text::toInt32(parts[1]);
         if (wanted < 1 || wanted > 65535) {
-            throw AppError(380, QStringLiteral("ConnSock"),
+            throw AppError(err::kInvalidPropertyValue, QStringLiteral("ConnSock"),
                            QStringLiteral("Invalid property value"));
         }
         port = static_cast<quint16>(wanted);

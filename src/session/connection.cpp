@@ -1,6 +1,6 @@
 #include "session/connection.h"
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QTcpSocket>
 

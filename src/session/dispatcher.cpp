@@ -13,14 +13,8 @@ Dispatcher::Dispatcher(Connection& connection, Trap trap, QObject* parent)
     connect(&connection_, &Connection::dataArrival, this, &Dispatcher::OnDataArrival);
 }
 
-void Dispatcher::setHandler(const QString& code, Handler handler, Errors errors) {
-    for (std::size_t i = 0; i < kRoutes.size(); ++i) {
-        if (code == QLatin1String(kRoutes[i].code)) {
-            handlers_[i] = Slot{std::move(handler), errors};
-            return;
-        }
-    }
-    Q_ASSERT_X(false, "Dispatcher::setHandler", "code not in the reply table");
+void Dispatcher::setHandler(Reply reply, Handler handler, Errors errors) {
+    handlers_[static_cast<std::size_t>(reply)] = Slot{std::move(handler), errors};
 }
 
 void Dispatcher::OnDataArrival() {
@@ -56,7 +50,8 @@ void Dispatcher::dispatchRecord(const QStringList& fields) {
     const Record record(fields);
     const QString& code = record.field(0);
     for (std::size_t i = 0; i < kRoutes.size(); ++i) {
-        if (code != QLatin1String(kRoutes[i].code)) {
+        const std::string_view route = kRoutes[i].code;
+        if (code != QLatin1StringView(route.data(), static_cast<qsizetype>(route.size()))) {
             continue;
         }
         QStringList args{code};

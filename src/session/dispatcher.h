@@ -3,6 +3,7 @@
 // compared exactly, in the fixed order below; the first match wins.
 #pragma once
 
+#include "protocol/wire.h"
 #include "session/record.h"
 
 #include <QObject>
@@ -22,15 +23,50 @@ public:
     using Trap = std::function<void(const QString& routine, const std::function<void()>& action)>;
     using Handler = std::function<void(const Record& args)>;
 
-    struct Route {
-        const char* code;
-        int fieldsUsed; // fields 1..n handed on; -1 for the unknown-code route
+    // The replies of the table, in the order their codes are tested.
+    enum class Reply : std::size_t {
+        LI,
+        RU,
+        SO,
+        BL,
+        OM,
+        PM,
+        LOn,
+        LOff,
+        CI,
+        CDet,
+        CO,
+        CE,
+        CM,
+        FR,
+        FA,
+        SU,
+        UNO,
+        UNV
     };
-    // In the order the codes are tested.
+    struct Route {
+        std::string_view code;
+        int fieldsUsed; // fields 1..n handed on
+    };
     static constexpr std::array<Route, 18> kRoutes{{
-        {"+LI", 1},  {"+RU", 2}, {"+SO", 3},   {"+BL", 1}, {"+OM", 1}, {"+PM", 5},
-        {"+LOn", 1}, {"+LOff", 1}, {"+CI", 3}, {"+CDet", 1}, {"+CO", 1}, {"+CE", 1},
-        {"+CM", 5},  {"+FR", 4}, {"+FA", 3},   {"+SU", 1}, {"+UNO", 1}, {"+UNV", 1},
+        {protocol::reply::LI, 1},
+        {protocol::reply::RU, 2},
+        {protocol::reply::SO, 3},
+        {protocol::reply::BL, 1},
+        {protocol::reply::OM, 1},
+        {protocol::reply::PM, 5},
+        {protocol::reply::LOn, 1},
+        {protocol::reply::LOff, 1},
+        {protocol::reply::CI, 3},
+        {protocol::reply::CDet, 1},
+        {protocol::reply::CO, 1},
+        {protocol::reply::CE, 1},
+        {protocol::reply::CM, 5},
+        {protocol::reply::FR, 4},
+        {protocol::reply::FA, 3},
+        {protocol::reply::SU, 1},
+        {protocol::reply::UNO, 1},
+        {protocol::reply::UNV, 1},
     }};
 
     Dispatcher(Connection& connection, Trap trap, QObject* parent = nullptr);
@@ -40,8 +76,8 @@ public:
     // rest of the batch is dropped), for the replies handled in line.
     enum class Errors { OwnTrap, Dispatcher };
 
-    // Sets the handler of a code of the table; the owning feature registers it.
-    void setHandler(const QString& code, Handler handler, Errors errors = Errors::OwnTrap);
+    // Sets the handler of a reply of the table.
+    void setHandler(Reply reply, Handler handler, Errors errors = Errors::OwnTrap);
     // Called for a record whose code is not in the table.
     void setUnknownHandler(Handler handler) { unknown_ = std::move(handler); }
 

@@ -2,7 +2,7 @@
 // a field the record does not have is a subscript error, as with any array.
 #pragma once
 
-#include "session/app_error.h"
+#include "platform/app_error.h"
 
 #include <QString>
 #include <QStringList>

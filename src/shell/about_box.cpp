@@ -1,7 +1,7 @@
 #include "shell/about_box.h"
 
-#include "app/client.h"
-#include "shell/image_list.h"
+#include "controls/image_list.h"
+#include "session/session.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -13,7 +13,7 @@ namespace velmora {
 AboutBox::AboutBox(QWidget* owner) : QDialog(owner) {
     setObjectName(QStringLiteral("frmAbout"));
     setAttribute(Qt::WA_DeleteOnClose);
-    const QString product = QString::fromLatin1(Client::kAppTitle);
+    const QString product = QString::fromLatin1(Session::kAppTitle);
     setWindowTitle(QStringLiteral("About \"") + product + QLatin1Char('"'));
 
     auto* logo = new QLabel(this);
@@ -22,7 +22,7 @@ AboutBox::AboutBox(QWidget* owner) : QDialog(owner) {
     auto* name = new QLabel(QStringLiteral("<span style='font-size:16pt; font-weight:bold'>") +
                                 product + QStringLiteral("</span>"),
                             this);
-    auto* version = new QLabel(QStringLiteral("Version: ") + Client::versionField(), this);
+    auto* version = new QLabel(QStringLiteral("Version: ") + Session::versionField(), this);
     version->setObjectName(QStringLiteral("lblVersion"));
     auto* blurb = new QLabel(QStringLiteral("A desktop instant messenger: buddies, private "
                                             "messages, conferences and offline messages."),

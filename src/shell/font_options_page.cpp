@@ -1,6 +1,6 @@
 #include "shell/font_options_page.h"
 
-#include "shell/settings.h"
+#include "settings/settings.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,9 +1,10 @@
 #include "shell/main_window.h"
 
-#include "app/client.h"
-#include "contacts/buddy_list.h"
-#include "contacts/buddy_tree_delegate.h"
-#include "shell/image_list.h"
+#include "controls/buddy_list.h"
+#include "controls/buddy_tree_delegate.h"
+#include "controls/image_list.h"
+#include "session/session.h"
+#include "shell/login_window.h"
 #include "shell/toolbar_icons.h"
 
 #include <QAction>
@@ -17,12 +18,12 @@
 
 namespace velmora {
 
-MainWindow::MainWindow(Client& client)
-    : client_(client), tvBuddies_(new QTreeWidget(this)), sbConnect_(new QStatusBar(this)),
+MainWindow::MainWindow(Session& session)
+    : session_(session), tvBuddies_(new QTreeWidget(this)), sbConnect_(new QStatusBar(this)),
       tbMain_(new QToolBar(this)), pctSys_(new QSystemTrayIcon(this)), mnuSys_(new QMenu(this)),
       mnuBuddy_(new QMenu(this)) {
     setObjectName(QStringLiteral("frmMain"));
-    setWindowTitle(QString::fromLatin1(Client::kAppTitle));
+    setWindowTitle(QString::fromLatin1(Session::kAppTitle));
     setWindowIcon(images::mainImage(images::kTrayOnline));
     resize(300, 560);
 
@@ -39,7 +40,8 @@ MainWindow::MainWindow(Client& client)
     tvBuddies_->setUniformRowHeights(true);
     tvBuddies_->setContextMenuPolicy(Qt::CustomContextMenu);
     setCentralWidget(tvBuddies_);
-    buddies_ = std::make_unique<BuddyList>(*tvBuddies_, client_.session().lngNodeKey);
+    buddies_ = std::make_unique<BuddyList>(*tvBuddies_, session_.values().lngNodeKey);
+    session_.setFrame(this);
 
     sbConnect_->setObjectName(QStringLiteral("sbConnect"));
     setStatusBar(sbConnect_);
@@ -60,11 +62,23 @@ MainWindow::MainWindow(Client& client)
     resetBuddyTree();
     setToolbarOffline();
     setConnectStatus(QStringLiteral("Offline"));
-    SetTrayStatus(kImageOffline, QStringLiteral("Offline"));
+    setTrayStatus(kImageOffline, QStringLiteral("Offline"));
 }
 
 MainWindow::~MainWindow() {
+    delete loginWindow_.data();
     pctSys_->hide();
+}
+
+LoginWindow* MainWindow::existingLoginWindow() const {
+    return loginWindow_.data();
+}
+
+LoginWindow& MainWindow::loginWindow() {
+    if (!loginWindow_) {
+        loginWindow_ = new LoginWindow(session_, this);
+    }
+    return *loginWindow_;
 }
 
 QAction* MainWindow::addMenuAction(QMenu* menu, const char* name, const QString& text) {
@@ -76,26 +90,27 @@ QAction* MainWindow::addMenuAction(QMenu* menu, const char* name, const QString&
 void MainWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
-    addMenuAction(file, "mnuFileLogInOut", QStringLiteral("Log &In / Out"));
-    addMenuAction(file, "mnuFileEditServerList", QStringLiteral("Edit &Server List..."));
+    actions_.fileLogInOut = addMenuAction(file, "mnuFileLogInOut", QStringLiteral("Log &In / Out"));
+    actions_.fileEditServerList =
+        addMenuAction(file, "mnuFileEditServerList", QStringLiteral("Edit &Server List..."));
     file->addSeparator();
-    QAction* toTray =
+    QAction* toTray = actions_.fileMinimizeToTray =
         addMenuAction(file, "mnuFileMinimizeToTray", QStringLiteral("&Minimize to Tray"));
     connect(toTray, &QAction::triggered, this, [this] {
         setWindowState(windowState() | Qt::WindowMinimized);
         hideToTray();
     });
     file->addSeparator();
-    QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
+    QAction* exit = actions_.fileExit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
     connect(exit, &QAction::triggered, this, &QWidget::close);
 
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     edit->setObjectName(QStringLiteral("mnuEdit"));
-    addMenuAction(edit, "mnuEditSettings", QStringLiteral("&Settings..."));
+    actions_.editSettings = addMenuAction(edit, "mnuEditSettings", QStringLiteral("&Settings..."));
 
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     tools->setObjectName(QStringLiteral("mnuTools"));
-    QAction* sendMessage =
+    QAction* sendMessage = actions_.toolsSendMessage =
         addMenuAction(tools, "mnuToolsSendMessage", QStringLiteral("Send &Message"));
     connect(sendMessage, &QAction::triggered, this, [this] {
         const QString buddy = selectedBuddy();
@@ -103,21 +118,29 @@ void MainWindow::buildMenus() {
             emit buddyActivated(buddy);
         }
     });
-    addMenuAction(tools, "mnuToolsSendAPM", QStringLiteral("Send an &IM..."));
-    addMenuAction(tools, "mnuToolsSendFile", QStringLiteral("Send &File..."));
-    addMenuAction(tools, "mnuToolsViewProfile", QStringLiteral("View &Profile"));
+    actions_.toolsSendAPM =
+        addMenuAction(tools, "mnuToolsSendAPM", QStringLiteral("Send an &IM..."));
+    actions_.toolsSendFile =
+        addMenuAction(tools, "mnuToolsSendFile", QStringLiteral("Send &File..."));
+    actions_.toolsViewProfile =
+        addMenuAction(tools, "mnuToolsViewProfile", QStringLiteral("View &Profile"));
     tools->addSeparator();
-    addMenuAction(tools, "mnuToolsAddContact", QStringLiteral("&Add Contact..."));
-    addMenuAction(tools, "mnuToolsDeleteContact", QStringLiteral("&Delete Contact"));
-    addMenuAction(tools, "mnuToolsSearchUsers", QStringLiteral("Searc&h Users..."));
+    actions_.toolsAddContact =
+        addMenuAction(tools, "mnuToolsAddContact", QStringLiteral("&Add Contact..."));
+    actions_.toolsDeleteContact =
+        addMenuAction(tools, "mnuToolsDeleteContact", QStringLiteral("&Delete Contact"));
+    actions_.toolsSearchUsers =
+        addMenuAction(tools, "mnuToolsSearchUsers", QStringLiteral("Searc&h Users..."));
     tools->addSeparator();
-    addMenuAction(tools, "mnuToolsOpenConference", QStringLiteral("Open &Conference..."));
-    addMenuAction(tools, "mnuToolsOfflineMsgs", QStringLiteral("&Offline Messages..."));
+    actions_.toolsOpenConference =
+        addMenuAction(tools, "mnuToolsOpenConference", QStringLiteral("Open &Conference..."));
+    actions_.toolsOfflineMsgs =
+        addMenuAction(tools, "mnuToolsOfflineMsgs", QStringLiteral("&Offline Messages..."));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->setObjectName(QStringLiteral("mnuHelp"));
-    addMenuAction(help, "mnuHelpHelp", QStringLiteral("&Help Contents"));
-    addMenuAction(help, "mnuHelpAbout", QStringLiteral("&About Velmora"));
+    actions_.helpHelp = addMenuAction(help, "mnuHelpHelp", QStringLiteral("&Help Contents"));
+    actions_.helpAbout = addMenuAction(help, "mnuHelpAbout", QStringLiteral("&About Velmora"));
 }
 
 void MainWindow::buildToolbar() {
@@ -130,18 +153,18 @@ void MainWindow::buildToolbar() {
     tbMain_->setIconSize(QSize(26, 26));
     addToolBar(Qt::TopToolBarArea, tbMain_);
     // Each button runs the menu command of the same meaning.
-    const std::array<std::pair<const char*, const char*>, 5> buttons{{
-        {"Send IM", "mnuToolsSendMessage"},
-        {"Send File", "mnuToolsSendFile"},
-        {"View Profile", "mnuToolsViewProfile"},
-        {"Add Contact", "mnuToolsAddContact"},
-        {"Open Conference", "mnuToolsOpenConference"},
+    const std::array<std::pair<const char*, QAction*>, 5> buttons{{
+        {"Send IM", actions_.toolsSendMessage},
+        {"Send File", actions_.toolsSendFile},
+        {"View Profile", actions_.toolsViewProfile},
+        {"Add Contact", actions_.toolsAddContact},
+        {"Open Conference", actions_.toolsOpenConference},
     }};
     for (std::size_t i = 0; i < buttons.size(); ++i) {
         QAction* button = tbMain_->addAction(toolbar_icons::button(static_cast<int>(i) + 1),
                                              QString::fromLatin1(buttons[i].first));
         button->setObjectName(QStringLiteral("tbMainButton%1").arg(i + 1));
-        auto* command = findChild<QAction*>(QString::fromLatin1(buttons[i].second));
+        QAction* command = buttons[i].second;
         command->setIcon(button->icon());
         connect(button, &QAction::triggered, command, &QAction::trigger);
         buttons_[i] = button;
@@ -151,7 +174,8 @@ void MainWindow::buildToolbar() {
 void MainWindow::buildTray() {
     pctSys_->setObjectName(QStringLiteral("pctSys"));
     mnuSys_->setObjectName(QStringLiteral("mnuSys"));
-    QAction* sha = addMenuAction(mnuSys_, "mnuSysSHA", QStringLiteral("Hide Application"));
+    QAction* sha = actions_.sysSHA =
+        addMenuAction(mnuSys_, "mnuSysSHA", QStringLiteral("Hide Application"));
     connect(sha, &QAction::triggered, this, [this] {
         if (isVisible()) {
             setWindowState(windowState() | Qt::WindowMinimized);
@@ -161,15 +185,14 @@ void MainWindow::buildTray() {
         }
     });
     mnuSys_->addSeparator();
-    QAction* sendAnIM = addMenuAction(mnuSys_, "mnuSysSendAnIM", QStringLiteral("Send an IM..."));
-    connect(sendAnIM, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuToolsSendAPM")),
-            &QAction::trigger);
-    QAction* addABuddy =
+    QAction* sendAnIM = actions_.sysSendAnIM =
+        addMenuAction(mnuSys_, "mnuSysSendAnIM", QStringLiteral("Send an IM..."));
+    connect(sendAnIM, &QAction::triggered, actions_.toolsSendAPM, &QAction::trigger);
+    QAction* addABuddy = actions_.sysAddABuddy =
         addMenuAction(mnuSys_, "mnuSysAddABuddy", QStringLiteral("Add a Buddy..."));
-    connect(addABuddy, &QAction::triggered,
-            findChild<QAction*>(QStringLiteral("mnuToolsAddContact")), &QAction::trigger);
+    connect(addABuddy, &QAction::triggered, actions_.toolsAddContact, &QAction::trigger);
     mnuSys_->addSeparator();
-    QAction* exit = addMenuAction(mnuSys_, "mnuSysExit", QStringLiteral("Exit"));
+    QAction* exit = actions_.sysExit = addMenuAction(mnuSys_, "mnuSysExit", QStringLiteral("Exit"));
     connect(exit, &QAction::triggered, this, &QWidget::close);
     connect(mnuSys_, &QMenu::aboutToShow, this, &MainWindow::updateTrayMenu);
 
@@ -188,14 +211,17 @@ void MainWindow::buildTray() {
 
 void MainWindow::buildBuddyMenu() {
     mnuBuddy_->setObjectName(QStringLiteral("mnuBuddy"));
-    for (const char* name :
-         {"mnuToolsSendMessage", "mnuToolsSendAPM", "mnuToolsSendFile", "mnuToolsViewProfile", "",
-          "mnuToolsAddContact", "mnuToolsDeleteContact", "mnuToolsSearchUsers", "",
-          "mnuToolsOpenConference", "mnuToolsOfflineMsgs"}) {
-        if (*name == '\0') {
-            mnuBuddy_->addSeparator();
+    const Actions& a = actions_;
+    // Null marks a separator.
+    for (QAction* command :
+         {a.toolsSendMessage, a.toolsSendAPM, a.toolsSendFile, a.toolsViewProfile,
+          static_cast<QAction*>(nullptr), a.toolsAddContact, a.toolsDeleteContact,
+          a.toolsSearchUsers, static_cast<QAction*>(nullptr), a.toolsOpenConference,
+          a.toolsOfflineMsgs}) {
+        if (command) {
+            mnuBuddy_->addAction(command);
         } else {
-            mnuBuddy_->addAction(findChild<QAction*>(QString::fromLatin1(name)));
+            mnuBuddy_->addSeparator();
         }
     }
 }
@@ -209,17 +235,16 @@ void MainWindow::showBuddyMenu(const QPoint& pos) {
 }
 
 void MainWindow::updateTrayMenu() {
-    auto* sha = findChild<QAction*>(QStringLiteral("mnuSysSHA"));
-    sha->setText(isVisible() ? QStringLiteral("Hide Application")
-                             : QStringLiteral("Show Application"));
+    actions_.sysSHA->setText(isVisible() ? QStringLiteral("Hide Application")
+                                         : QStringLiteral("Show Application"));
     // Sending and adding need a live session.
-    const bool online = !client_.session().userName.isEmpty();
-    findChild<QAction*>(QStringLiteral("mnuSysSendAnIM"))->setEnabled(online);
-    findChild<QAction*>(QStringLiteral("mnuSysAddABuddy"))->setEnabled(online);
+    const bool online = !session_.values().userName.isEmpty();
+    actions_.sysSendAnIM->setEnabled(online);
+    actions_.sysAddABuddy->setEnabled(online);
 }
 
 void MainWindow::onTrayNotification(int code) {
-    client_.trap([&] {
+    session_.trap([&] {
         updateTrayMenu();
         if (code == kTrayDoubleClick) {
             restoreFromTray();
@@ -265,31 +290,31 @@ void MainWindow::setToolbarOffline() {
 void MainWindow::setSessionCommandsEnabled(bool enabled) {
     // The commands that talk to the server; the offline messages are kept
     // on this computer and stay readable while offline.
-    for (const char* name : {"mnuToolsSendMessage", "mnuToolsSendAPM", "mnuToolsSendFile",
-                             "mnuToolsViewProfile", "mnuToolsAddContact", "mnuToolsDeleteContact",
-                             "mnuToolsSearchUsers", "mnuToolsOpenConference"}) {
-        findChild<QAction*>(QString::fromLatin1(name))->setEnabled(enabled);
+    const Actions& a = actions_;
+    for (QAction* command :
+         {a.toolsSendMessage, a.toolsSendAPM, a.toolsSendFile, a.toolsViewProfile,
+          a.toolsAddContact, a.toolsDeleteContact, a.toolsSearchUsers, a.toolsOpenConference}) {
+        command->setEnabled(enabled);
     }
-    findChild<QAction*>(QStringLiteral("mnuFileLogInOut"))
-        ->setText(enabled ? QStringLiteral("Log &Out") : QStringLiteral("Log &In..."));
+    a.fileLogInOut->setText(enabled ? QStringLiteral("Log &Out") : QStringLiteral("Log &In..."));
 }
 
 void MainWindow::setProfileEntriesVisible(bool visible) {
-    findChild<QAction*>(QStringLiteral("mnuToolsViewProfile"))->setVisible(visible);
+    actions_.toolsViewProfile->setVisible(visible);
     toolbarButton(3)->setVisible(visible);
 }
 
 void MainWindow::setOpenConferenceVisible(bool visible) {
-    findChild<QAction*>(QStringLiteral("mnuToolsOpenConference"))->setVisible(visible);
+    actions_.toolsOpenConference->setVisible(visible);
 }
 
 void MainWindow::resetBuddyTree() {
     buddies_->reset();
 }
 
-void MainWindow::SetTrayStatus(int image, const QString& text) {
+void MainWindow::setTrayStatus(int image, const QString& text) {
     trayImage_ = image;
-    pctSys_->setToolTip(QString::fromLatin1(Client::kAppTitle) + QStringLiteral(" - ") + text);
+    pctSys_->setToolTip(QString::fromLatin1(Session::kAppTitle) + QStringLiteral(" - ") + text);
     pctSys_->setIcon(images::mainImage(image));
 }
 
@@ -322,14 +347,14 @@ void MainWindow::restoreFromTray() {
 void MainWindow::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
     if (event->type() == QEvent::WindowStateChange && isMinimized() &&
-        client_.values().minTray == 1) {
+        session_.preferences().minTray == 1) {
         hideToTray();
     }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     // Closing the main window ends the program: the session goes with it.
-    client_.trap([&] { client_.closeSessionWindows(); });
+    session_.trap([&] { session_.closeSessionWindows(); });
     pctSys_->hide();
     event->accept();
     emit exitRequested();

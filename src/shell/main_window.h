@@ -1,8 +1,11 @@
 // `frmMain`: the buddy tree, the toolbar `tbMain`, the menus, the status bar
-// `sbConnect` and the tray icon. It lives as long as its Client.
+// `sbConnect` and the tray icon. It lives as long as its Session.
 #pragma once
 
+#include "session/main_frame.h"
+
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 
 #include <array>
@@ -20,41 +23,47 @@ class QToolBar;
 namespace velmora {
 
 class BuddyList;
-class Client;
+class LoginWindow;
+class Session;
 
-class MainWindow : public QMainWindow {
+class MainWindow : public QMainWindow, public MainFrame {
     Q_OBJECT
 public:
-    static constexpr int kImageOffline = 13;
-    static constexpr int kImageOnline = 12;
     // Tray notification codes: left double click and right button down.
     static constexpr int kTrayDoubleClick = 0x203;
     static constexpr int kTrayRightButtonDown = 0x204;
 
-    explicit MainWindow(Client& client);
+    explicit MainWindow(Session& session);
     ~MainWindow() override;
 
-    [[nodiscard]] BuddyList& buddies() { return *buddies_; }
+    [[nodiscard]] QWidget& widget() override { return *this; }
+    [[nodiscard]] const Actions& actions() const override { return actions_; }
+    [[nodiscard]] BuddyList& buddies() override { return *buddies_; }
     [[nodiscard]] QTreeWidget& tvBuddies() { return *tvBuddies_; }
 
-    void setConnectStatus(const QString& text);
+    // The login window, created (hidden) when none is open.
+    [[nodiscard]] LoginWindow& loginWindow();
+    // The login window if one is open, else null.
+    [[nodiscard]] LoginWindow* existingLoginWindow() const;
+
+    void setConnectStatus(const QString& text) override;
     [[nodiscard]] QString connectStatus() const;
 
     // Toolbar buttons by index, 1 to 5.
     [[nodiscard]] QAction* toolbarButton(int index) const;
-    void setToolbarButtonEnabled(int index, bool enabled);
+    void setToolbarButtonEnabled(int index, bool enabled) override;
     // After login: the buttons and menu commands that act on the session
     // come alive.
-    void setToolbarOnline();
+    void setToolbarOnline() override;
     // Buttons 1 to 5 disabled and the profile button hidden; the session's
     // menu commands disabled.
-    void setToolbarOffline();
-    void setProfileEntriesVisible(bool visible);
-    void setOpenConferenceVisible(bool visible);
-    void resetBuddyTree();
+    void setToolbarOffline() override;
+    void setProfileEntriesVisible(bool visible) override;
+    void setOpenConferenceVisible(bool visible) override;
+    void resetBuddyTree() override;
 
     // Tray icon image (main image list index) and tip: title + " - " + text.
-    void SetTrayStatus(int image, const QString& text);
+    void setTrayStatus(int image, const QString& text) override;
     [[nodiscard]] QString trayTip() const;
     [[nodiscard]] int trayImage() const { return trayImage_; }
     // One tray notification, by code (see kTray*).
@@ -66,7 +75,7 @@ public:
     void showBuddyMenu(const QPoint& pos);
 
     // The buddy selected in the tree, or empty when none or a group node.
-    [[nodiscard]] QString selectedBuddy() const;
+    [[nodiscard]] QString selectedBuddy() const override;
 
     void hideToTray();
     void restoreFromTray();
@@ -90,7 +99,7 @@ private:
     void updateTrayMenu();
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
 
-    Client& client_;
+    Session& session_;
     QTreeWidget* tvBuddies_;
     std::unique_ptr<BuddyList> buddies_;
     QStatusBar* sbConnect_;
@@ -100,6 +109,8 @@ private:
     QMenu* mnuSys_;
     QMenu* mnuBuddy_;
     int trayImage_ = kImageOffline;
+    Actions actions_;
+    QPointer<LoginWindow> loginWindow_;
 };
 
 } // namespace velmora

@@ -1,8 +1,9 @@
 #include "shell/server_list_editor.h"
 
-#include "app/client.h"
 #include "platform/prompter.h"
-#include "shell/server_list.h"
+#include "protocol/wire.h"
+#include "session/session.h"
+#include "settings/server_list.h"
 
 #include <QCloseEvent>
 #include <QGridLayout>
@@ -14,8 +15,8 @@
 
 namespace velmora {
 
-ServerListEditor::ServerListEditor(Client& client, QWidget* owner)
-    : QDialog(owner), client_(client), path_(client.settings().serverListPath()),
+ServerListEditor::ServerListEditor(Session& session, QWidget* owner)
+    : QDialog(owner), session_(session), path_(session.settings().serverListPath()),
       lstServers_(new QListWidget(this)), txtServer_(new QLineEdit(this)),
       cmdAdd_(new QPushButton(QStringLiteral("&Add"), this)),
       cmdDelete_(new QPushButton(QStringLiteral("&Delete"), this)),
@@ -49,7 +50,7 @@ ServerListEditor::ServerListEditor(Client& client, QWidget* owner)
     connect(cmdSave_, &QPushButton::clicked, this, [this] { cmdSave_Click(); });
     connect(cmdClose_, &QPushButton::clicked, this, &QWidget::close);
 
-    client_.trap([&] { lstServers_->addItems(server_list::load(path_)); });
+    session_.trap([&] { lstServers_->addItems(server_list::load(path_)); });
 }
 
 QStringList ServerListEditor::servers() const {
@@ -64,9 +65,9 @@ void ServerListEditor::cmdAdd_Click() {
     const QString address = txtServer_->text().trimmed();
     // The login window takes an address of at least two characters with at
     // most one colon; anything else could never be used.
-    if (address.size() < 2 || address.count(QLatin1Char(':')) > 1 ||
+    if (address.size() < 2 || address.count(QLatin1Char(protocol::kHostPortSep)) > 1 ||
         servers().contains(address, Qt::CaseInsensitive)) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     lstServers_->addItem(address);
@@ -78,7 +79,7 @@ void ServerListEditor::cmdAdd_Click() {
 void ServerListEditor::cmdDelete_Click() {
     const int row = lstServers_->currentRow();
     if (row < 0) {
-        client_.prompter().beep();
+        session_.prompter().beep();
         return;
     }
     delete lstServers_->takeItem(row);
@@ -86,7 +87,7 @@ void ServerListEditor::cmdDelete_Click() {
 }
 
 void ServerListEditor::cmdSave_Click() {
-    client_.trap([&] {
+    session_.trap([&] {
         server_list::save(path_, servers());
         changed_ = false;
         emit saved();
@@ -95,8 +96,8 @@ void ServerListEditor::cmdSave_Click() {
 
 void ServerListEditor::closeEvent(QCloseEvent* event) {
     if (changed_ &&
-        client_.ShowMessage(QStringLiteral("Do you wish to save the changes to the server list?"),
-                            style::kYesNoQuestion, QString(), this) == answer::kYes) {
+        session_.showMessage(QStringLiteral("Do you wish to save the changes to the server list?"),
+                             style::kYesNoQuestion, QString(), this) == answer::kYes) {
         cmdSave_Click();
     }
     QDialog::closeEvent(event);

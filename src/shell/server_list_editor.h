@@ -10,12 +10,12 @@ class QPushButton;
 
 namespace velmora {
 
-class Client;
+class Session;
 
 class ServerListEditor : public QDialog {
     Q_OBJECT
 public:
-    ServerListEditor(Client& client, QWidget* owner);
+    ServerListEditor(Session& session, QWidget* owner);
 
     void cmdAdd_Click();
     void cmdDelete_Click();
@@ -30,7 +30,7 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    Client& client_;
+    Session& session_;
     QString path_;
     QListWidget* lstServers_;
     QLineEdit* txtServer_;

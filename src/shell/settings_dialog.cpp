@@ -1,6 +1,6 @@
 #include "shell/settings_dialog.h"
 
-#include "app/client.h"
+#include "session/session.h"
 #include "shell/font_options_page.h"
 #include "shell/general_options_page.h"
 #include "shell/sound_options_page.h"
@@ -12,8 +12,8 @@
 
 namespace velmora {
 
-SettingsDialog::SettingsDialog(Client& client, QWidget* owner)
-    : QDialog(owner), client_(client), tabs_(new QTabWidget(this)) {
+SettingsDialog::SettingsDialog(Session& session, QWidget* owner)
+    : QDialog(owner), session_(session), tabs_(new QTabWidget(this)) {
     setObjectName(QStringLiteral("frmSettings"));
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Settings"));
@@ -21,13 +21,13 @@ SettingsDialog::SettingsDialog(Client& client, QWidget* owner)
 
     auto* general = new GeneralOptionsPage(tabs_);
     auto* font = new FontOptionsPage(tabs_);
-    auto* sounds = new SoundOptionsPage(client_.desktop(), tabs_);
+    auto* sounds = new SoundOptionsPage(session_.desktop(), tabs_);
     tabs_->addTab(general, QStringLiteral("General Settings"));
     tabs_->addTab(font, QStringLiteral("Default Font Settings"));
     tabs_->addTab(sounds, QStringLiteral("Sound Settings"));
     pages_ = {general, font, sounds};
     for (OptionsPage* page : pages_) {
-        client_.trap([&] { page->restoreOptions(client_.settings()); });
+        session_.trap([&] { page->restoreOptions(session_.settings()); });
     }
 
     auto* ok = new QPushButton(QStringLiteral("OK"), this);
@@ -57,7 +57,7 @@ SettingsDialog::SettingsDialog(Client& client, QWidget* owner)
 
 void SettingsDialog::applyOptions() {
     for (OptionsPage* page : pages_) {
-        client_.trap([&] { page->applyOptions(client_.settings(), client_.values()); });
+        session_.trap([&] { page->applyOptions(session_.settings(), session_.preferences()); });
     }
 }
 

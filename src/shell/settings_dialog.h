@@ -9,18 +9,18 @@ class QTabWidget;
 
 namespace velmora {
 
-class Client;
+class Session;
 class OptionsPage;
 
 class SettingsDialog : public QDialog {
     Q_OBJECT
 public:
-    SettingsDialog(Client& client, QWidget* owner);
+    SettingsDialog(Session& session, QWidget* owner);
 
     void applyOptions();
 
 private:
-    Client& client_;
+    Session& session_;
     QTabWidget* tabs_;
     QList<OptionsPage*> pages_;
 };

@@ -1,9 +1,9 @@
-#include "app/features.h"
+#include "shell/install.h"
 
-#include "app/client.h"
 #include "platform/desktop.h"
-#include "session/login_window.h"
+#include "session/session.h"
 #include "shell/about_box.h"
+#include "shell/login_window.h"
 #include "shell/main_window.h"
 #include "shell/server_list_editor.h"
 #include "shell/settings_dialog.h"
@@ -15,42 +15,41 @@ namespace velmora {
 namespace {
 
 // Shows the window named `name`, making it with `make` when none is open.
-template <typename Make> void showWindow(Client& client, const char* name, Make make) {
-    client.showSingle(client.findWindowByName(QString::fromLatin1(name)), make);
+template <typename Make> void showWindow(Session& session, const char* name, Make make) {
+    session.showSingle(session.findWindowByName(QString::fromLatin1(name)), make);
 }
 
-void onMenu(Client& client, const char* name, std::function<void()> action) {
-    auto* item = client.mainWindow().findChild<QAction*>(QString::fromLatin1(name));
-    QObject::connect(item, &QAction::triggered, &client,
-                     [&client, action] { client.trap([&] { action(); }); });
+void onMenu(Session& session, QAction* item, std::function<void()> action) {
+    QObject::connect(item, &QAction::triggered, &session,
+                     [&session, action] { session.trap([&] { action(); }); });
 }
 
 } // namespace
 
-void installShell(Client& client) {
-    MainWindow& main = client.mainWindow();
-    onMenu(client, "mnuFileEditServerList", [&client, &main] {
-        showWindow(client, "frmSrvLst", [&client, &main] {
-            auto* editor = new ServerListEditor(client, &main);
+void installShell(Session& session, MainWindow& main) {
+    const Actions& actions = main.actions();
+    onMenu(session, actions.fileEditServerList, [&session, &main] {
+        showWindow(session, "frmSrvLst", [&session, &main] {
+            auto* editor = new ServerListEditor(session, &main);
             // A login window already open offers the new list at once.
-            QObject::connect(editor, &ServerListEditor::saved, &client, [&client] {
-                if (LoginWindow* login = client.existingLoginWindow()) {
+            QObject::connect(editor, &ServerListEditor::saved, &session, [&main] {
+                if (LoginWindow* login = main.existingLoginWindow()) {
                     login->loadServers();
                 }
             });
             return editor;
         });
     });
-    onMenu(client, "mnuEditSettings", [&client, &main] {
-        showWindow(client, "frmSettings",
-                   [&client, &main] { return new SettingsDialog(client, &main); });
+    onMenu(session, actions.editSettings, [&session, &main] {
+        showWindow(session, "frmSettings",
+                   [&session, &main] { return new SettingsDialog(session, &main); });
     });
-    onMenu(client, "mnuHelpHelp", [&client, &main] {
-        client.desktop().showHelp(client.appFolder() + QStringLiteral("/help"),
-                                  QStringLiteral("Index.html"), &main);
+    onMenu(session, actions.helpHelp, [&session, &main] {
+        session.desktop().showHelp(session.appFolder() + QStringLiteral("/help"),
+                                   QStringLiteral("Index.html"), &main);
     });
-    onMenu(client, "mnuHelpAbout", [&client, &main] {
-        showWindow(client, "frmAbout", [&main] { return new AboutBox(&main); });
+    onMenu(session, actions.helpAbout, [&session, &main] {
+        showWindow(session, "frmAbout", [&main] { return new AboutBox(&main); });
     });
 }
 

@@ -1,7 +1,7 @@
 #include "shell/sound_options_page.h"
 
 #include "platform/desktop.h"
-#include "shell/settings.h"
+#include "settings/settings.h"
 
 #include <QCheckBox>
 #include <QDir>

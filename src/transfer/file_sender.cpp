@@ -1,15 +1,15 @@
 #include "transfer/file_sender.h"
 
-#include "app/client.h"
 #include "platform/desktop.h"
+#include "session/session.h"
 
 #include <QLabel>
 #include <QWidget>
 
 namespace velmora {
 
-bool findFileSender(Client& client, const QString& userName) {
-    for (QWidget* window : client.windows()) {
+bool findFileSender(Session& session, const QString& userName) {
+    for (QWidget* window : session.windows()) {
         if (window->objectName() != QLatin1String("frmFileSender")) {
             continue;
         }
@@ -19,7 +19,7 @@ bool findFileSender(Client& client, const QString& userName) {
             return false;
         }
         if (remoteUser->text().compare(userName, Qt::CaseInsensitive) == 0) {
-            client.desktop().bringToFront(window);
+            session.desktop().bringToFront(window);
             return true;
         }
     }

@@ -7,10 +7,10 @@
 
 namespace velmora {
 
-class Client;
+class Session;
 
 // Brings forward the open file-sender window for `userName` and returns
 // true; returns false, doing nothing else, when there is none.
-bool findFileSender(Client& client, const QString& userName);
+bool findFileSender(Session& session, const QString& userName);
 
 } // namespace velmora

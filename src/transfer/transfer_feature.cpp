@@ -1,44 +1,33 @@
-#include "app/features.h"
+#include "transfer/install.h"
 
-#include "app/client.h"
 #include "platform/prompter.h"
-#include "session/dispatcher.h"
-#include "shell/main_window.h"
+#include "session/main_frame.h"
+#include "session/session.h"
 #include "transfer/file_sender.h"
 
 #include <QAction>
+#include <QWidget>
 
 namespace velmora {
 
-namespace {
-
-// Status codes of a file-send answer; none carries a meaning yet beyond
-// being valid. Compared exactly.
-bool isKnownSendStatus(const QString& status) {
-    return status == QLatin1String("SF") || status == QLatin1String("UO") ||
-           status == QLatin1String("FD");
-}
-
-} // namespace
-
-void installTransfer(Client& client) {
-    Dispatcher& d = client.dispatcher();
+void installTransfer(Session& session) {
     // A file offer: there is no receiving side yet, so it changes nothing.
-    d.setHandler(QStringLiteral("+FR"), [](const Record&) {});
-    d.setHandler(QStringLiteral("+FA"), [&client](const Record& r) {
-        if (!isKnownSendStatus(r.field(1))) {
-            client.ShowMessage(
+    session.onFileOffered([] {});
+    // No known status carries a meaning yet beyond being valid.
+    session.onFileSendAnswered([&session](bool known) {
+        if (!known) {
+            session.showMessage(
                 QStringLiteral("Error: Returned Value For The File Send Reqest Was Invalid!"),
-                style::kSystemInfo, client.mainWindow().windowTitle(), &client.mainWindow());
+                style::kSystemInfo, session.frame().widget().windowTitle(),
+                &session.frame().widget());
         }
     });
 
-    MainWindow& main = client.mainWindow();
-    QObject::connect(main.findChild<QAction*>(QStringLiteral("mnuToolsSendFile")),
-                     &QAction::triggered, &main, [&client] {
-                         const QString buddy = client.mainWindow().selectedBuddy();
+    QObject::connect(session.frame().actions().toolsSendFile, &QAction::triggered, &session,
+                     [&session] {
+                         const QString buddy = session.frame().selectedBuddy();
                          if (!buddy.isEmpty()) {
-                             findFileSender(client, buddy);
+                             findFileSender(session, buddy);
                          }
                      });
 }

@@ -10,18 +10,18 @@
 #include "conference/conf_open_dialog.h"
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
-#include "conference/invitation_dialog.h"
-#include "conference/invite_dialog.h"
-#include "contacts/buddy_list.h"
+#include "conference/received_invitation_dialog.h"
+#include "conference/send_invitation_dialog.h"
 #include "contacts/search_window.h"
+#include "controls/buddy_list.h"
 #include "controls/font_toolbar.h"
 #include "messaging/offline_window.h"
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "session/connection.h"
-#include "session/login_window.h"
-#include "session/registration_window.h"
+#include "shell/login_window.h"
 #include "shell/main_window.h"
+#include "shell/registration_window.h"
 #include "support/client_rig.h"
 #include "support/e2e.h"
 
@@ -66,7 +66,7 @@ bool hasLog(PMWindow& w, const QString& log) {
 }
 
 ConfWindow* room(E2eUser& p) {
-    return p.client->findChild<ConferenceRooms*>()->room();
+    return p.client->session().findChild<ConferenceRooms*>()->room();
 }
 
 bool openRoom(E2eUser& p) {
@@ -79,20 +79,21 @@ bool openRoom(E2eUser& p) {
 // `host` makes `guest` a buddy, invites them from the room window's dialog,
 // and `guest` accepts.
 bool invite(E2eUser& host, E2eUser& guest) {
-    host.client->connection().SendData(" ## cmdAB /:/ " + host.name + " /:/ " + guest.name);
+    host.client->session().connection().SendData(" ## cmdAB /:/ " + host.name + " /:/ " +
+                                                 guest.name);
     if (!QTest::qWaitFor([&] {
             return host.client->mainWindow().buddies().onlineBuddies().contains(guest.name);
         })) {
         return false;
     }
     room(host)->inviteUsers();
-    QTreeWidget& users = shown<InviteDialog>(host)->tvUsers();
+    QTreeWidget& users = shown<SendInvitationDialog>(host)->tvUsers();
     for (int i = 0; i < users.topLevelItemCount(); ++i) {
         QTreeWidgetItem* item = users.topLevelItem(i);
         item->setCheckState(0, item->text(0) == guest.name ? Qt::Checked : Qt::Unchecked);
     }
-    child<QPushButton>(*shown<InviteDialog>(host), "cmdInvite")->click();
-    auto* invitation = shown<InvitationDialog>(guest);
+    child<QPushButton>(*shown<SendInvitationDialog>(host), "cmdInvite")->click();
+    auto* invitation = shown<ReceivedInvitationDialog>(guest);
     return invitation && (invitation->findChild<QPushButton*>("cmdYes")->click(), true);
 }
 
@@ -122,7 +123,7 @@ private slots:
         E2eUser bobby(QStringLiteral("bobby"));
         bobby.client->start();
         bobby.client->loginWindow().findChild<QPushButton*>("cmdNewAccount")->click();
-        RegistrationWindow* signUp = findRegistrationWindow(*bobby.client);
+        RegistrationWindow* signUp = findRegistrationWindow(bobby.client->session());
         QVERIFY(signUp && signUp->isVisible());
         child<QLineEdit>(*signUp, "txtHost")->setText(server.address());
         child<QLineEdit>(*signUp, "txtUName")->setText(QStringLiteral("bobby"));
@@ -137,7 +138,8 @@ private slots:
         // Buddies join the list offline.
         for (const char* buddy : {"alicia", "carol1"}) {
             child<QAction>(bobby.client->mainWindow(), "mnuToolsAddContact")->trigger();
-            QWidget* dialog = bobby.client->findWindowByName(QStringLiteral("frmAddBuddy"));
+            QWidget* dialog =
+                bobby.client->session().findWindowByName(QStringLiteral("frmAddBuddy"));
             child<QLineEdit>(*dialog, "txtUName")->setText(QString::fromLatin1(buddy));
             child<QPushButton>(*dialog, "cmdAddBuddy")->click();
             QVERIFY(shows(bobby, buddy, 'f'));
@@ -153,7 +155,7 @@ private slots:
 
         // alicia searches for part of a name.
         child<QAction>(alicia.client->mainWindow(), "mnuToolsSearchUsers")->trigger();
-        SearchUsersWindow* search = findSearchWindow(*alicia.client);
+        SearchUsersWindow* search = findSearchWindow(alicia.client->session());
         QVERIFY(search && search->isVisible());
         auto* query = search->findChild<QLineEdit*>(QStringLiteral("txtQuery"));
         auto* results = search->findChild<QListWidget*>(QStringLiteral("lvResults"));
@@ -187,7 +189,7 @@ private slots:
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
         QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
 
-        PMWindow* toBobby = OpenPMWindow(*alicia.client, QStringLiteral("bobby"));
+        PMWindow* toBobby = OpenPMWindow(alicia.client->session(), QStringLiteral("bobby"));
         send(*toBobby, QStringLiteral("hello world :)"));
         PMWindow* toAlicia = shown<PMWindow>(bobby);
         QVERIFY(toAlicia);
@@ -210,7 +212,7 @@ private slots:
                                       longLine + "\n"));
 
         // carol1 has never logged in: the server keeps her messages.
-        PMWindow* toCarol = OpenPMWindow(*alicia.client, QStringLiteral("carol1"));
+        PMWindow* toCarol = OpenPMWindow(alicia.client->session(), QStringLiteral("carol1"));
         send(*toCarol, QStringLiteral("it's me, see you at 5"));
         send(*toCarol, QStringLiteral("second note"));
         QVERIFY(boxes(alicia, 2)); // the two "is offline" notes
@@ -233,9 +235,9 @@ private slots:
         // After a restart both are still there, read.
         carol.restart();
         QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
-        QVERIFY(!carol.client->findWindow<OfflineMessagesWindow>()); // nothing new waited
+        QVERIFY(!carol.client->session().findWindow<OfflineMessagesWindow>()); // nothing new waited
         child<QAction>(carol.client->mainWindow(), "mnuToolsOfflineMsgs")->trigger();
-        window = carol.client->findWindow<OfflineMessagesWindow>();
+        window = carol.client->session().findWindow<OfflineMessagesWindow>();
         QVERIFY(window);
         QCOMPARE(window->lvMessages().topLevelItemCount(), 2);
         QVERIFY(!window->lvMessages().topLevelItem(1)->font(0).bold());

@@ -34,7 +34,7 @@ ClientRig::ClientRig(const QByteArray& ini)
       client(home.path(), prompter, desktop) {}
 
 bool ClientRig::connect() {
-    Connection& c = client.connection();
+    Connection& c = client.session().connection();
     c.setRemoteHost(QStringLiteral("127.0.0.1"));
     c.setRemotePort(server.port());
     c.Connect();
@@ -43,14 +43,14 @@ bool ClientRig::connect() {
 }
 
 bool ClientRig::logIn(const QString& user) {
-    client.session().userName = user;
+    client.session().values().userName = user;
     client.mainWindow().setToolbarOnline();
     return connect();
 }
 
 QByteArray ClientRig::sent() {
     const QByteArray probe = " ## cmdSU /:/ probe";
-    client.connection().SendData(QString::fromLatin1(probe));
+    client.session().connection().SendData(QString::fromLatin1(probe));
     if (!QTest::qWaitFor([&] { return server.received.endsWith(probe); }, 5000)) {
         return "no round trip: " + server.received;
     }

@@ -47,7 +47,7 @@ private:
 // The visible session windows of class T (with objectName `name`, if given).
 template <typename T> QList<T*> visibleWindows(const Client& client, const char* name = nullptr) {
     QList<T*> found;
-    for (QWidget* w : client.windows()) {
+    for (QWidget* w : client.session().windows()) {
         auto* t = qobject_cast<T*>(w);
         if (t && w->isVisible() && (!name || w->objectName() == QLatin1String(name))) {
             found.append(t);

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "controls/file_chooser.h"
+#include "platform/app_error.h"
 #include "platform/desktop.h"
 #include "platform/prompter.h"
-#include "session/app_error.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,6 +1,6 @@
 #include "support/e2e.h"
 
-#include "session/login_window.h"
+#include "shell/login_window.h"
 #include "shell/main_window.h"
 
 #include <QComboBox>
@@ -85,7 +85,7 @@ bool E2eUser::logIn(const VelmoradProcess& server, const QString& password) {
     return QTest::qWaitFor(
         [&] {
             return client->mainWindow().connectStatus() == connected &&
-                   client->session().intServerLimit > 0;
+                   client->session().values().intServerLimit > 0;
         },
         10000);
 }

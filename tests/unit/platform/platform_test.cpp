@@ -10,14 +10,14 @@
 // which renders a line once its end has arrived, hands links to the desktop
 // and follows the newest line.
 #include "messaging/message_formatter.h"
+#include "platform/app_error.h"
 #include "platform/html_message_view.h"
 #include "platform/ini_file.h"
 #include "platform/message_view.h"
 #include "platform/qt_desktop.h"
 #include "platform/qt_prompter.h"
-#include "session/app_error.h"
-#include "shell/server_list.h"
-#include "shell/settings.h"
+#include "settings/server_list.h"
+#include "settings/settings.h"
 
 #include "support/doubles.h"
 

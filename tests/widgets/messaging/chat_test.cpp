@@ -6,9 +6,9 @@
 #include "app/client.h"
 #include "conference/conf_window.h"
 #include "conference/conference_rooms.h"
-#include "conference/invitation_dialog.h"
-#include "conference/invite_dialog.h"
-#include "contacts/buddy_list.h"
+#include "conference/received_invitation_dialog.h"
+#include "conference/send_invitation_dialog.h"
+#include "controls/buddy_list.h"
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
 #include "controls/qt_file_chooser.h"
@@ -46,7 +46,7 @@ namespace {
 struct Rig : velmora::test::ClientRig {
     using ClientRig::ClientRig;
     PMWindow* pm(const QString& caption) const {
-        return qobject_cast<PMWindow*>(client.findWindowByCaption(caption));
+        return qobject_cast<PMWindow*>(client.session().findWindowByCaption(caption));
     }
 };
 
@@ -62,13 +62,15 @@ QString shown(const QString& sender, const QString& text) {
 
 struct OfflineRig : Rig {
     explicit OfflineRig(const QString& user = QStringLiteral("bobby")) {
-        client.session().userName = user;
+        client.session().values().userName = user;
     }
     QString db() const { return home.filePath(QStringLiteral("omess.db")); }
     void om(const QString& body) {
-        client.dispatcher().dispatchBatch(QStringLiteral(" ## +OM /$/ ") + body);
+        client.session().dispatcher().dispatchBatch(QStringLiteral(" ## +OM /$/ ") + body);
     }
-    OfflineMessagesWindow* window() const { return client.findWindow<OfflineMessagesWindow>(); }
+    OfflineMessagesWindow* window() const {
+        return client.session().findWindow<OfflineMessagesWindow>();
+    }
     int listed() const { return window() ? window()->lvMessages().topLevelItemCount() : -1; }
     // The file's rows as "message | fromwho | senttime | touser | read".
     QStringList rows(const char* where = "1") const {
@@ -91,7 +93,7 @@ const QString kNotice =
 // alicia, logged in against the loopback server.
 struct ConfRig : velmora::test::ClientRig {
     ConfRig() { (void)logIn(QStringLiteral("alicia")); }
-    ConferenceRooms& rooms() { return *client.findChild<ConferenceRooms*>(); }
+    ConferenceRooms& rooms() { return *client.session().findChild<ConferenceRooms*>(); }
     ConfWindow* room() { return rooms().room(); }
 
     // Room "lobby" open with these members; the join command is forgotten.
@@ -133,7 +135,7 @@ private slots:
     void sentLinesGoOutInWireFormAndShowInTheOwnColour() {
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client, QStringLiteral("bobby"));
+        PMWindow* w = OpenPMWindow(rig.client.session(), QStringLiteral("bobby"));
         QVERIFY(
             shownText(w->brwMessage())
                 .startsWith("Remember: You should never give out personal information online!"));
@@ -162,7 +164,7 @@ private slots:
         test::say(w->txtSendMsg(), QStringLiteral("   "));
         QCOMPARE(rig.prompter.beeps, 1);
         QCOMPARE(w->brwMessage().source(), before);
-        PMWindow* self = OpenPMWindow(rig.client, QStringLiteral("ALICIA"));
+        PMWindow* self = OpenPMWindow(rig.client.session(), QStringLiteral("ALICIA"));
         test::say(self->txtSendMsg(), QStringLiteral("note to self"));
         QVERIFY(shownText(self->brwMessage()).endsWith("alicia: note to self "));
         QCOMPARE(rig.sent(), QByteArray());
@@ -172,8 +174,8 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
 
         // The saved log reads as the window does.
-        w = OpenPMWindow(rig.client, QStringLiteral("carol1"));
-        rig.client.dispatcher().dispatchBatch(
+        w = OpenPMWindow(rig.client.session(), QStringLiteral("carol1"));
+        rig.client.session().dispatcher().dispatchBatch(
             " ## +PM /$/ carol1 /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
         test::say(w->txtSendMsg(), QStringLiteral("Grüße, 你好 ;) www"));
         test::ScriptedChooser chooser;
@@ -231,7 +233,7 @@ private slots:
         open->txtSendMsg().setTextCursor(caret);
         emit open->tbFontSettings().SmilieClick(QStringLiteral(":-\\"));
         QCOMPARE(open->txtSendMsg().toPlainText(), QStringLiteral("a:-\\b"));
-        rig.client.dispatcher().dispatchBatch(
+        rig.client.session().dispatcher().dispatchBatch(
             " ## +PM /$/ IM Server /$/ Welcome! /$/ MS Sans Serif /$/ 10 /$/ ");
         PMWindow* notice = rig.pm(QStringLiteral("IM Server - Instant Message"));
         QVERIFY(!notice->txtSendMsg().isEnabled() &&
@@ -245,9 +247,10 @@ private slots:
                   "Underlined=False\r\n[FormPos]\r\nfrmPM-Left=40\r\nfrmPM-Top=50\r\n"
                   "frmPM-Height=333\r\nfrmPM-Width=444\r\n[Settings]\r\nNewPM=0\r\n"
                   "[Sounds]\r\nReceiveIMEnabled=0\r\n");
-        PMWindow* v = OpenPMWindow(saved.client, QStringLiteral("bobby"));
+        PMWindow* v = OpenPMWindow(saved.client.session(), QStringLiteral("bobby"));
         // Switched off, a message neither sounds nor brings its window forward.
-        saved.client.dispatcher().dispatchBatch(" ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ ");
+        saved.client.session().dispatcher().dispatchBatch(
+            " ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ ");
         QVERIFY(saved.desktop.sounds.isEmpty() && saved.desktop.broughtToFront.isEmpty());
         QCOMPARE(v->style(), QStringLiteral("I"));
         const QFont input = v->txtSendMsg().font();
@@ -266,16 +269,16 @@ private slots:
                               "frmPM-Width=520"));
         // A position that is no number is reported, and the window still opens.
         Rig bad("[FormPos]\r\nfrmPM-Left=far\r\n");
-        QVERIFY(OpenPMWindow(bad.client, QStringLiteral("bobby")));
+        QVERIFY(OpenPMWindow(bad.client.session(), QStringLiteral("bobby")));
         QCOMPARE(bad.prompter.texts().size(), 1);
         QVERIFY(bad.prompter.texts()[0].startsWith(QStringLiteral("Error #13 ")));
     }
 
     void theChooserOpensOneWindowForAListedOrTypedName() {
         Rig rig;
-        rig.client.mainWindow().buddies().onBuddyList(
-            QStringLiteral("n %/ bobby :%: f %/ carol1 :%: n %/ dave_2"));
-        SendPMDialog dialog(rig.client);
+        rig.client.session().dispatcher().dispatchBatch(
+            QStringLiteral(" ## +BL /$/ n %/ bobby :%: f %/ carol1 :%: n %/ dave_2"));
+        SendPMDialog dialog(rig.client.session());
         // Only the online group, with its buddies.
         QCOMPARE(dialog.tvUsers().topLevelItemCount(), 1);
         QTreeWidgetItem* group = dialog.tvUsers().topLevelItem(0);
@@ -288,7 +291,7 @@ private slots:
 
         // A typed name must pass the name rule. Upper-casing must not turn a
         // foreign letter (dotless i, sharp s) into an allowed one.
-        SendPMDialog typed(rig.client);
+        SendPMDialog typed(rig.client.session());
         typed.optUser(1).click();
         QVERIFY(typed.txtUserName().isEnabled());
         for (const char* bad : {"bob", "bob by", "bo.by", "ünter", "\u0131van1", "stra\u00dfe"}) {
@@ -300,7 +303,7 @@ private slots:
         QVERIFY(!typed.cmdOpen().isEnabled());
         typed.optUser(1).click();
         typed.cmdOpen().click();
-        QCOMPARE(rig.client.windows().size(), 1);
+        QCOMPARE(rig.client.session().windows().size(), 1);
         QCOMPARE(rig.desktop.broughtToFront.size(), 1);
 
         // The menu shows it modal.
@@ -353,7 +356,7 @@ private slots:
         QVERIFY(!rig.window());
         QCOMPARE(rig.home.readFile(QStringLiteral("omess.db")), junk);
         // From the menu: the same report and an empty window.
-        ShowOfflineMessages(rig.client, false);
+        ShowOfflineMessages(rig.client.session(), false);
         QCOMPARE(rig.prompter.texts().size(), 2);
         QCOMPARE(rig.listed(), 0);
 
@@ -408,7 +411,8 @@ private slots:
 
         // Reply opens the sender's message window; this one stays.
         child<QPushButton>(window, "cmdReply")->click();
-        QVERIFY(bobby.client.findWindowByCaption(QStringLiteral("DAVE1 - Instant Message")));
+        QVERIFY(
+            bobby.client.session().findWindowByCaption(QStringLiteral("DAVE1 - Instant Message")));
         QVERIFY(window.isVisible());
         // Delete clears the view and leaves Reply and Delete off until a row
         // is shown again; the last one leaves the empty page.
@@ -449,7 +453,7 @@ private slots:
         child<QPushButton>(*open, "cmdOK")->click();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdCO /:/ alicia /:/ Lob_1"));
         QVERIFY(rig.room() && rig.room()->isVisible());
-        QCOMPARE(rig.room()->strConfName(), QStringLiteral("Lob_1"));
+        QCOMPARE(rig.room()->confName(), QStringLiteral("Lob_1"));
     }
 
     void membersAreListedOnceWithTheirNoticesAndSounds() {
@@ -529,7 +533,7 @@ private slots:
         ConfWindow& again = rig.lobby("alicia :/ bobby");
         again.txtSendMsg().setPlainText(QStringLiteral("unsent"));
         rig.server.closePeer();
-        QVERIFY(QTest::qWaitFor([&] { return again.strConfName().isEmpty(); }));
+        QVERIFY(QTest::qWaitFor([&] { return again.confName().isEmpty(); }));
         QVERIFY(again.isVisible() && !again.txtSendMsg().isEnabled());
         QCOMPARE(again.tvUsers().topLevelItemCount(), 0);
         QCOMPARE(again.txtSendMsg().toPlainText(), QStringLiteral("unsent"));
@@ -538,12 +542,12 @@ private slots:
 
     void onlyOnlineBuddiesOutsideTheRoomAreInvited() {
         ConfRig rig;
-        rig.client.session().intServerLimit = 3;
-        rig.client.mainWindow().buddies().onBuddyList(
-            "n %/ bobby :%: f %/ dave1 :%: n %/ Carol1 :%: n %/ erin1");
+        rig.client.session().values().intServerLimit = 3;
+        rig.client.session().dispatcher().dispatchBatch(
+            QStringLiteral(" ## +BL /$/ n %/ bobby :%: f %/ dave1 :%: n %/ Carol1 :%: n %/ erin1"));
         ConfWindow& room = rig.lobby("alicia :/ carol1");
         room.inviteUsers();
-        auto* dialog = rig.windows<InviteDialog>("frmInviteConference").value(0);
+        auto* dialog = rig.windows<SendInvitationDialog>("frmInviteConference").value(0);
         QVERIFY(dialog);
         QCOMPARE(dialog->tvUsers().topLevelItemCount(), 2);
         QCOMPARE(dialog->tvUsers().topLevelItem(0)->text(0), QStringLiteral("bobby"));
@@ -559,12 +563,12 @@ private slots:
         QCOMPARE(rig.sent(),
                  QByteArray(" ## cmdCI /:/ alicia /:/ lobby /:/  :/ bobby /:/ come%%in"));
         QVERIFY(QTest::qWaitFor(
-            [&] { return rig.windows<InviteDialog>("frmInviteConference").isEmpty(); }));
+            [&] { return rig.windows<SendInvitationDialog>("frmInviteConference").isEmpty(); }));
 
         // A room at the limit invites nobody.
-        rig.client.session().intServerLimit = 2;
+        rig.client.session().values().intServerLimit = 2;
         room.inviteUsers();
-        dialog = rig.windows<InviteDialog>("frmInviteConference").value(0);
+        dialog = rig.windows<SendInvitationDialog>("frmInviteConference").value(0);
         dialog->tvUsers().topLevelItem(0)->setCheckState(0, Qt::Checked);
         child<QPushButton>(*dialog, "cmdInvite")->click();
         QCOMPARE(rig.prompter.texts(),
@@ -576,9 +580,9 @@ private slots:
         ConfRig rig;
         QVERIFY(rig.feed(
             " ## +CI /$/ bobby /$/ lobby /$/ come%%on%%in ## +CI /$/ carol1 /$/ games /$/ ",
-            [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 2; }));
-        auto dialogs = rig.windows<InvitationDialog>("frmInvConf");
-        if (dialogs[0]->strFromWho() != QStringLiteral("bobby")) {
+            [&] { return rig.windows<ReceivedInvitationDialog>("frmInvConf").size() == 2; }));
+        auto dialogs = rig.windows<ReceivedInvitationDialog>("frmInvConf");
+        if (dialogs[0]->fromWho() != QStringLiteral("bobby")) {
             std::swap(dialogs[0], dialogs[1]);
         }
         QCOMPARE(dialogs[0]->invitationText(),
@@ -590,7 +594,7 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray());
         QVERIFY(!rig.room());
         QVERIFY(QTest::qWaitFor(
-            [&] { return rig.windows<InvitationDialog>("frmInvConf").size() == 1; }));
+            [&] { return rig.windows<ReceivedInvitationDialog>("frmInvConf").size() == 1; }));
     }
 
     void theToolbarKeepsValuesReportsSettersAndPicksSmilies() {

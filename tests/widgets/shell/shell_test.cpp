@@ -11,18 +11,18 @@
 // hooks.
 #include "app/client.h"
 #include "contacts/add_buddy_dialog.h"
-#include "contacts/buddy_list.h"
 #include "contacts/search_window.h"
+#include "controls/buddy_list.h"
 #include "messaging/pm_window.h"
+#include "platform/app_error.h"
 #include "platform/html_message_view.h"
-#include "session/app_error.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
-#include "session/login_window.h"
-#include "session/registration_window.h"
+#include "settings/server_list.h"
+#include "shell/login_window.h"
 #include "shell/main_window.h"
-#include "shell/server_list.h"
+#include "shell/registration_window.h"
 #include "support/client_rig.h"
 #include "transfer/file_sender.h"
 
@@ -61,15 +61,15 @@ struct LoginRig : velmora::test::ClientRig {
         return server.waitForReceived(" ## cmdLI /:/ alicia /:/ secret1 /:/ 1.4");
     }
     bool offline() {
-        return client.connection().State() == Connection::Closed &&
+        return client.session().connection().State() == Connection::Closed &&
                client.mainWindow().connectStatus() == QStringLiteral("-> Disconnected") &&
                control<QPushButton>("cmdLogin")->isEnabled() &&
                !control<QTimer>("tmrShow")->isActive();
     }
     RegistrationWindow& signUp(const QString& host, const char* user, const char* password,
                                const char* confirm) {
-        showRegistrationWindow(client);
-        RegistrationWindow& window = *findRegistrationWindow(client);
+        showRegistrationWindow(client.session());
+        RegistrationWindow& window = *findRegistrationWindow(client.session());
         child<QLineEdit>(window, "txtHost")->setText(host);
         child<QLineEdit>(window, "txtUName")->setText(QString::fromLatin1(user));
         child<QLineEdit>(window, "txtPWord")->setText(QString::fromLatin1(password));
@@ -118,11 +118,11 @@ struct Rig : velmora::test::ClientRig {
     SearchUsersWindow& search() {
         main.setToolbarOnline(); // as after a login
         action("mnuToolsSearchUsers")->trigger();
-        return *findSearchWindow(client);
+        return *findSearchWindow(client.session());
     }
 
     template <typename T> T* in(const char* window, const char* name) {
-        QWidget* w = client.findWindowByName(QString::fromLatin1(window));
+        QWidget* w = client.session().findWindowByName(QString::fromLatin1(window));
         return w ? w->findChild<T*>(QString::fromLatin1(name)) : nullptr;
     }
     // A window such as a file-sender feature opens; `remoteUser` null leaves
@@ -134,7 +134,7 @@ struct Rig : velmora::test::ClientRig {
             (new QLabel(QString::fromLatin1(remoteUser), window))
                 ->setObjectName(QStringLiteral("lblRemoteUser"));
         }
-        client.adoptWindow(window);
+        client.session().adoptWindow(window);
         return window;
     }
 };
@@ -179,7 +179,7 @@ private slots:
             QCOMPARE(rig.prompter.boxes.last().title, QStringLiteral("Input Error"));
         }
         QCOMPARE(rig.prompter.boxes.size(), qsizetype(std::size(cases)));
-        QCOMPARE(rig.client.connection().State(), int(Connection::Closed));
+        QCOMPARE(rig.client.session().connection().State(), int(Connection::Closed));
     }
 
     void aLoginGoesOnlineSavesTheDetailsAndLogsOutOnRequest() {
@@ -195,8 +195,8 @@ private slots:
         QPointer<LoginWindow> window(&rig.login());
         QVERIFY(rig.feed(" ## +LI /$/ Login=True", [&] { return window.isNull(); }));
         QCOMPARE(main.trayTip(), QStringLiteral("Velmora - alicia"));
-        QCOMPARE(main.trayImage(), MainWindow::kImageOnline);
-        QCOMPARE(rig.client.session().password, QStringLiteral("secret1"));
+        QCOMPARE(main.trayImage(), MainFrame::kImageOnline);
+        QCOMPARE(rig.client.session().values().password, QStringLiteral("secret1"));
         QVERIFY(main.toolbarButton(1)->isEnabled() &&
                 rig.action("mnuToolsAddContact")->isEnabled());
         const QByteArray ini = rig.home.readFile(QStringLiteral("Velmora.ini"));
@@ -213,7 +213,7 @@ private slots:
         QCOMPARE(rig.prompter.texts().last(),
                  QStringLiteral("Do you wish to disconnect from the IM server?"));
         QCOMPARE(rig.prompter.boxes.last().style, 36);
-        QCOMPARE(rig.client.connection().State(), int(Connection::Connected));
+        QCOMPARE(rig.client.session().connection().State(), int(Connection::Connected));
         rig.action("mnuFileLogInOut")->trigger();
         QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
         // The new login window shows the saved details.
@@ -244,7 +244,7 @@ private slots:
             QCOMPARE(rig.prompter.texts().last(), c.message);
             QCOMPARE(rig.prompter.boxes.last().title, QStringLiteral("Velmora"));
             QVERIFY(rig.offline());
-            QVERIFY(rig.client.session().userName.isEmpty());
+            QVERIFY(rig.client.session().values().userName.isEmpty());
         }
         // Without "save details" nothing of the user's is written.
         QVERIFY(!rig.home.readFile(QStringLiteral("Velmora.ini")).contains("L-User=alicia"));
@@ -270,11 +270,13 @@ private slots:
         // Without a colon the default port is used (here the loopback's, so
         // that no test dials a real server); a port out of range is refused.
         LoginRig rig;
-        connectToAddress(rig.client.connection(), QStringLiteral("127.0.0.1"), rig.server.port());
+        connectToAddress(rig.client.session().connection(), QStringLiteral("127.0.0.1"),
+                         rig.server.port());
         QVERIFY(rig.server.waitForPeer());
         for (const char* address : {"127.0.0.1:0", "127.0.0.1:65536"}) {
             QCOMPARE(test::errorNumber([&] {
-                         connectToAddress(rig.client.connection(), QString::fromLatin1(address), 1);
+                         connectToAddress(rig.client.session().connection(),
+                                          QString::fromLatin1(address), 1);
                      }),
                      380);
         }
@@ -299,7 +301,7 @@ private slots:
     void startLogsInWithTheSavedDetailsWhenAutoConnectIsOn() {
         velmora::test::ClientRig rig("[Login Options]\r\nL-User=bobby\r\nL-Pass=bobby1\r\n"
                                      "L-Check=1\r\nL-Auto-Connect=1\r\n");
-        server_list::save(rig.client.settings().serverListPath(), {rig.server.address()});
+        server_list::save(rig.client.session().settings().serverListPath(), {rig.server.address()});
         Client client(rig.home.path(), rig.prompter, rig.desktop);
         client.start();
         QVERIFY(rig.server.waitForReceived(" ## cmdLI /:/ bobby /:/ bobby1 /:/ 1.4"));
@@ -310,8 +312,8 @@ private slots:
 
         // With it off the window is shown and offers the saved server.
         Client manual(rig.home.path(), rig.prompter, rig.desktop);
-        manual.settings().setLoginAutoConnect(false);
-        manual.values().autoConnect = 0;
+        manual.session().settings().setLoginAutoConnect(false);
+        manual.session().preferences().autoConnect = 0;
         manual.start();
         QVERIFY(manual.loginWindow().isVisible());
         QCOMPARE(child<QComboBox>(manual.loginWindow(), "cboHost")->currentText(),
@@ -335,7 +337,7 @@ private slots:
             QCOMPARE(rig.prompter.boxes.last().owner, &window);
             QVERIFY(controlsEnabled(window));
         }
-        QCOMPARE(rig.client.connection().State(), int(Connection::Closed)); // never tried
+        QCOMPARE(rig.client.session().connection().State(), int(Connection::Closed)); // never tried
 
         rig.prompter.reset();
         RegistrationWindow& window =
@@ -359,12 +361,12 @@ private slots:
             QVERIFY(controlsEnabled(window));
         }
         // The connection stays open for the login that follows.
-        QCOMPARE(rig.client.connection().State(), int(Connection::Connected));
+        QCOMPARE(rig.client.session().connection().State(), int(Connection::Connected));
 
         // An answer with no window opens one.
         LoginRig fresh;
-        fresh.client.dispatcher().dispatchBatch(QStringLiteral(" ## +RU /$/ UE /$/ "));
-        QVERIFY(findRegistrationWindow(fresh.client));
+        fresh.client.session().dispatcher().dispatchBatch(QStringLiteral(" ## +RU /$/ UE /$/ "));
+        QVERIFY(findRegistrationWindow(fresh.client.session()));
         QCOMPARE(fresh.prompter.texts(),
                  QStringList{"Error: There is already a user with that username!"});
 
@@ -407,14 +409,14 @@ private slots:
 
         rig.prompter.reset();
         // Two pieces 20 ms apart arrive as one batch with a 200 ms quiet time ...
-        rig.client.connection().setQuietTimeMs(200);
+        rig.client.session().connection().setQuietTimeMs(200);
         rig.server.send(" ## +UNV /$/ ali");
         QTest::qWait(20);
         QVERIFY(rig.feedBoxes("cia ## +UNV /$/ bobby", 2));
         // ... and fall as they come once the first piece has been handled:
         // it is a record of its own, and the rest, lacking a mark, is lost.
         // A character cut between two arrivals is held back, never garbled.
-        rig.client.connection().setQuietTimeMs(0);
+        rig.client.session().connection().setQuietTimeMs(0);
         QVERIFY(rig.feedBoxes(" ## +UNV /$/ Gr\xc3", 3));
         QVERIFY(rig.feedBoxes("\xbc\xc3\x9f"
                               "e ## +UNV /$/ dave",
@@ -429,15 +431,16 @@ private slots:
         QVERIFY(rig.connect());
         main.show();
         QVERIFY(rig.feed(" ## +SO /$/ http://people.example /$/ 12 /$/ 0",
-                         [&] { return rig.client.session().intServerLimit == 12; }));
-        QCOMPARE(rig.client.session().strProfileSite, QStringLiteral("http://people.example"));
+                         [&] { return rig.client.session().values().intServerLimit == 12; }));
+        QCOMPARE(rig.client.session().values().strProfileSite,
+                 QStringLiteral("http://people.example"));
         QVERIFY(main.toolbarButton(3)->isVisible());
         QVERIFY(!rig.action("mnuToolsOpenConference")->isVisible());
 
         // An empty profile site hides the profile entries and still enables button 5.
         main.setToolbarButtonEnabled(5, false);
         QVERIFY(rig.feed(" ## +SO /$/  /$/ 10 /$/ 1",
-                         [&] { return rig.client.session().intServerLimit == 10; }));
+                         [&] { return rig.client.session().values().intServerLimit == 10; }));
         QVERIFY(!main.toolbarButton(3)->isVisible());
         QVERIFY(!rig.action("mnuToolsViewProfile")->isVisible());
         QVERIFY(main.toolbarButton(5)->isEnabled());
@@ -449,26 +452,26 @@ private slots:
         QCOMPARE(rig.prompter.texts(),
                  (QStringList{"Error #13 was generated by Velmora\r\n\r\nType mismatch",
                               notAUser("next")}));
-        QCOMPARE(rig.client.session().intServerLimit, qint16(10));
+        QCOMPARE(rig.client.session().values().intServerLimit, qint16(10));
     }
 
     void aLostConnectionPutsTheClientOffline() {
         Rig rig;
         MainWindow& main = rig.client.mainWindow();
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        rig.client.session().password = QStringLiteral("secret");
+        rig.client.session().values().password = QStringLiteral("secret");
         QVERIFY(rig.feedTree(
             " ## +SO /$/ http://people.example /$/ 10 /$/ 1 ## +BL /$/ n %/ bobby :%: f %/ carol",
             "f4:carol"));
-        main.SetTrayStatus(MainWindow::kImageOnline, QStringLiteral("alicia"));
+        main.setTrayStatus(MainFrame::kImageOnline, QStringLiteral("alicia"));
 
         rig.server.closePeer();
         QVERIFY(QTest::qWaitFor([&] { return main.connectStatus() == "-> Disconnected"; }));
-        QCOMPARE(rig.client.connection().State(), int(Connection::Closed));
+        QCOMPARE(rig.client.session().connection().State(), int(Connection::Closed));
         // Both groups stay, empty; the node keys start over.
         QCOMPARE(shape(rig.buddies), QStringLiteral("f1:Online Buddies f2:Offline Buddies"));
-        QCOMPARE(rig.client.session().lngNodeKey, 2);
-        const SessionValues& session = rig.client.session();
+        QCOMPARE(rig.client.session().values().lngNodeKey, 2);
+        const SessionValues& session = rig.client.session().values();
         QVERIFY(session.userName.isEmpty() && session.password.isEmpty());
         QVERIFY(session.strProfileSite.isEmpty());
         QCOMPARE(session.intServerLimit, qint16(10)); // kept
@@ -481,15 +484,15 @@ private slots:
 
         // Sending while offline disconnects without a box; any other error
         // is shown, with the routine when one is named.
-        rig.client.session().userName = QStringLiteral("alicia");
+        rig.client.session().values().userName = QStringLiteral("alicia");
         main.setConnectStatus(QStringLiteral("-> Connected [alicia]"));
-        rig.client.trap(
-            [&] { rig.client.connection().SendData(QStringLiteral(" ## cmdSU /:/ b")); });
+        rig.client.session().trap(
+            [&] { rig.client.session().connection().SendData(QStringLiteral(" ## cmdSU /:/ b")); });
         QVERIFY(rig.prompter.boxes.isEmpty());
         QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
-        QVERIFY(rig.client.session().userName.isEmpty());
-        rig.client.trap(QStringLiteral("frmSearchUsers.cmdSearch_Click"),
-                        [] { raiseTypeMismatch(QStringLiteral("Velmora")); });
+        QVERIFY(rig.client.session().values().userName.isEmpty());
+        rig.client.session().trap(QStringLiteral("frmSearchUsers.cmdSearch_Click"),
+                                  [] { raiseTypeMismatch(QStringLiteral("Velmora")); });
         QCOMPARE(rig.prompter.texts(),
                  QStringList{"Error #13 was generated by Velmora in routine "
                              "frmSearchUsers.cmdSearch_Click.\r\n\r\nType mismatch"});
@@ -505,7 +508,7 @@ private slots:
         // carol1 comes online: a new key at the end of the online chain; the
         // buddy chained below her moves up. Her open window gets a notice.
         const HtmlMessageView& chat =
-            OpenPMWindow(rig.client, QStringLiteral("CAROL1"))->brwMessage();
+            OpenPMWindow(rig.client.session(), QStringLiteral("CAROL1"))->brwMessage();
         QVERIFY(rig.feedTree(" ## +LOn /$/ carol1", QStringLiteral("n8:carol1")));
         QCOMPARE(shape(rig.buddies), QStringLiteral("f1:Online Buddies .n3:alicia ..n6:dave1 "
                                                     "...n8:carol1 f2:Offline Buddies .f7:erin1"));
@@ -519,7 +522,7 @@ private slots:
         QCOMPARE(rig.desktop.sounds.last(), rig.home.path() + "/Sounds/UserLogout.wav");
         QVERIFY(!chat.source().contains(QStringLiteral("ALICIA")));
         // A switched-off sound stays quiet; an unknown name is still added.
-        rig.client.values().userLogin.enabled = 0;
+        rig.client.session().preferences().userLogin.enabled = 0;
         QVERIFY(rig.feedTree(" ## +LOn /$/ frank1", QStringLiteral("n10:frank1")));
         QCOMPARE(rig.desktop.sounds.size(), 2);
         QCOMPARE(rig.buddies.onlineBuddies(), (QStringList{"dave1", "carol1", "frank1"}));
@@ -576,7 +579,7 @@ private slots:
             items << QStringLiteral("f %/ buddy%1").arg(i, 2, 10, QLatin1Char('0'));
         }
         QVERIFY(rig.feedTree(" ## +BL /$/ " + items.join(" :%: ").toUtf8(), ":buddy74"));
-        dialog = new AddBuddyDialog(rig.client, &rig.main);
+        dialog = new AddBuddyDialog(rig.client.session(), &rig.main);
         child<QLineEdit>(*dialog, "txtUName")->setText(QStringLiteral("zelda"));
         dialog->cmdAddBuddy_Click();
         QCOMPARE(rig.prompter.texts().last(),
@@ -623,18 +626,20 @@ private slots:
 
         // A reply with no window open opens one holding the results.
         Rig closed;
-        closed.client.dispatcher().dispatchBatch(QStringLiteral(" ## +SU /$/ alicia%bobby"));
-        QVERIFY(findSearchWindow(closed.client));
-        QCOMPARE(results(*findSearchWindow(closed.client)), (QStringList{"alicia", "bobby"}));
+        closed.client.session().dispatcher().dispatchBatch(
+            QStringLiteral(" ## +SU /$/ alicia%bobby"));
+        QVERIFY(findSearchWindow(closed.client.session()));
+        QCOMPARE(results(*findSearchWindow(closed.client.session())),
+                 (QStringList{"alicia", "bobby"}));
     }
 
     void resultAndBuddyCommandsActOnTheSelectedUser() {
         Rig rig;
         QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        rig.client.session().strProfileSite = QStringLiteral("http://people.example");
-        rig.buddies.onBuddyList(QStringLiteral("n %/ carol1"));
+        rig.client.session().values().strProfileSite = QStringLiteral("http://people.example");
+        rig.client.session().dispatcher().dispatchBatch(QStringLiteral(" ## +BL /$/ n %/ carol1"));
         SearchUsersWindow& window = rig.search();
-        window.onSearchReply(QStringLiteral("bobby%carol1"));
+        window.onSearchReply({QStringLiteral("bobby"), QStringLiteral("carol1")});
         auto* list = child<QListWidget>(window, "lvResults");
         const auto command = [&](const char* name, const char* user) {
             list->setCurrentItem(
@@ -656,11 +661,13 @@ private slots:
                  QStringList{QStringLiteral("The user bobby was added to your buddy list!")});
         // Send Message and a double click both open a message window.
         command("mnuContextSendPM", "carol1");
-        QVERIFY(rig.client.findWindowByCaption(QStringLiteral("carol1 - Instant Message")));
+        QVERIFY(
+            rig.client.session().findWindowByCaption(QStringLiteral("carol1 - Instant Message")));
         const QPoint bobby = list->visualItemRect(list->item(0)).center();
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, bobby);
         QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, bobby);
-        QVERIFY(rig.client.findWindowByCaption(QStringLiteral("BOBBY - Instant Message")));
+        QVERIFY(
+            rig.client.session().findWindowByCaption(QStringLiteral("BOBBY - Instant Message")));
 
         // The main window's View Profile: a group does nothing, a buddy opens
         // the page.
@@ -695,7 +702,7 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return rig.main.isMinimized(); }));
         QVERIFY(rig.main.isVisible());
         rig.main.showNormal();
-        rig.client.values().minTray = 1;
+        rig.client.session().preferences().minTray = 1;
         rig.main.showMinimized();
         QVERIFY(QTest::qWaitFor([&] { return !rig.main.isVisible(); }));
 
@@ -720,13 +727,13 @@ private slots:
         rig.in<QLineEdit>("frmSettings", "txtSoundReceiveIM")->setText("/tmp/ding.wav");
         QTest::mouseClick(rig.in<QPushButton>("frmSettings", "cmdOK"), Qt::LeftButton);
 
-        Settings& s = rig.client.settings();
+        Settings& s = rig.client.session().settings();
         QVERIFY(s.minTray() == 1 && s.emote() == 0 && s.newPM() == 1 && s.fontBold());
         QCOMPARE(s.fontSize(), QStringLiteral("12"));
         QCOMPARE(s.soundEnabled(QStringLiteral("UserLogin")), qint16(0));
         QCOMPARE(s.soundPath(QStringLiteral("ReceiveIM")), QStringLiteral("/tmp/ding.wav"));
         // The copies the session works from follow.
-        const MainWindowValues& v = rig.client.values();
+        const MainWindowValues& v = rig.client.session().preferences();
         QVERIFY(v.minTray == 1 && v.emote == 0 && v.userLogin.enabled == 0);
         QCOMPARE(v.receiveIM.path, QStringLiteral("/tmp/ding.wav"));
     }
@@ -748,7 +755,7 @@ private slots:
         QTest::mouseClick(rig.in<QPushButton>("frmSrvLst", "cmdDelete"), Qt::LeftButton);
         QTest::mouseClick(rig.in<QPushButton>("frmSrvLst", "cmdSave"), Qt::LeftButton);
         const QStringList saved{"im.example.org", "chat.example.net:7000"};
-        QCOMPARE(server_list::load(rig.client.settings().serverListPath()), saved);
+        QCOMPARE(server_list::load(rig.client.session().settings().serverListPath()), saved);
         QCOMPARE(hosts->count(), 2);
         QCOMPARE(hosts->itemText(1), saved[1]);
 
@@ -759,22 +766,24 @@ private slots:
         QTest::mouseClick(rig.in<QPushButton>("frmSrvLst", "cmdClose"), Qt::LeftButton);
         QCOMPARE(rig.prompter.texts().last(),
                  QStringLiteral("Do you wish to save the changes to the server list?"));
-        QCOMPARE(server_list::load(rig.client.settings().serverListPath()), QStringList{saved[1]});
+        QCOMPARE(server_list::load(rig.client.session().settings().serverListPath()),
+                 QStringList{saved[1]});
     }
 
     void fileTransferRepliesAndSendFileFindTheUsersSenderWindow() {
         Rig rig;
         // Known answers are quiet; only an unknown status gets a box.
-        rig.client.dispatcher().dispatchBatch(
+        rig.client.session().dispatcher().dispatchBatch(
             " ## +FA /$/ SF /$/ x /$/ y ## +FA /$/ UO /$/  /$/  ## +FA /$/ FD /$/ a /$/ b ## +FR "
             "/$/ bobby /$/ f.txt /$/ 12 /$/ z ## +FA /$/ sf /$/ x /$/ y");
         QCOMPARE(rig.prompter.texts(),
                  QStringList{"Error: Returned Value For The File Send Reqest Was Invalid!"});
         QCOMPARE(rig.prompter.boxes[0].owner, &rig.main);
-        QVERIFY(rig.client.windows().isEmpty());
+        QVERIFY(rig.client.session().windows().isEmpty());
 
         rig.main.setToolbarOnline();
-        rig.buddies.onBuddyList(QStringLiteral("n %/ bobby :%: n %/ carol1"));
+        rig.client.session().dispatcher().dispatchBatch(
+            QStringLiteral(" ## +BL /$/ n %/ bobby :%: n %/ carol1"));
         rig.main.tvBuddies().setCurrentItem(rig.buddies.findBuddy(QStringLiteral("bobby")));
         rig.action("mnuToolsSendFile")->trigger(); // no sender window open: nothing happens
         QVERIFY(rig.desktop.broughtToFront.isEmpty());
@@ -784,13 +793,13 @@ private slots:
         QWidget* bobbys = rig.openSender(QStringLiteral("frmFileSender"), "bobby");
         rig.action("mnuToolsSendFile")->trigger();
         QCOMPARE(rig.desktop.broughtToFront, (QList<QPointer<QWidget>>{bobbys}));
-        QVERIFY(!findFileSender(rig.client, QStringLiteral("dave1")));
+        QVERIFY(!findFileSender(rig.client.session(), QStringLiteral("dave1")));
 
         // A sender window without its label ends the search quietly.
         Rig faulty;
         faulty.openSender(QStringLiteral("frmFileSender"), nullptr);
         faulty.openSender(QStringLiteral("frmFileSender"), "bobby");
-        QVERIFY(!findFileSender(faulty.client, QStringLiteral("bobby")));
+        QVERIFY(!findFileSender(faulty.client.session(), QStringLiteral("bobby")));
         QVERIFY(faulty.prompter.boxes.isEmpty());
     }
 };

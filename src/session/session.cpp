@@ -1,0 +1,435 @@
+#include "session/session.h"
+
+#include "platform/desktop.h"
+#include "platform/number_text.h"
+#include "platform/prompter.h"
+#include "protocol/wire.h"
+#include "session/connect_wait.h"
+#include "session/connection.h"
+#include "session/dispatcher.h"
+#include "session/main_frame.h"
+#include "session/offline_aware.h"
+
+#include <QWidget>
+
+namespace velmora {
+
+namespace p = protocol;
+using Reply = Dispatcher::Reply;
+
+namespace {
+
+std::string bytes(const QString& text) {
+    return text.toStdString();
+}
+
+QString text(std::string_view bytes) {
+    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+}
+
+bool is(const QString& field, std::string_view value) {
+    return field == text(value);
+}
+
+QStringList splitField(const QString& field, std::string_view separator) {
+    QStringList out;
+    for (const std::string& piece : p::split(bytes(field), separator)) {
+        out.append(QString::fromStdString(piece));
+    }
+    return out;
+}
+
+ChatLine chatLine(const Record& r) {
+    return ChatLine{r.field(1), r.field(2), r.field(3), r.field(4), r.field(5)};
+}
+
+} // namespace
+
+Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop, QObject* parent)
+    : QObject(parent), appFolder_(appFolder), settings_(appFolder), prompter_(prompter),
+      desktop_(desktop), connection_(std::make_unique<Connection>()) {
+    dispatcher_ = std::make_unique<Dispatcher>(
+        *connection_, [this](const QString& routine, const std::function<void()>& action) {
+            trap(routine, action);
+        });
+    connect(connection_.get(), &Connection::closed, this, [this] {
+        onConnectionClosed();
+        emit connectionLost();
+    });
+    // The main window reads its settings when it loads.
+    trap([this] { preferences_ = settings_.loadMainWindowValues(); });
+    installSessionReplies();
+}
+
+Session::~Session() {
+    deleteSessionWindows();
+    dispatcher_.reset();
+    connection_.reset();
+}
+
+bool Session::isConnected() const {
+    return connection_->State() == Connection::Connected;
+}
+
+bool Session::isClosed() const {
+    return connection_->State() == Connection::Closed;
+}
+
+void Session::closeConnection() {
+    connection_->Close();
+}
+
+void Session::connectTo(const QString& address) {
+    connectToAddress(*connection_, address, p::kDefaultPort);
+}
+
+bool Session::waitUntilConnected(const QObject& window) {
+    return waitForConnection(*connection_, window);
+}
+
+QString Session::versionField() {
+    return QString::number(VELMORA_VERSION_MAJOR) + QLatin1Char('.') +
+           QString::number(VELMORA_VERSION_MINOR);
+}
+
+void Session::send(const std::string& command) {
+    connection_->SendData(QString::fromStdString(command));
+}
+
+void Session::sendLogin(const QString& user, const QString& password) {
+    send(p::buildCommand(p::kHeadLI, {bytes(user), bytes(password), bytes(versionField())}));
+}
+
+void Session::sendSignUp(const QString& user, const QString& password) {
+    send(p::buildCommand(p::kHeadRA, {bytes(user), bytes(password), bytes(versionField())}));
+}
+
+void Session::sendPrivateMessage(const QString& recipient, const QString& text,
+                                 const QString& fontName, const QString& fontSize,
+                                 const QString& style) {
+    send(p::buildCommand(p::kHeadPM, {bytes(values_.userName), bytes(recipient), bytes(text),
+                                      bytes(fontName), bytes(fontSize), bytes(style)}));
+}
+
+void Session::addBuddy(const QString& name) {
+    send(p::buildCommand(p::kHeadAB, {bytes(values_.userName), bytes(name)}));
+}
+
+void Session::deleteBuddy(const QString& name) {
+    send(p::buildCommand(p::kHeadDB, {bytes(values_.userName), bytes(name)}));
+}
+
+void Session::searchUsers(const QString& query) {
+    send(p::buildCommand(p::kHeadSU, {bytes(query)}));
+}
+
+void Session::joinRoom(const QString& room) {
+    send(p::buildCommand(p::kHeadCO, {bytes(values_.userName), bytes(room)}));
+}
+
+void Session::leaveRoom(const QString& room) {
+    send(p::buildCommand(p::kHeadCE, {bytes(values_.userName), bytes(room)}));
+}
+
+void Session::sendRoomMessage(const QString& room, const QString& text, const QString& fontName,
+                              const QString& fontSize, const QString& style) {
+    send(p::buildCommand(p::kHeadCM, {bytes(values_.userName), bytes(room), bytes(text),
+                                      bytes(fontName), bytes(fontSize), bytes(style)}));
+}
+
+void Session::inviteToRoom(const QString& room, const QStringList& invitees,
+                           const QString& message) {
+    // The list field begins with a separator: element 0 is never a name.
+    std::string list;
+    for (const QString& name : invitees) {
+        list += p::kNameListSep;
+        list += bytes(name);
+    }
+    send(p::buildCommand(p::kHeadCI, {bytes(values_.userName), bytes(room), list, bytes(message)}));
+}
+
+void Session::onLoginReplied(std::function<void(LoginResult)> handler) {
+    dispatcher_->setHandler(Reply::LI, [handler = std::move(handler)](const Record& r) {
+        const QString& answer = r.field(1);
+        LoginResult result = LoginResult::Invalid;
+        if (is(answer, p::answer::kLoginTrue)) {
+            result = LoginResult::Accepted;
+        } else if (is(answer, p::answer::kLoginFalse)) {
+            result = LoginResult::Refused;
+        } else if (is(answer, p::answer::kClientUpgrade)) {
+            result = LoginResult::UpgradeNeeded;
+        }
+        handler(result);
+    });
+}
+
+void Session::onSignUpReplied(std::function<void(SignUpResult, const QString&)> handler) {
+    dispatcher_->setHandler(Reply::RU, [handler = std::move(handler)](const Record& r) {
+        const QString& outcome = r.field(1);
+        SignUpResult result = SignUpResult::Invalid;
+        if (is(outcome, p::answer::kSignUpDone)) {
+            result = SignUpResult::Created;
+        } else if (is(outcome, p::answer::kSignUpNameTaken)) {
+            result = SignUpResult::NameTaken;
+        } else if (is(outcome, p::answer::kSignUpDisabled)) {
+            result = SignUpResult::Disabled;
+        }
+        handler(result, r.field(2));
+    });
+}
+
+void Session::onBuddyList(std::function<void(const QList<BuddyListItem>&)> handler) {
+    dispatcher_->setHandler(Reply::BL, [handler = std::move(handler)](const Record& r) {
+        QList<BuddyListItem> items;
+        for (const std::string& item : p::split(bytes(r.field(1)), p::kListItemSep)) {
+            const auto parts = p::split(item, p::kSubFieldSep);
+            // An item without both parts still takes a node key.
+            BuddyListItem entry;
+            if (parts.size() >= 2) {
+                if (parts[0] == p::answer::kBuddyOnline) {
+                    entry.state = BuddyListItem::Online;
+                } else if (parts[0] == p::answer::kBuddyOffline) {
+                    entry.state = BuddyListItem::Offline;
+                }
+                entry.name = QString::fromStdString(parts[1]);
+            }
+            items.append(entry);
+        }
+        handler(items);
+    });
+}
+
+void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> handler) {
+    dispatcher_->setHandler(Reply::OM, [handler = std::move(handler)](const Record& r) {
+        // Element 0 is what comes before the first separator: never a message.
+        const QStringList elements = splitField(r.field(1), p::kListItemSep);
+        QList<QStringList> messages;
+        for (qsizetype i = 1; i < elements.size(); ++i) {
+            messages.append(splitField(elements[i], p::kNameListSep));
+        }
+        handler(messages);
+    });
+}
+
+void Session::onPrivateMessage(std::function<void(const ChatLine&)> handler) {
+    dispatcher_->setHandler(
+        Reply::PM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+}
+
+void Session::addPresenceHandler(std::function<void(const QString&, bool)> handler) {
+    if (presence_.empty()) {
+        dispatcher_->setHandler(Reply::LOn, [this](const Record& r) {
+            for (const auto& each : presence_) {
+                each(r.field(1), true);
+            }
+        });
+        dispatcher_->setHandler(Reply::LOff, [this](const Record& r) {
+            for (const auto& each : presence_) {
+                each(r.field(1), false);
+            }
+        });
+    }
+    presence_.push_back(std::move(handler));
+}
+
+void Session::onRoomInvitation(
+    std::function<void(const QString&, const QString&, const QString&)> handler) {
+    dispatcher_->setHandler(Reply::CI, [handler = std::move(handler)](const Record& r) {
+        handler(r.field(1), r.field(2), r.field(3));
+    });
+}
+
+void Session::onRoomDetails(std::function<void(bool, const QStringList&)> handler) {
+    dispatcher_->setHandler(Reply::CDet, [handler = std::move(handler)](const Record& r) {
+        const QString& details = r.field(1);
+        if (is(details, p::answer::kRoomFull)) {
+            handler(true, {});
+            return;
+        }
+        // Element 0 is what comes before the first separator: never a name.
+        QStringList members = splitField(details, p::kNameListSep);
+        if (!members.isEmpty()) {
+            members.removeFirst();
+        }
+        handler(false, members);
+    });
+}
+
+void Session::onRoomMemberEntered(std::function<void(const QString&)> handler) {
+    dispatcher_->setHandler(
+        Reply::CO, [handler = std::move(handler)](const Record& r) { handler(r.field(1)); });
+}
+
+void Session::onRoomMemberLeft(std::function<void(const QString&)> handler) {
+    dispatcher_->setHandler(
+        Reply::CE, [handler = std::move(handler)](const Record& r) { handler(r.field(1)); });
+}
+
+void Session::onRoomMessage(std::function<void(const ChatLine&)> handler) {
+    dispatcher_->setHandler(
+        Reply::CM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+}
+
+void Session::onFileOffered(std::function<void()> handler) {
+    dispatcher_->setHandler(Reply::FR,
+                            [handler = std::move(handler)](const Record&) { handler(); });
+}
+
+void Session::onFileSendAnswered(std::function<void(bool)> handler) {
+    dispatcher_->setHandler(Reply::FA, [handler = std::move(handler)](const Record& r) {
+        const QString& status = r.field(1);
+        handler(is(status, p::answer::kFileSent) || is(status, p::answer::kFileUserOffline) ||
+                is(status, p::answer::kFileDeclined));
+    });
+}
+
+void Session::onSearchResults(std::function<void(const QStringList&)> handler) {
+    dispatcher_->setHandler(Reply::SU, [handler = std::move(handler)](const Record& r) {
+        const QString& names = r.field(1);
+        handler(names.isEmpty() ? QStringList() : splitField(names, p::kSearchNameSep));
+    });
+}
+
+void Session::onServerOptions(const QString& profileSite, const QString& limit,
+                              const QString& openConference) {
+    values_.strProfileSite = profileSite;
+    frame_->setProfileEntriesVisible(!profileSite.isEmpty());
+    frame_->setToolbarButtonEnabled(5, true);
+    values_.intServerLimit = number_text::toInt16(limit);
+    frame_->setOpenConferenceVisible(number_text::toBool(openConference));
+}
+
+void Session::installSessionReplies() {
+    using Errors = Dispatcher::Errors;
+    dispatcher_->setHandler(
+        Reply::SO, [this](const Record& r) { onServerOptions(r.field(1), r.field(2), r.field(3)); },
+        Errors::Dispatcher);
+    dispatcher_->setHandler(
+        Reply::UNO,
+        [this](const Record& r) {
+            showMessage(QStringLiteral("The user \"") + r.field(1) +
+                            QStringLiteral("\" is offline!\r\nHowever, the user should get "
+                                           "the message the next time they login!"),
+                        style::kSystemInfo, QString(), &frame_->widget());
+        },
+        Errors::Dispatcher);
+    dispatcher_->setHandler(
+        Reply::UNV,
+        [this](const Record& r) {
+            showMessage(QStringLiteral("The username \"") + r.field(1) +
+                            QStringLiteral("\" is not a valid user!"),
+                        style::kSystemInfo, QString(), &frame_->widget());
+        },
+        Errors::Dispatcher);
+    dispatcher_->setUnknownHandler([this](const Record&) {
+        showMessage(QStringLiteral("Error: The server sent an unknown command!\r\n"
+                                   "You may need to upgrade your I.M. Client!"),
+                    style::kSystemInfo, QString(), &frame_->widget());
+    });
+}
+
+int Session::showMessage(const QString& text, int style, const QString& title, QWidget* owner) {
+    const QString shownTitle = title.isEmpty() ? QString::fromLatin1(kAppTitle) : title;
+    return prompter_.show(text, style, shownTitle, owner);
+}
+
+void Session::reportError(const AppError& error, const QString& routine) {
+    if (error.number == err::kWrongProtocolOrConnectionState) {
+        onConnectionClosed();
+        return;
+    }
+    showMessage(errorReportText(error, routine), style::kExclamation, QString(),
+                frame_ ? &frame_->widget() : nullptr);
+}
+
+void Session::onConnectionClosed() {
+    // Each step on its own: a failing step must not keep the client online.
+    auto step = [](auto&& action) {
+        try {
+            action();
+        } catch (...) {
+        }
+    };
+    step([&] {
+        connection_->Close();
+        connection_->setLocalPort(0);
+    });
+    if (frame_) {
+        step([&] { frame_->setConnectStatus(QStringLiteral("-> Disconnected")); });
+        step([&] { frame_->resetBuddyTree(); });
+    }
+    step([&] {
+        values_.lngNodeKey = 2;
+        values_.strProfileSite.clear();
+        values_.userName.clear();
+        values_.password.clear();
+    });
+    step([&] {
+        for (QWidget* window : windows()) {
+            if (auto* aware = dynamic_cast<OfflineAware*>(window)) {
+                aware->onConnectionLost();
+            }
+        }
+    });
+    if (frame_) {
+        step([&] { frame_->setToolbarOffline(); });
+        step([&] { frame_->setTrayStatus(MainFrame::kImageOffline, QStringLiteral("Offline")); });
+    }
+}
+
+void Session::adoptWindow(QWidget* window) {
+    windows_.removeAll(nullptr);
+    if (!windows_.contains(window)) {
+        windows_.append(window);
+    }
+}
+
+QList<QWidget*> Session::windows() const {
+    QList<QWidget*> open;
+    for (const QPointer<QWidget>& window : windows_) {
+        if (window) {
+            open.append(window.data());
+        }
+    }
+    return open;
+}
+
+QWidget* Session::findWindowByCaption(const QString& caption) const {
+    const QString wanted = caption.toUpper();
+    for (QWidget* window : windows()) {
+        if (window->windowTitle().toUpper() == wanted) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+QWidget* Session::findWindowByName(const QString& name) const {
+    for (QWidget* window : windows()) {
+        if (window->objectName() == name) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+void Session::closeSessionWindows() {
+    for (QWidget* window : windows()) {
+        window->close();
+        window->deleteLater();
+    }
+    windows_.clear();
+}
+
+void Session::deleteSessionWindows() {
+    for (const QPointer<QWidget>& window : windows_) {
+        delete window.data();
+    }
+    windows_.clear();
+}
+
+void Session::playSoundFile(const QString& path) {
+    desktop_.playSound(path);
+}
+
+} // namespace velmora

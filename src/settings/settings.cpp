@@ -1,0 +1,195 @@
+#include "settings/settings.h"
+
+#include "platform/ini_file.h"
+#include "platform/number_text.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr const char* kSettings = "Settings";
+constexpr const char* kSounds = "Sounds";
+constexpr const char* kLogin = "Login Options";
+constexpr const char* kFont = "Font";
+constexpr const char* kFormPos = "FormPos";
+
+QString switchText(bool on) {
+    return on ? QStringLiteral("1") : QStringLiteral("0");
+}
+
+QString styleText(bool on) {
+    return on ? QStringLiteral("True") : QStringLiteral("False");
+}
+
+} // namespace
+
+Settings::Settings(const QString& appFolder)
+    : folder_(appFolder), path_(appFolder + QStringLiteral("/Velmora.ini")) {}
+
+QString Settings::serverListPath() const {
+    return folder_ + QStringLiteral("/IMServers.ini");
+}
+
+QString Settings::read(const char* section, const QString& key, const QString& defaultValue) const {
+    return IniFile::read(QString::fromLatin1(section), key, defaultValue, path_);
+}
+
+void Settings::write(const char* section, const QString& key, const QString& value) {
+    IniFile::write(QString::fromLatin1(section), key, value, path_);
+}
+
+MainWindowValues Settings::loadMainWindowValues() const {
+    MainWindowValues values;
+    values.fontSize = number_text::toDouble(settingsFontSize());
+    values.newPM = newPM();
+    values.minTray = minTray();
+    values.emote = emote();
+    values.enter = sound(QString::fromLatin1(sound::kEnter));
+    values.exit = sound(QString::fromLatin1(sound::kExit));
+    values.receiveIM = sound(QString::fromLatin1(sound::kReceiveIM));
+    values.userLogin = sound(QString::fromLatin1(sound::kUserLogin));
+    values.userLogout = sound(QString::fromLatin1(sound::kUserLogout));
+    values.autoConnect = loginAutoConnect();
+    return values;
+}
+
+QString Settings::settingsFontSize() const {
+    return read(kSettings, QStringLiteral("Font-Size"), QStringLiteral("8"));
+}
+
+qint16 Settings::newPM() const {
+    return number_text::toInt16(read(kSettings, QStringLiteral("NewPM"), QStringLiteral("1")));
+}
+
+qint16 Settings::minTray() const {
+    return number_text::toInt16(read(kSettings, QStringLiteral("MinTray"), QStringLiteral("0")));
+}
+
+qint16 Settings::emote() const {
+    return number_text::toInt16(read(kSettings, QStringLiteral("Emote"), QStringLiteral("1")));
+}
+
+void Settings::setNewPM(bool on) {
+    write(kSettings, QStringLiteral("NewPM"), switchText(on));
+}
+
+void Settings::setMinTray(bool on) {
+    write(kSettings, QStringLiteral("MinTray"), switchText(on));
+}
+
+void Settings::setEmote(bool on) {
+    write(kSettings, QStringLiteral("Emote"), switchText(on));
+}
+
+QString Settings::soundPath(const QString& name) const {
+    return read(kSounds, name,
+                folder_ + QStringLiteral("/Sounds/") + name + QStringLiteral(".wav"));
+}
+
+qint16 Settings::soundEnabled(const QString& name) const {
+    return number_text::toInt16(
+        read(kSounds, name + QStringLiteral("Enabled"), QStringLiteral("1")));
+}
+
+SoundSetting Settings::sound(const QString& name) const {
+    SoundSetting setting;
+    setting.path = soundPath(name);
+    setting.enabled = soundEnabled(name);
+    return setting;
+}
+
+void Settings::setSoundPath(const QString& name, const QString& path) {
+    write(kSounds, name, path);
+}
+
+void Settings::setSoundEnabled(const QString& name, bool on) {
+    write(kSounds, name + QStringLiteral("Enabled"), switchText(on));
+}
+
+QString Settings::loginUser() const {
+    return read(kLogin, QStringLiteral("L-User"), QString());
+}
+
+QString Settings::loginPass() const {
+    return read(kLogin, QStringLiteral("L-Pass"), QString());
+}
+
+qint16 Settings::loginCheck() const {
+    return number_text::toInt16(read(kLogin, QStringLiteral("L-Check"), QStringLiteral("0")));
+}
+
+qint16 Settings::loginAutoConnect() const {
+    return number_text::toInt16(
+        read(kLogin, QStringLiteral("L-Auto-Connect"), QStringLiteral("0")));
+}
+
+void Settings::setLoginUser(const QString& user) {
+    write(kLogin, QStringLiteral("L-User"), user);
+}
+
+void Settings::setLoginPass(const QString& password) {
+    write(kLogin, QStringLiteral("L-Pass"), password);
+}
+
+void Settings::setLoginHost(const QString& host) {
+    write(kLogin, QStringLiteral("L-Host"), host);
+}
+
+void Settings::setLoginCheck(bool on) {
+    write(kLogin, QStringLiteral("L-Check"), switchText(on));
+}
+
+void Settings::setLoginAutoConnect(bool on) {
+    write(kLogin, QStringLiteral("L-Auto-Connect"), switchText(on));
+}
+
+QString Settings::fontName() const {
+    return read(kFont, QStringLiteral("Name"), QStringLiteral("MS Sans Serif"));
+}
+
+QString Settings::fontSize() const {
+    return read(kFont, QStringLiteral("Size"), QStringLiteral("10"));
+}
+
+bool Settings::fontBold(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Bold"), missing));
+}
+
+bool Settings::fontItalic(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Italic"), missing));
+}
+
+bool Settings::fontUnderlined(const QString& missing) const {
+    return number_text::toBool(read(kFont, QStringLiteral("Underlined"), missing));
+}
+
+void Settings::setFontName(const QString& name) {
+    write(kFont, QStringLiteral("Name"), name);
+}
+
+void Settings::setFontSize(const QString& size) {
+    write(kFont, QStringLiteral("Size"), size);
+}
+
+void Settings::setFontBold(bool on) {
+    write(kFont, QStringLiteral("Bold"), styleText(on));
+}
+
+void Settings::setFontItalic(bool on) {
+    write(kFont, QStringLiteral("Italic"), styleText(on));
+}
+
+void Settings::setFontUnderlined(bool on) {
+    write(kFont, QStringLiteral("Underlined"), styleText(on));
+}
+
+qint32 Settings::formPos(const QString& windowName, const QString& edge, qint32 current) const {
+    return number_text::toInt32(
+        read(kFormPos, windowName + QLatin1Char('-') + edge, QString::number(current)));
+}
+
+void Settings::setFormPos(const QString& windowName, const QString& edge, qint32 value) {
+    write(kFormPos, windowName + QLatin1Char('-') + edge, QString::number(value));
+}
+
+} // namespace velmora

@@ -1,0 +1,123 @@
+// The settings file "Velmora.ini" beside the program: one typed accessor per
+// key, each with the key's default, and the setters writing the value forms
+// the file has always held ("0"/"1" for switches, "True"/"False" for font
+// styles, decimal text for numbers). Every read goes to the file, so a value
+// changed on disk takes effect at the next load of the window reading it.
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+namespace velmora {
+
+// Host saved as "L-Host" when the user does not save their login details.
+inline constexpr const char* kDefaultServerHost = "127.0.0.1";
+
+// The five notification sounds, by their key in section "Sounds".
+namespace sound {
+inline constexpr const char* kEnter = "Enter";
+inline constexpr const char* kExit = "Exit";
+inline constexpr const char* kReceiveIM = "ReceiveIM";
+inline constexpr const char* kUserLogin = "UserLogin";
+inline constexpr const char* kUserLogout = "UserLogout";
+} // namespace sound
+
+// The four "FormPos" edges: a window's keys are its name + "-" + edge.
+namespace edge {
+inline constexpr const char* kLeft = "Left";
+inline constexpr const char* kTop = "Top";
+inline constexpr const char* kHeight = "Height";
+inline constexpr const char* kWidth = "Width";
+} // namespace edge
+
+struct SoundSetting {
+    QString path;
+    qint16 enabled = 0;
+};
+
+// What the main window reads when it loads. Zero and empty until loaded: a
+// failed load leaves the client running with switches off and no sounds.
+struct MainWindowValues {
+    double fontSize = 0; // "Font-Size": checked against 20, never applied
+    qint16 newPM = 0;    // bring a message window forward on a new message
+    qint16 minTray = 0;  // minimising hides the main window to the tray
+    qint16 emote = 0;    // draw smilies as images
+    SoundSetting enter;
+    SoundSetting exit;
+    SoundSetting receiveIM;
+    SoundSetting userLogin;
+    SoundSetting userLogout;
+    qint16 autoConnect = 0; // "L-Auto-Connect"
+};
+
+class Settings {
+public:
+    // `appFolder` is the application folder, without a trailing separator.
+    explicit Settings(const QString& appFolder);
+
+    [[nodiscard]] const QString& folder() const { return folder_; }
+    [[nodiscard]] const QString& path() const { return path_; }
+    [[nodiscard]] QString serverListPath() const;
+
+    // The main window's load: "Font-Size" (must be a number), the three
+    // switches, the five sounds and "L-Auto-Connect", in that order. Raises
+    // AppError 13 on a value that is not a number.
+    [[nodiscard]] MainWindowValues loadMainWindowValues() const;
+
+    // Section "Settings". Switches read as numbers (raising AppError 13 on
+    // text), so a "2" in the file is neither on (1) nor off.
+    [[nodiscard]] QString settingsFontSize() const;
+    [[nodiscard]] qint16 newPM() const;
+    [[nodiscard]] qint16 minTray() const;
+    [[nodiscard]] qint16 emote() const;
+    void setNewPM(bool on);
+    void setMinTray(bool on);
+    void setEmote(bool on);
+
+    // Section "Sounds"; `name` is one of sound::k*.
+    [[nodiscard]] QString soundPath(const QString& name) const;
+    [[nodiscard]] qint16 soundEnabled(const QString& name) const;
+    [[nodiscard]] SoundSetting sound(const QString& name) const;
+    void setSoundPath(const QString& name, const QString& path);
+    void setSoundEnabled(const QString& name, bool on);
+
+    // Section "Login Options". Nothing reads "L-Host" back.
+    [[nodiscard]] QString loginUser() const;
+    [[nodiscard]] QString loginPass() const;
+    [[nodiscard]] qint16 loginCheck() const;
+    [[nodiscard]] qint16 loginAutoConnect() const;
+    void setLoginUser(const QString& user);
+    void setLoginPass(const QString& password);
+    void setLoginHost(const QString& host);
+    void setLoginCheck(bool on);
+    void setLoginAutoConnect(bool on);
+
+    // Section "Font": the default message font. Styles read "True"/"False"
+    // (or a number); other text raises AppError 13. `missing` stands in for
+    // a style the file does not hold.
+    [[nodiscard]] QString fontName() const;
+    [[nodiscard]] QString fontSize() const;
+    [[nodiscard]] bool fontBold(const QString& missing = QStringLiteral("False")) const;
+    [[nodiscard]] bool fontItalic(const QString& missing = QStringLiteral("False")) const;
+    [[nodiscard]] bool fontUnderlined(const QString& missing = QStringLiteral("False")) const;
+    void setFontName(const QString& name);
+    void setFontSize(const QString& size);
+    void setFontBold(bool on);
+    void setFontItalic(bool on);
+    void setFontUnderlined(bool on);
+
+    // Section "FormPos": a window that was never saved keeps `current`.
+    [[nodiscard]] qint32 formPos(const QString& windowName, const QString& edge,
+                                 qint32 current) const;
+    void setFormPos(const QString& windowName, const QString& edge, qint32 value);
+
+private:
+    [[nodiscard]] QString read(const char* section, const QString& key,
+                               const QString& defaultValue) const;
+    void write(const char* section, const QString& key, const QString& value);
+
+    QString folder_;
+    QString path_;
+};
+
+} // namespace velmora

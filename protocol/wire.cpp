@@ -14,7 +14,13 @@ std::size_t findSeparator(std::string_view text, std::string_view separator, std
             break;
         }
         at = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
-        if (text.substr(at - 1).starts_with(separator)) {
+        // Separators are a few bytes: compared here, not by a call.
+        std::size_t k = 0;
+        while (k < separator.size() && at - 1 + k < text.size() &&
+               text[at - 1 + k] == separator[k]) {
+            ++k;
+        }
+        if (k == separator.size()) {
             return at - 1;
         }
     }

@@ -2,32 +2,48 @@
 
 #include "protocol/wire.h"
 
-#include <array>
-#include <utility>
-
 namespace velmora::server::core {
 
 namespace cmd = protocol::cmd;
 
-std::optional<std::size_t> commandFieldCount(std::string_view code) {
-    static constexpr std::array<std::pair<std::string_view, std::size_t>, 10> kCounts{{
-        {cmd::LI, 3},
-        {cmd::RA, 3},
-        {cmd::PM, 6},
-        {cmd::AB, 2},
-        {cmd::DB, 2},
-        {cmd::SU, 1},
-        {cmd::CO, 2},
-        {cmd::CM, 6},
-        {cmd::CE, 2},
-        {cmd::CI, 4},
-    }};
-    for (const auto& [name, count] : kCounts) {
-        if (name == code) {
-            return count;
-        }
+namespace {
+// Every code is "cmd" and two letters: the two letters tell them apart, so a
+// command is known with one switch instead of a string comparison per code.
+constexpr int key(std::string_view code) {
+    return code[3] << 8 | code[4];
+}
+constexpr std::string_view kPrefix = cmd::LI.substr(0, 3);
+} // namespace
+
+std::optional<CommandInfo> commandInfo(std::string_view code) {
+    if (code.size() != cmd::LI.size() || code[0] != kPrefix[0] || code[1] != kPrefix[1] ||
+        code[2] != kPrefix[2]) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    switch (key(code)) {
+    case key(cmd::LI):
+        return CommandInfo{Command::Login, 3};
+    case key(cmd::RA):
+        return CommandInfo{Command::SignUp, 3};
+    case key(cmd::PM):
+        return CommandInfo{Command::PrivateMessage, 6};
+    case key(cmd::AB):
+        return CommandInfo{Command::AddBuddy, 2};
+    case key(cmd::DB):
+        return CommandInfo{Command::DeleteBuddy, 2};
+    case key(cmd::SU):
+        return CommandInfo{Command::Search, 1};
+    case key(cmd::CO):
+        return CommandInfo{Command::OpenRoom, 2};
+    case key(cmd::CM):
+        return CommandInfo{Command::RoomMessage, 6};
+    case key(cmd::CE):
+        return CommandInfo{Command::ExitRoom, 2};
+    case key(cmd::CI):
+        return CommandInfo{Command::Invite, 4};
+    default:
+        return std::nullopt;
+    }
 }
 
 } // namespace velmora::server::core

@@ -1,6 +1,7 @@
-// How many fields each command carries after its code. Framing uses it to
-// decide how long to wait for the rest of a command; the hub uses it to drop
-// commands that arrive with fields missing.
+// The commands a client sends, known by their code, and how many fields each
+// carries after it. Framing uses the count to decide how long to wait for
+// the rest of a command; the hub uses it to drop commands that arrive with
+// fields missing, and dispatches on the command.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +10,28 @@
 
 namespace velmora::server::core {
 
-[[nodiscard]] std::optional<std::size_t> commandFieldCount(std::string_view code);
+enum class Command {
+    Login,
+    SignUp,
+    PrivateMessage,
+    AddBuddy,
+    DeleteBuddy,
+    Search,
+    OpenRoom,
+    RoomMessage,
+    ExitRoom,
+    Invite
+};
+
+struct CommandInfo {
+    Command command;
+    std::size_t fieldCount;
+};
+
+[[nodiscard]] std::optional<CommandInfo> commandInfo(std::string_view code);
+[[nodiscard]] inline std::optional<std::size_t> commandFieldCount(std::string_view code) {
+    const auto info = commandInfo(code);
+    return info ? std::optional<std::size_t>(info->fieldCount) : std::nullopt;
+}
 
 } // namespace velmora::server::core

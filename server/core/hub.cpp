@@ -28,23 +28,23 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
 
 void Hub::handle(ConnId conn, const p::Fields& f, Effects& fx) {
     const std::string_view code = f.empty() ? std::string_view() : std::string_view(f[0]);
-    const auto needed = commandFieldCount(code);
-    if (!needed) {
+    const auto info = commandInfo(code);
+    if (!info) {
         violation(conn, "unknown command \"" + std::string(code.substr(0, 40)) + "\" ignored", fx);
         return;
     }
-    if (f.size() - 1 < *needed) {
+    if (f.size() - 1 < info->fieldCount) {
         violation(conn,
                   std::string(code) + " with " + std::to_string(f.size() - 1) + " of " +
-                      std::to_string(*needed) + " fields ignored",
+                      std::to_string(info->fieldCount) + " fields ignored",
                   fx);
         return;
     }
-    if (code == p::cmd::LI) {
+    if (info->command == Command::Login) {
         login(conn, f, fx);
         return;
     }
-    if (code == p::cmd::RA) {
+    if (info->command == Command::SignUp) {
         signUp(conn, f, fx);
         return;
     }
@@ -54,33 +54,45 @@ void Hub::handle(ConnId conn, const p::Fields& f, Effects& fx) {
         return;
     }
     // Search carries no user field; every other command names its sender.
-    if (code != p::cmd::SU && !sameName(f[1], me->name)) {
+    if (info->command != Command::Search && !sameName(f[1], me->name)) {
         violation(conn,
                   std::string(code) + " in the name of \"" + f[1].substr(0, 40) + "\" ignored", fx);
         return;
     }
-    if (!fieldsAreSealed(f)) {
+    if (!fieldsAreSealed(info->command, f)) {
         violation(conn, std::string(code) + " with a separator or control bytes in a field refused",
                   fx);
         return;
     }
     const Session self = *me;
-    if (code == p::cmd::PM) {
+    switch (info->command) {
+    case Command::PrivateMessage:
         privateMessage(conn, self, f, fx);
-    } else if (code == p::cmd::AB) {
+        break;
+    case Command::AddBuddy:
         addBuddy(conn, self, f, fx);
-    } else if (code == p::cmd::DB) {
+        break;
+    case Command::DeleteBuddy:
         deleteBuddy(conn, self, f, fx);
-    } else if (code == p::cmd::SU) {
+        break;
+    case Command::Search:
         search(conn, f, fx);
-    } else if (code == p::cmd::CO) {
+        break;
+    case Command::OpenRoom:
         openRoom(conn, self, f, fx);
-    } else if (code == p::cmd::CM) {
+        break;
+    case Command::RoomMessage:
         roomMessage(self, f, fx);
-    } else if (code == p::cmd::CE) {
+        break;
+    case Command::ExitRoom:
         exitRoom(self, f, fx);
-    } else if (code == p::cmd::CI) {
+        break;
+    case Command::Invite:
         invite(self, f, fx);
+        break;
+    case Command::Login:
+    case Command::SignUp:
+        break; // handled above
     }
 }
 

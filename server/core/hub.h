@@ -4,6 +4,7 @@
 // threads; the hub never sees either.
 #pragma once
 
+#include "core/command_table.h"
 #include "core/config.h"
 #include "core/credential_cache.h"
 #include "core/effects.h"
@@ -107,6 +108,6 @@ private:
 
 // The fields of `command` that are relayed or stored hold nothing a receiving
 // client could read as a separator, and its names and font are clean text.
-[[nodiscard]] bool fieldsAreSealed(const protocol::Fields& command);
+[[nodiscard]] bool fieldsAreSealed(Command command, const protocol::Fields& fields);
 
 } // namespace velmora::server::core

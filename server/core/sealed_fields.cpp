@@ -65,20 +65,19 @@ bool sealedNameList(std::string_view list) {
 }
 } // namespace
 
-bool fieldsAreSealed(const p::Fields& f) {
-    const std::string_view code = f[0];
-    if (code == p::cmd::PM || code == p::cmd::CM) {
+bool fieldsAreSealed(Command command, const p::Fields& f) {
+    switch (command) {
+    case Command::PrivateMessage:
+    case Command::RoomMessage:
         // user (already checked), recipient or room, text, font, size, style
         return sealedName(f[2]) && sealed(f[3]) && sealedName(f[4]) && sealed(f[5]) && sealed(f[6]);
-    }
-    if (code == p::cmd::AB) {
+    case Command::AddBuddy:
         return sealedName(f[2]);
-    }
-    if (code == p::cmd::CI) {
+    case Command::Invite:
         return sealedName(f[2]) && sealedNameList(f[3]) && sealed(f[4]);
+    default:
+        return true; // the others relay nothing; a room's name passes the name rule
     }
-    // cmdDB, cmdSU, cmdCE relay nothing; cmdCO's room passes the name rule.
-    return true;
 }
 
 } // namespace velmora::server::core

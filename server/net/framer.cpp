@@ -113,7 +113,10 @@ bool Framer::pendingIsWhole() const {
     }
     const std::string_view body = pendingBody();
     const std::string_view code = body.substr(0, body.find(p::kCommandFieldSep));
-    if ((code != p::cmd::LI && code != p::cmd::RA) || !pendingHasAllFields()) {
+    const auto info = core::commandInfo(code);
+    if (!info ||
+        (info->command != core::Command::Login && info->command != core::Command::SignUp) ||
+        !pendingHasAllFields()) {
         return false;
     }
     // A version cut by TCP would read as an older one: at worst that one

@@ -1,5 +1,9 @@
 // Accepts connections on one address and carries records between them and
 // the hub. Runs on one io_context thread; password work runs on a pool.
+// A turn of the loop: the poller reports which sockets are ready, each
+// connection reads and hands its commands to the hub, and at the end of the
+// turn one commit stores the turn's changes and one send per connection
+// carries its output.
 #pragma once
 
 #include "core/hub.h"

@@ -8,6 +8,9 @@ namespace velmora {
 
 namespace {
 constexpr int kDefaultQuietMs = 5;
+// The most the socket holds for the dispatcher; a full buffer is handed over
+// at once, and the server waits (TCP flow control) until it has been read.
+constexpr qint64 kReadBufferBytes = 256 * 1024;
 
 // Bytes at the end of `data` that begin a UTF-8 sequence not yet complete;
 // they wait for the next arrival so that no character is cut in two.
@@ -34,6 +37,7 @@ qsizetype incompleteUtf8Tail(const QByteArray& data) {
 
 Connection::Connection(QObject* parent) : QObject(parent), socket_(new QTcpSocket(this)) {
     setObjectName(QStringLiteral("ConnSock"));
+    socket_->setReadBufferSize(kReadBufferBytes);
     quietTimer_.setSingleShot(true);
     quietTimer_.setInterval(kDefaultQuietMs);
     connect(&quietTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
@@ -114,11 +118,16 @@ QString Connection::GetData() {
 }
 
 void Connection::onReadyRead() {
-    if (quietTimer_.interval() <= 0) {
+    if (quietTimer_.interval() <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
+        quietTimer_.stop();
         fireDataArrival();
         return;
     }
-    quietTimer_.start();
+    // The wait runs from the first byte not yet handed over; later reads do
+    // not extend it, so a steady stream is still delivered every few ms.
+    if (!quietTimer_.isActive()) {
+        quietTimer_.start();
+    }
 }
 
 void Connection::fireDataArrival() {

@@ -7,7 +7,7 @@
 namespace velmora {
 
 namespace {
-constexpr int kDefaultQuietMs = 5;
+constexpr int kDefaultArrivalDelayMs = 5;
 // The most the socket holds for the dispatcher; a full buffer is handed over
 // at once, and the server waits (TCP flow control) until it has been read.
 constexpr qint64 kReadBufferBytes = 256 * 1024;
@@ -38,9 +38,9 @@ qsizetype incompleteUtf8Tail(const QByteArray& data) {
 Connection::Connection(QObject* parent) : QObject(parent), socket_(new QTcpSocket(this)) {
     setObjectName(QStringLiteral("ConnSock"));
     socket_->setReadBufferSize(kReadBufferBytes);
-    quietTimer_.setSingleShot(true);
-    quietTimer_.setInterval(kDefaultQuietMs);
-    connect(&quietTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
+    arrivalTimer_.setSingleShot(true);
+    arrivalTimer_.setInterval(kDefaultArrivalDelayMs);
+    connect(&arrivalTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
     connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
     connect(socket_, &QTcpSocket::connected, this, [this] {
         localPort_ = socket_->localPort();
@@ -92,7 +92,7 @@ void Connection::Connect() {
 }
 
 void Connection::Close() {
-    quietTimer_.stop();
+    arrivalTimer_.stop();
     pending_.clear();
     failed_ = false;
     socket_->blockSignals(true);
@@ -118,15 +118,15 @@ QString Connection::GetData() {
 }
 
 void Connection::onReadyRead() {
-    if (quietTimer_.interval() <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
-        quietTimer_.stop();
+    if (arrivalTimer_.interval() <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
+        arrivalTimer_.stop();
         fireDataArrival();
         return;
     }
     // The wait runs from the first byte not yet handed over; later reads do
     // not extend it, so a steady stream is still delivered every few ms.
-    if (!quietTimer_.isActive()) {
-        quietTimer_.start();
+    if (!arrivalTimer_.isActive()) {
+        arrivalTimer_.start();
     }
 }
 
@@ -139,8 +139,8 @@ void Connection::fireDataArrival() {
 
 void Connection::onDisconnected() {
     // Data that came in just before the close is still delivered first.
-    if (quietTimer_.isActive()) {
-        quietTimer_.stop();
+    if (arrivalTimer_.isActive()) {
+        arrivalTimer_.stop();
         fireDataArrival();
     }
     emit closed();

@@ -54,8 +54,8 @@ public:
 
     // Time from the first unhandled byte until data arrival fires; 0 fires on
     // every read.
-    void setQuietTimeMs(int ms) { quietTimer_.setInterval(ms); }
-    [[nodiscard]] int quietTimeMs() const { return quietTimer_.interval(); }
+    void setArrivalDelayMs(int ms) { arrivalTimer_.setInterval(ms); }
+    [[nodiscard]] int arrivalDelayMs() const { return arrivalTimer_.interval(); }
 
 signals:
     void dataArrival(qint64 bytesTotal);
@@ -70,7 +70,7 @@ private:
     void onDisconnected();
 
     QTcpSocket* socket_;
-    QTimer quietTimer_;
+    QTimer arrivalTimer_;
     QString remoteHost_;
     quint16 remotePort_ = 0;
     quint16 localPort_ = 0;

@@ -433,15 +433,15 @@ private slots:
         QVERIFY(rig.client.session().connection().findChild<QTcpSocket*>()->readBufferSize() > 0);
 
         rig.prompter.reset();
-        // Two pieces 20 ms apart arrive as one batch with a 200 ms quiet time ...
-        rig.client.session().connection().setQuietTimeMs(200);
+        // Two pieces 20 ms apart arrive as one batch with a 200 ms arrival delay ...
+        rig.client.session().connection().setArrivalDelayMs(200);
         rig.server.send(" ## +UNV /$/ ali");
         QTest::qWait(20);
         QVERIFY(rig.feedBoxes("cia ## +UNV /$/ bobby", 2));
         // ... and fall as they come once the first piece has been handled:
         // it is a record of its own, and the rest, lacking a mark, is lost.
         // A character cut between two arrivals is held back, never garbled.
-        rig.client.session().connection().setQuietTimeMs(0);
+        rig.client.session().connection().setArrivalDelayMs(0);
         QVERIFY(rig.feedBoxes(" ## +UNV /$/ Gr\xc3", 3));
         QVERIFY(rig.feedBoxes("\xbc\xc3\x9f"
                               "e ## +UNV /$/ dave",

@@ -25,7 +25,7 @@ namespace velmora {
 
 namespace {
 
-constexpr ChatWindow::Form kForm{"frmConf", QSize(640, 460), "False", "Save Conference Log As..."};
+constexpr ChatWindow::Form kForm{"frmConf", QSize(640, 460), "Save Conference Log As..."};
 const QString kNoticeFont =
     QStringLiteral("<font name=\"MS Sans Serif\" size=\"3.3\" color=\"#FF0000\">");
 const QString kLineEnd = QStringLiteral("\r\n<br>\r\n");

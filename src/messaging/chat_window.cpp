@@ -34,8 +34,10 @@ const QString kHeader =
 // Clears the view, writes the header and sets the toolbar to the default
 // message font of the settings. Returns the number of blocks the header
 // takes, which a saved log leaves out.
-int InitMessageView(HtmlMessageView& view, FontToolbar& toolbar, const Settings& settings,
-                    const QString& styleDefault) {
+int InitMessageView(HtmlMessageView& view, FontToolbar& toolbar, const Settings& settings) {
+    // Both chat windows read a missing Bold, Italic or Underlined key as
+    // "10", which turns the style on.
+    const QString styleDefault = QStringLiteral("10");
     view.clear();
     view.write(kHeader);
     const int headerBlocks = view.document()->blockCount();
@@ -99,8 +101,7 @@ ChatWindow::~ChatWindow() = default;
 
 void ChatWindow::formLoad() {
     session_.trap([this] {
-        headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, session_.settings(),
-                                        QLatin1StringView(form_.styleDefault));
+        headerBlocks_ = InitMessageView(*brwMessage_, *tbFontSettings_, session_.settings());
     });
     session_.trap([this] { restorePosition(); });
     followToolbar();

@@ -42,9 +42,6 @@ public:
         const char* name;
         // The size before a saved one is applied.
         QSize size;
-        // What a missing Bold, Italic or Underlined key of the "Font" section
-        // reads as.
-        const char* styleDefault;
         // The title of the save-log dialog.
         const char* logTitle;
     };

@@ -75,6 +75,17 @@ QString pieceHtml(const QString& piece) {
     return piece + QLatin1Char(' ');
 }
 
+// The sender chooses the font name: inside the quoted attribute it must
+// neither end the attribute nor open a tag. Ordinary names pass unchanged.
+QString attributeText(const QString& value) {
+    QString out = value;
+    out.replace(QLatin1Char('&'), QLatin1StringView("&amp;"));
+    out.replace(QLatin1Char('"'), QLatin1StringView("&quot;"));
+    out.replace(QLatin1Char('<'), QLatin1StringView("&lt;"));
+    out.replace(QLatin1Char('>'), QLatin1StringView("&gt;"));
+    return out;
+}
+
 } // namespace
 
 QString htmlFontSize(const QString& points) {
@@ -102,7 +113,7 @@ void AppendMessageHtml(QString& text, const QString& colour, const QString& send
     const QString styleTags = openingStyleTags(style);
     view.write(styleTags);
     view.write(QLatin1StringView("<font color=\"") + colour + QLatin1StringView("\" face=\"") +
-               fontName + QLatin1StringView("\" size=\"") + htmlFontSize(fontSize) +
+               attributeText(fontName) + QLatin1StringView("\" size=\"") + htmlFontSize(fontSize) +
                QLatin1StringView("\">"));
 
     const QStringList pieces = text.split(spaceMark());

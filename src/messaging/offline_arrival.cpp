@@ -30,7 +30,7 @@ void StoreOfflineMessages(Session& session, const QList<QStringList>& messages) 
             session.reportError(error);
         }
     }
-    ShowOfflineMessages(session, true);
+    ShowOfflineMessages(session);
 }
 
 } // namespace velmora

@@ -14,7 +14,7 @@ void installOfflineMessages(Session& session) {
         StoreOfflineMessages(session, messages);
     });
     QObject::connect(session.frame().actions().toolsOfflineMsgs, &QAction::triggered, &session,
-                     [&session] { session.trap([&] { ShowOfflineMessages(session, false); }); });
+                     [&session] { session.trap([&] { ShowOfflineMessages(session); }); });
 }
 
 } // namespace velmora

@@ -189,11 +189,8 @@ void OfflineMessagesWindow::cmdClose_Click() {
     close();
 }
 
-OfflineMessagesWindow& ShowOfflineMessages(Session& session, bool reload) {
+OfflineMessagesWindow& ShowOfflineMessages(Session& session) {
     auto* open = session.findWindow<OfflineMessagesWindow>();
-    if (open && reload) {
-        session.trap([&] { open->Form_Load(); });
-    }
     return session.showSingle(open, [&session] { return new OfflineMessagesWindow(session); });
 }
 

@@ -60,8 +60,9 @@ private:
 };
 
 // Shows the session's offline messages window, opening it when none is open.
-// An open one is brought forward, and re-reads its list when `reload` is set
-// (new messages were just stored).
-OfflineMessagesWindow& ShowOfflineMessages(Session& session, bool reload);
+// An open one is only brought forward: its list and the message in view stay
+// as the reader left them, and messages stored meanwhile are listed when the
+// window is next opened.
+OfflineMessagesWindow& ShowOfflineMessages(Session& session);
 
 } // namespace velmora

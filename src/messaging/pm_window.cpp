@@ -31,7 +31,7 @@ namespace velmora {
 namespace {
 
 // Every message window shares one saved position and size.
-constexpr ChatWindow::Form kForm{"frmPM", QSize(500, 420), "10", "Save IM Log As..."};
+constexpr ChatWindow::Form kForm{"frmPM", QSize(500, 420), "Save IM Log As..."};
 
 QString caption(const QString& name) {
     return name + QLatin1StringView(PMWindow::kCaptionSuffix);

@@ -50,18 +50,32 @@ QString withWholeFontSizes(const QString& html) {
     return out;
 }
 
+// Links in a message come from whoever sent it: a click opens web and mail
+// addresses only, never a local file or a program's own scheme.
+bool isOpenableLink(const QUrl& url) {
+    const QString scheme = url.scheme().toLower();
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https") ||
+           scheme == QLatin1String("ftp") || scheme == QLatin1String("mailto");
+}
+
 } // namespace
 
 HtmlMessageView::HtmlMessageView(QWidget* parent) : QTextBrowser(parent) {
     setUp();
-    connect(this, &QTextBrowser::anchorClicked, this,
-            [](const QUrl& url) { QDesktopServices::openUrl(url); });
+    connect(this, &QTextBrowser::anchorClicked, this, [](const QUrl& url) {
+        if (isOpenableLink(url)) {
+            QDesktopServices::openUrl(url);
+        }
+    });
 }
 
 HtmlMessageView::HtmlMessageView(Desktop& desktop, QWidget* parent) : QTextBrowser(parent) {
     setUp();
-    connect(this, &QTextBrowser::anchorClicked, this,
-            [&desktop](const QUrl& url) { desktop.openUrl(url.toString()); });
+    connect(this, &QTextBrowser::anchorClicked, this, [&desktop](const QUrl& url) {
+        if (isOpenableLink(url)) {
+            desktop.openUrl(url.toString());
+        }
+    });
 }
 
 void HtmlMessageView::setUp() {

@@ -7,7 +7,10 @@
 namespace velmora {
 
 namespace {
-constexpr int kDefaultQuietMs = 5;
+constexpr int kDefaultArrivalDelayMs = 5;
+// The most the socket holds for the dispatcher; a full buffer is handed over
+// at once, and the server waits (TCP flow control) until it has been read.
+constexpr qint64 kReadBufferBytes = 256 * 1024;
 
 // Bytes at the end of `data` that begin a UTF-8 sequence not yet complete;
 // they wait for the next arrival so that no character is cut in two.
@@ -34,9 +37,10 @@ qsizetype incompleteUtf8Tail(const QByteArray& data) {
 
 Connection::Connection(QObject* parent) : QObject(parent), socket_(new QTcpSocket(this)) {
     setObjectName(QStringLiteral("ConnSock"));
-    quietTimer_.setSingleShot(true);
-    quietTimer_.setInterval(kDefaultQuietMs);
-    connect(&quietTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
+    socket_->setReadBufferSize(kReadBufferBytes);
+    arrivalTimer_.setSingleShot(true);
+    arrivalTimer_.setInterval(kDefaultArrivalDelayMs);
+    connect(&arrivalTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
     connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
     connect(socket_, &QTcpSocket::connected, this, [this] {
         localPort_ = socket_->localPort();
@@ -88,7 +92,7 @@ void Connection::Connect() {
 }
 
 void Connection::Close() {
-    quietTimer_.stop();
+    arrivalTimer_.stop();
     pending_.clear();
     failed_ = false;
     socket_->blockSignals(true);
@@ -114,11 +118,16 @@ QString Connection::GetData() {
 }
 
 void Connection::onReadyRead() {
-    if (quietTimer_.interval() <= 0) {
+    if (arrivalTimer_.interval() <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
+        arrivalTimer_.stop();
         fireDataArrival();
         return;
     }
-    quietTimer_.start();
+    // The wait runs from the first byte not yet handed over; later reads do
+    // not extend it, so a steady stream is still delivered every few ms.
+    if (!arrivalTimer_.isActive()) {
+        arrivalTimer_.start();
+    }
 }
 
 void Connection::fireDataArrival() {
@@ -130,8 +139,8 @@ void Connection::fireDataArrival() {
 
 void Connection::onDisconnected() {
     // Data that came in just before the close is still delivered first.
-    if (quietTimer_.isActive()) {
-        quietTimer_.stop();
+    if (arrivalTimer_.isActive()) {
+        arrivalTimer_.stop();
         fireDataArrival();
     }
     emit closed();

@@ -1,10 +1,12 @@
 // `ConnSock`: the one TCP connection to the IM server, with the states and
 // operations the rest of the client expects of a socket control.
 //
-// Data arrival is coalesced: the event fires once data has come in and the
-// stream has then been quiet for a short time, so a record the server wrote
-// in one send reaches the dispatcher whole even when TCP delivers it in
-// pieces. A record that still arrives in two events is handled as it falls.
+// Data arrival is coalesced: the event fires a short time after the first
+// byte not yet handed over came in (however much follows meanwhile), so a
+// record the server wrote in one send reaches the dispatcher whole even when
+// TCP delivers it in pieces, and a steady stream is never held back. A record
+// that still arrives in two events is handled as it falls. The socket holds
+// a bounded amount; a full buffer fires at once.
 #pragma once
 
 #include <QByteArray>
@@ -50,9 +52,10 @@ public:
     // Everything that has arrived, as one string.
     [[nodiscard]] QString GetData();
 
-    // Quiet time before data arrival fires; 0 fires on every read.
-    void setQuietTimeMs(int ms) { quietTimer_.setInterval(ms); }
-    [[nodiscard]] int quietTimeMs() const { return quietTimer_.interval(); }
+    // Time from the first unhandled byte until data arrival fires; 0 fires on
+    // every read.
+    void setArrivalDelayMs(int ms) { arrivalTimer_.setInterval(ms); }
+    [[nodiscard]] int arrivalDelayMs() const { return arrivalTimer_.interval(); }
 
 signals:
     void dataArrival(qint64 bytesTotal);
@@ -67,7 +70,7 @@ private:
     void onDisconnected();
 
     QTcpSocket* socket_;
-    QTimer quietTimer_;
+    QTimer arrivalTimer_;
     QString remoteHost_;
     quint16 remotePort_ = 0;
     quint16 localPort_ = 0;

@@ -57,7 +57,7 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
         emit connectionLost();
     });
     // The main window reads its settings when it loads.
-    trap([this] { preferences_ = settings_.loadMainWindowValues(); });
+    trap([this] { settings_.loadMainWindowValues(preferences_); });
     installSessionReplies();
 }
 

@@ -1,7 +1,10 @@
 #include "settings/settings.h"
 
+#include "platform/app_error.h"
 #include "platform/ini_file.h"
 #include "platform/number_text.h"
+
+#include <utility>
 
 namespace velmora {
 
@@ -38,19 +41,35 @@ void Settings::write(const char* section, const QString& key, const QString& val
     IniFile::write(QString::fromLatin1(section), key, value, path_);
 }
 
-MainWindowValues Settings::loadMainWindowValues() const {
-    MainWindowValues values;
-    values.fontSize = number_text::toDouble(settingsFontSize());
-    values.newPM = newPM();
-    values.minTray = minTray();
-    values.emote = emote();
-    values.enter = sound(QString::fromLatin1(sound::kEnter));
-    values.exit = sound(QString::fromLatin1(sound::kExit));
-    values.receiveIM = sound(QString::fromLatin1(sound::kReceiveIM));
-    values.userLogin = sound(QString::fromLatin1(sound::kUserLogin));
-    values.userLogout = sound(QString::fromLatin1(sound::kUserLogout));
-    values.autoConnect = loginAutoConnect();
-    return values;
+void Settings::loadMainWindowValues(MainWindowValues& values) const {
+    // Each value is stored as soon as it is read: a bad one ends the load
+    // with the values before it in place, and its report names the key.
+    const auto keyed = [](const char* section, const QString& key, auto&& read) {
+        try {
+            return read();
+        } catch (AppError& error) {
+            error.description += QStringLiteral(" ([") + QLatin1StringView(section) +
+                                 QStringLiteral("] ") + key + QLatin1Char(')');
+            throw;
+        }
+    };
+    values.fontSize = keyed(kSettings, QStringLiteral("Font-Size"),
+                            [&] { return number_text::toDouble(settingsFontSize()); });
+    values.newPM = keyed(kSettings, QStringLiteral("NewPM"), [&] { return newPM(); });
+    values.minTray = keyed(kSettings, QStringLiteral("MinTray"), [&] { return minTray(); });
+    values.emote = keyed(kSettings, QStringLiteral("Emote"), [&] { return emote(); });
+    for (auto [name, setting] :
+         {std::pair{sound::kEnter, &values.enter}, std::pair{sound::kExit, &values.exit},
+          std::pair{sound::kReceiveIM, &values.receiveIM},
+          std::pair{sound::kUserLogin, &values.userLogin},
+          std::pair{sound::kUserLogout, &values.userLogout}}) {
+        const QString key = QString::fromLatin1(name);
+        setting->path = soundPath(key);
+        setting->enabled =
+            keyed(kSounds, key + QStringLiteral("Enabled"), [&] { return soundEnabled(key); });
+    }
+    values.autoConnect =
+        keyed(kLogin, QStringLiteral("L-Auto-Connect"), [&] { return loginAutoConnect(); });
 }
 
 QString Settings::settingsFontSize() const {

@@ -36,7 +36,7 @@ struct SoundSetting {
 };
 
 // What the main window reads when it loads. Zero and empty until loaded: a
-// failed load leaves the client running with switches off and no sounds.
+// load that fails part-way keeps what it read and leaves the rest so.
 struct MainWindowValues {
     double fontSize = 0; // "Font-Size": checked against 20, never applied
     qint16 newPM = 0;    // bring a message window forward on a new message
@@ -59,10 +59,12 @@ public:
     [[nodiscard]] const QString& path() const { return path_; }
     [[nodiscard]] QString serverListPath() const;
 
-    // The main window's load: "Font-Size" (must be a number), the three
-    // switches, the five sounds and "L-Auto-Connect", in that order. Raises
-    // AppError 13 on a value that is not a number.
-    [[nodiscard]] MainWindowValues loadMainWindowValues() const;
+    // The main window's load into `values`: "Font-Size" (must be a number),
+    // the three switches, the five sounds (path, then switch) and
+    // "L-Auto-Connect", in that order. A value that is not a number raises
+    // AppError 13 (6 when out of range) naming its key; what was read before
+    // it stays in `values`, the rest is left as it was.
+    void loadMainWindowValues(MainWindowValues& values) const;
 
     // Section "Settings". Switches read as numbers (raising AppError 13 on
     // text), so a "2" in the file is neither on (1) nor off.

@@ -188,7 +188,8 @@ private slots:
     void firstStartRunsOnDefaults() {
         TempHome home;
         const Settings settings(home.path());
-        const MainWindowValues values = settings.loadMainWindowValues();
+        MainWindowValues values;
+        settings.loadMainWindowValues(values);
         // Switches and sounds: the window tests run on their defaults.
         QCOMPARE(values.fontSize, 8.0);
         QCOMPARE(values.autoConnect, 0);
@@ -229,14 +230,17 @@ private slots:
                        "[Font]\nName=Arial\nSize=12\nBold=True\nItalic=False\nUnderlined=True\n"
                        "[FormPos]\nalice-Left=1200\nalice-Top=-45\n"));
         // Read back: each sound's switch in its own place, a negative position.
-        QVERIFY(settings.loadMainWindowValues().userLogout.enabled == 0);
+        MainWindowValues values;
+        settings.loadMainWindowValues(values);
+        QVERIFY(values.userLogout.enabled == 0 && values.receiveIM.enabled == 1);
         QCOMPARE(settings.formPos("ALICE", "top", 0), -45);
     }
 
     void textWhereNumberExpectedIsAnError() {
         TempHome home;
         Settings settings(home.path());
-        const auto load = [&] { (void)settings.loadMainWindowValues(); };
+        MainWindowValues values;
+        const auto load = [&] { settings.loadMainWindowValues(values); };
 
         for (const auto& [ini, error] : {std::pair{"[Settings]\nFont-Size=big\n", 13},
                                          {"[Settings]\nNewPM=yes\n", 13},
@@ -245,8 +249,21 @@ private slots:
             home.writeFile("Velmora.ini", ini);
             QCOMPARE(test::errorNumber(load), error);
         }
+        // A bad value ends the load there, keeping what was read before it.
+        home.writeFile("Velmora.ini", "[Settings]\nMinTray=1\n[Sounds]\nExitEnabled=x\n");
+        values = {};
+        try {
+            load();
+            QFAIL("no error");
+        } catch (const velmora::AppError& error) {
+            QCOMPARE(error.description, QString("Type mismatch ([Sounds] ExitEnabled)"));
+        }
+        QVERIFY(values.newPM == 1 && values.minTray == 1 && values.emote == 1);
+        QVERIFY(values.enter.enabled == 1 && values.exit.path.endsWith("/Sounds/Exit.wav"));
+        QVERIFY(values.exit.enabled == 0 && values.receiveIM.path.isEmpty());
         home.writeFile("Velmora.ini", "[Settings]\nFont-Size= 24 \nNewPM=2\n");
-        QCOMPARE(settings.loadMainWindowValues().fontSize, 24.0);
+        load();
+        QCOMPARE(values.fontSize, 24.0);
         QCOMPARE(settings.newPM(), 2);
         home.writeFile("Velmora.ini",
                        "[FormPos]\nalice-Left=1e3\nalice-Top=left\n[Font]\nBold=maybe\n");
@@ -336,6 +353,12 @@ private slots:
                               img("smilie.gif") + " ", "bye ", "</font>", "</B>\r\n<br>\r\n"}));
         QVERIFY(text.isEmpty());
         QCOMPARE(view.scrolls, 1);
+        // A sender's font name cannot end the attribute or open a tag.
+        view.clear();
+        text = "x";
+        AppendMessageHtml(text, "#000000", "bob", "A\"><img src=x>&", "12", view, "", kPlain);
+        QCOMPARE(view.writes.at(3), QString("<font color=\"#000000\" face=\"A&quot;&gt;&lt;img "
+                                            "src=x&gt;&amp;\" size=\"4\">"));
 
         // Style tags close in opening order after the font; unknown letters
         // pass through on both sides.
@@ -460,6 +483,13 @@ private slots:
         QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.cursorRect(cursor).center());
         QCOMPARE(desktop.urls, QStringList({"http://www.example.com/a"}));
         QCOMPARE(view.toPlainText(), before);
+        // Only web and mail addresses open; a file or program link does nothing.
+        for (const char* link : {"file:///etc/passwd", "javascript:alert(1)", "smb://host/x",
+                                 "HTTPS://a.example/", "ftp://f.example/", "mailto:a@example"}) {
+            emit view.anchorClicked(QUrl(QString::fromLatin1(link)));
+        }
+        QCOMPARE(desktop.urls, QStringList({"http://www.example.com/a", "https://a.example/",
+                                            "ftp://f.example/", "mailto:a@example"}));
         for (int i = 0; i < 100; ++i) {
             writeLine(view, "bob", QString::number(i));
             view.scrollToEnd();

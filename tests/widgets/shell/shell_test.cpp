@@ -33,6 +33,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
+#include <QTcpSocket>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -407,16 +408,40 @@ private slots:
                               notAUser("next")}));
         QCOMPARE(rig.prompter.boxes[1].style, 48);
 
+        // A record every 2 ms for 100 ms: the first is handled while the
+        // stream still runs, and the socket holds a bounded amount.
         rig.prompter.reset();
-        // Two pieces 20 ms apart arrive as one batch with a 200 ms quiet time ...
-        rig.client.session().connection().setQuietTimeMs(200);
+        int sentCount = 0;
+        int sentWhenFirstShown = 0;
+        QTimer stream;
+        stream.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&stream, &QTimer::timeout, [&] {
+            if (sentWhenFirstShown == 0 && !rig.prompter.boxes.isEmpty()) {
+                sentWhenFirstShown = sentCount;
+            }
+            if (sentCount == 50) {
+                stream.stop();
+                return;
+            }
+            rig.server.send(" ## +UNV /$/ u" + QByteArray::number(++sentCount));
+        });
+        stream.start(2);
+        QVERIFY(QTest::qWaitFor([&] { return rig.prompter.boxes.size() == 50; }, 5000));
+        QVERIFY2(sentWhenFirstShown > 0 && sentWhenFirstShown < 50,
+                 qPrintable(QString::number(sentWhenFirstShown)));
+        QCOMPARE(rig.prompter.texts().last(), notAUser("u50"));
+        QVERIFY(rig.client.session().connection().findChild<QTcpSocket*>()->readBufferSize() > 0);
+
+        rig.prompter.reset();
+        // Two pieces 20 ms apart arrive as one batch with a 200 ms arrival delay ...
+        rig.client.session().connection().setArrivalDelayMs(200);
         rig.server.send(" ## +UNV /$/ ali");
         QTest::qWait(20);
         QVERIFY(rig.feedBoxes("cia ## +UNV /$/ bobby", 2));
         // ... and fall as they come once the first piece has been handled:
         // it is a record of its own, and the rest, lacking a mark, is lost.
         // A character cut between two arrivals is held back, never garbled.
-        rig.client.session().connection().setQuietTimeMs(0);
+        rig.client.session().connection().setArrivalDelayMs(0);
         QVERIFY(rig.feedBoxes(" ## +UNV /$/ Gr\xc3", 3));
         QVERIFY(rig.feedBoxes("\xbc\xc3\x9f"
                               "e ## +UNV /$/ dave",

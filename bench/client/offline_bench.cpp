@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
         QElapsedTimer timer;
         timer.start();
         client.session().dispatcher().dispatchBatch(record);
-        OfflineMessagesWindow& window = ShowOfflineMessages(client.session(), false);
+        OfflineMessagesWindow& window = ShowOfflineMessages(client.session());
         QApplication::processEvents();
         ms.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
 

@@ -110,6 +110,7 @@ bool saveScreenshotWithMenu(QMainWindow& window, QMenu& menu, const QString& fil
         return true;
     }
     window.show();
+    window.raise();
     window.activateWindow();
     QTest::qWait(300);
     if (!QTest::qWaitForWindowExposed(&window)) {

@@ -10,6 +10,7 @@
 #include "platform/prompter.h"
 #include "session/main_frame.h"
 #include "session/session.h"
+#include "transfer/file_sender.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -77,38 +78,41 @@ void ConfWindow::buildLayout() {
 void ConfWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));
-    mnuSendPM_ = addEntry(*file, "mnuFileSendPM", QStringLiteral("Send PM ["), [this] {
-        if (const QString name = selectedMember(); !name.isEmpty()) {
-            OpenPMWindow(session_, name);
-        }
-    });
-    mnuViewProfile_ =
-        addEntry(*file, "mnuFileViewProfile", QStringLiteral("View Profile ["), [this] {
-            if (const QString name = selectedMember(); !name.isEmpty()) {
-                openProfile(session_, name, this);
-            }
-        });
     addEntry(*file, "mnuFileInviteUsers", QStringLiteral("&Invite Users..."),
              [this] { inviteUsers(); });
+    addEntry(
+        *file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."),
+        [this] { saveLog(); }, QKeySequence::Save);
     file->addSeparator();
-    addEntry(*file, "mnuFileSaveLog", QStringLiteral("Save Conference &Log As..."),
-             [this] { saveLog(); });
-    file->addSeparator();
-    addEntry(*file, "mnuFileClose", QStringLiteral("&Close"), [this] { close(); });
+    addEntry(
+        *file, "mnuFileClose", QStringLiteral("&Close"), [this] { close(); }, QKeySequence::Close);
 
-    tvUsers_->addAction(mnuSendPM_);
-    tvUsers_->addAction(mnuViewProfile_);
+    addEditMenu();
+
+    // The commands for the member selected in `tvUsers`, also its context
+    // menu.
+    QMenu* users = menuBar()->addMenu(QStringLiteral("&Users"));
+    users->setObjectName(QStringLiteral("mnuUsers"));
+    const auto forMember = [this](std::function<void(const QString&)> act) {
+        return [this, act = std::move(act)] {
+            if (const QString name = selectedMember(); !name.isEmpty()) {
+                act(name);
+            }
+        };
+    };
+    mnuSendPM_ = addEntry(*users, "mnuUsersSendPM", QStringLiteral("Send PM ["),
+                          forMember([this](const QString& name) { OpenPMWindow(session_, name); }));
+    mnuViewProfile_ =
+        addEntry(*users, "mnuUsersViewProfile", QStringLiteral("View Profile ["),
+                 forMember([this](const QString& name) { openProfile(session_, name, this); }));
+    mnuSendFile_ =
+        addEntry(*users, "mnuUsersSendFile", QStringLiteral("Send File ["),
+                 forMember([this](const QString& name) { findFileSender(session_, name); }));
+
+    tvUsers_->addActions({mnuSendPM_, mnuViewProfile_, mnuSendFile_});
     connect(tvUsers_, &QTreeWidget::itemSelectionChanged, this, [this] { updateMemberActions(); });
     connect(tvUsers_, &QTreeWidget::itemDoubleClicked, mnuSendPM_, &QAction::trigger);
     updateMemberActions();
-
-    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
-    edit->setObjectName(QStringLiteral("mnuEdit"));
-    addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
-    addEntry(*edit, "mnuEditSelectAll", QStringLiteral("Select &All"),
-             [this] { txtSendMsg_->selectAll(); });
-    edit->addSeparator();
-    addStyleToggles(*edit, *tbFontSettings_);
 
     addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence());
 }
@@ -237,7 +241,9 @@ void ConfWindow::updateMemberActions() {
     const QString name = selectedMember();
     mnuSendPM_->setText(QStringLiteral("Send PM [") + name + QLatin1Char(']'));
     mnuViewProfile_->setText(QStringLiteral("View Profile [") + name + QLatin1Char(']'));
+    mnuSendFile_->setText(QStringLiteral("Send File [") + name + QLatin1Char(']'));
     mnuSendPM_->setEnabled(!name.isEmpty());
+    mnuSendFile_->setEnabled(!name.isEmpty());
     mnuViewProfile_->setEnabled(!name.isEmpty() && !session_.values().strProfileSite.isEmpty());
 }
 

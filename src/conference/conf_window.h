@@ -60,6 +60,7 @@ private:
     QTreeWidget* tvUsers_;
     QAction* mnuSendPM_ = nullptr;
     QAction* mnuViewProfile_ = nullptr;
+    QAction* mnuSendFile_ = nullptr;
 };
 
 } // namespace velmora

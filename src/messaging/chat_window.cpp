@@ -3,15 +3,21 @@
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
 #include "controls/form_position.h"
+#include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
 #include "platform/html_message_view.h"
+#include "platform/prompter.h"
 #include "session/session.h"
 #include "settings/settings.h"
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QComboBox>
+#include <QInputDialog>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTextDocument>
@@ -134,6 +140,50 @@ QAction* ChatWindow::addEntry(QMenu& menu, const char* name, const QString& text
     connect(action, &QAction::triggered, this,
             [this, handler = std::move(handler)] { session_.trap(handler); });
     return action;
+}
+
+void ChatWindow::addEditMenu() {
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    edit->setObjectName(QStringLiteral("mnuEdit"));
+    addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
+    edit->addSeparator();
+    addEntry(*edit, "mnuEditSelectAll", tr("Select &All"), [this] { txtSendMsg_->selectAll(); });
+    addEntry(
+        *edit, "mnuEditFind", tr("&Find..."), [this] { askAndFind(); }, QKeySequence::Find);
+    edit->addSeparator();
+    auto openList = [this](const char* name) {
+        return [this, name] {
+            if (auto* list = tbFontSettings_->findChild<QComboBox*>(QLatin1StringView(name))) {
+                list->setFocus();
+                list->showPopup();
+            }
+        };
+    };
+    addEntry(*edit, "mnuEditFontName", tr("Font &Name..."), openList("cboFontName"));
+    addEntry(*edit, "mnuEditFontSize", tr("Font Si&ze..."), openList("cboFontSize"));
+    addStyleToggles(*edit, *tbFontSettings_);
+}
+
+bool ChatWindow::findInConversation(const QString& text) {
+    if (text.isEmpty()) {
+        return false;
+    }
+    if (brwMessage_->find(text)) {
+        return true;
+    }
+    QTextCursor top = brwMessage_->textCursor();
+    top.movePosition(QTextCursor::Start);
+    brwMessage_->setTextCursor(top);
+    return brwMessage_->find(text);
+}
+
+void ChatWindow::askAndFind() {
+    bool ok = false;
+    const QString text = QInputDialog::getText(this, tr("Find"), tr("Find what:"),
+                                               QLineEdit::Normal, QString(), &ok);
+    if (ok && !findInConversation(text)) {
+        session_.prompter().beep();
+    }
 }
 
 void ChatWindow::restorePosition() {

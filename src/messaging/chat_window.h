@@ -59,6 +59,9 @@ public:
     virtual void cmdSend_Click() = 0;
     // Asks for a file and saves the conversation there as plain text.
     void saveLog();
+    // Selects the next occurrence of `text` in the conversation, starting
+    // over at the top once; false when there is none.
+    bool findInConversation(const QString& text);
     // The conversation as the saved log holds it.
     [[nodiscard]] QString conversationLog() const;
     // The chooser the save dialog asks; by default the desktop's.
@@ -78,6 +81,9 @@ protected:
     // error trap.
     QAction* addEntry(QMenu& menu, const char* name, const QString& text,
                       std::function<void()> handler, const QKeySequence& keys = {});
+    // The Edit menu both windows show: the clipboard, select all, find, and
+    // the font toolbar's name, size and styles.
+    void addEditMenu();
 
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -93,6 +99,7 @@ private:
     void restorePosition();
     void followToolbar();
     void insertSmilie(const QString& code);
+    void askAndFind();
 
     Form form_;
     FileChooser* fileChooser_ = nullptr;

@@ -11,12 +11,10 @@
 #include "session/session.h"
 #include "transfer/file_sender.h"
 
-#include <QComboBox>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QHBoxLayout>
-#include <QInputDialog>
-#include <QLineEdit>
+#include <QLabel>
 #include <QLocale>
 #include <QMenuBar>
 #include <QPlainTextEdit>
@@ -44,11 +42,15 @@ PMWindow* findPMWindow(Session& session, const QString& name) {
 } // namespace
 
 PMWindow::PMWindow(Session& session, const QString& recipient)
-    : ChatWindow(session, kForm), recipient_(recipient), sbStatus_(new QStatusBar(this)) {
+    : ChatWindow(session, kForm), recipient_(recipient), sbStatus_(new QStatusBar(this)),
+      lblStatus_(new QLabel(sbStatus_)) {
     setWindowTitle(caption(recipient));
     cmdSend_->setDefault(true);
     cmdSend_->setMinimumHeight(44);
     sbStatus_->setObjectName(QStringLiteral("sbStatus"));
+    // A permanent part of the bar, which the menus' status tips leave alone.
+    lblStatus_->setObjectName(QStringLiteral("lblStatus"));
+    sbStatus_->addPermanentWidget(lblStatus_, 1);
     setStatusBar(sbStatus_);
 
     auto* composer = new QWidget;
@@ -102,25 +104,7 @@ void PMWindow::buildMenus() {
     addEntry(
         *file, "mnuFileClose", tr("&Close"), [this] { close(); }, QKeySequence::Close);
 
-    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
-    edit->setObjectName(QStringLiteral("mnuEdit"));
-    addClipboardActions(*edit, *brwMessage_, *txtSendMsg_);
-    edit->addSeparator();
-    addEntry(*edit, "mnuEditSelectAll", tr("Select &All"), [this] { txtSendMsg_->selectAll(); });
-    addEntry(
-        *edit, "mnuEditFind", tr("&Find..."), [this] { askAndFind(); }, QKeySequence::Find);
-    edit->addSeparator();
-    auto openList = [this](const char* name) {
-        return [this, name] {
-            if (auto* list = tbFontSettings_->findChild<QComboBox*>(QLatin1StringView(name))) {
-                list->setFocus();
-                list->showPopup();
-            }
-        };
-    };
-    addEntry(*edit, "mnuEditFontName", tr("Font &Name..."), openList("cboFontName"));
-    addEntry(*edit, "mnuEditFontSize", tr("Font Si&ze..."), openList("cboFontSize"));
-    addStyleToggles(*edit, *tbFontSettings_);
+    addEditMenu();
 
     addHelpMenu(*menuBar(), session_.frame().actions(), QKeySequence::HelpContents);
 }
@@ -161,26 +145,12 @@ void PMWindow::send() {
     txtSendMsg_->setFocus();
 }
 
-bool PMWindow::findInConversation(const QString& text) {
-    if (text.isEmpty()) {
-        return false;
-    }
-    if (brwMessage_->find(text)) {
-        return true;
-    }
-    QTextCursor top = brwMessage_->textCursor();
-    top.movePosition(QTextCursor::Start);
-    brwMessage_->setTextCursor(top);
-    return brwMessage_->find(text);
+void PMWindow::setStatusText(const QString& text) {
+    lblStatus_->setText(text);
 }
 
-void PMWindow::askAndFind() {
-    bool ok = false;
-    const QString text = QInputDialog::getText(this, tr("Find"), tr("Find what:"),
-                                               QLineEdit::Normal, QString(), &ok);
-    if (ok && !findInConversation(text)) {
-        session_.prompter().beep();
-    }
+QString PMWindow::statusText() const {
+    return lblStatus_->text();
 }
 
 PMWindow* OpenPMWindow(Session& session, const QString& name) {
@@ -201,9 +171,8 @@ void ReceivePM(Session& session, const QString& sender, const QString& text,
     QString body = text;
     AppendMessageHtml(body, QLatin1StringView(PMWindow::kOthersColour), sender, fontName, fontSize,
                       window->messageView(), style, formatterOptions(session));
-    window->sbStatus().showMessage(
-        QStringLiteral("Last IM Received: ") +
-        QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
+    window->setStatusText(QStringLiteral("Last IM Received: ") +
+                          QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
     if (session.preferences().newPM == 1) {
         session.desktop().bringToFront(window);
     }

@@ -7,6 +7,7 @@
 
 #include <QString>
 
+class QLabel;
 class QStatusBar;
 
 namespace velmora {
@@ -23,19 +24,19 @@ public:
 
     [[nodiscard]] QString recipient() const { return recipient_; }
     [[nodiscard]] QStatusBar& sbStatus() { return *sbStatus_; }
+    // The status line: it stays until the window changes it.
+    void setStatusText(const QString& text);
+    [[nodiscard]] QString statusText() const;
 
     void cmdSend_Click() override;
-    // Selects the next occurrence of `text` in the conversation, starting
-    // over at the top once; false when there is none.
-    bool findInConversation(const QString& text);
 
 private:
     void buildMenus();
-    void askAndFind();
     void send();
 
     QString recipient_;
     QStatusBar* sbStatus_;
+    QLabel* lblStatus_;
 };
 
 // Finds the window for `name` (caption compared ignoring case) and brings it

@@ -3,6 +3,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QSoundEffect>
+#include <QSystemTrayIcon>
 #include <QTextBrowser>
 #include <QUrl>
 #include <QWidget>
@@ -63,6 +64,10 @@ void QtDesktop::bringToFront(QWidget* window) {
     window->show();
     window->raise();
     window->activateWindow();
+}
+
+bool QtDesktop::hasSystemTray() const {
+    return QSystemTrayIcon::isSystemTrayAvailable();
 }
 
 } // namespace velmora

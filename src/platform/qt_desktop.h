@@ -27,6 +27,7 @@ public:
     // One help window, reused: a later call shows the new topic in it.
     void showHelp(const QString& helpPath, const QString& topic, QWidget* owner) override;
     void bringToFront(QWidget* window) override;
+    [[nodiscard]] bool hasSystemTray() const override;
 
     // The help window while it is open.
     [[nodiscard]] QTextBrowser* helpWindow() const { return help_; }

@@ -413,12 +413,16 @@ QWidget* Session::findWindowByName(const QString& name) const {
     return nullptr;
 }
 
-void Session::closeSessionWindows() {
+bool Session::closeSessionWindows() {
     for (QWidget* window : windows()) {
-        window->close();
+        if (!window->close()) {
+            return false;
+        }
         window->deleteLater();
+        windows_.removeAll(window);
     }
     windows_.clear();
+    return true;
 }
 
 void Session::deleteSessionWindows() {

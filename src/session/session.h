@@ -167,8 +167,9 @@ public:
         window->show();
         return *window;
     }
-    // Closes every window of the session except the main window.
-    void closeSessionWindows();
+    // Closes every window of the session except the main window, stopping at
+    // one that refuses (it and the ones after it stay open); false then.
+    bool closeSessionWindows();
     // Deletes the session windows at once (the owner is going away).
     void deleteSessionWindows();
 

@@ -9,6 +9,7 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -20,8 +21,8 @@ namespace velmora {
 
 MainWindow::MainWindow(Session& session)
     : session_(session), tvBuddies_(new QTreeWidget(this)), sbConnect_(new QStatusBar(this)),
-      tbMain_(new QToolBar(this)), pctSys_(new QSystemTrayIcon(this)), mnuSys_(new QMenu(this)),
-      mnuBuddy_(new QMenu(this)) {
+      lblConnect_(new QLabel(sbConnect_)), tbMain_(new QToolBar(this)),
+      pctSys_(new QSystemTrayIcon(this)), mnuSys_(new QMenu(this)), mnuBuddy_(new QMenu(this)) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QString::fromLatin1(Session::kAppTitle));
     setWindowIcon(images::mainImage(images::kTrayOnline));
@@ -44,10 +45,16 @@ MainWindow::MainWindow(Session& session)
     session_.setFrame(this);
 
     sbConnect_->setObjectName(QStringLiteral("sbConnect"));
+    // A permanent part of the bar: the menus' empty status tips, which
+    // replace a temporary message, leave it standing.
+    lblConnect_->setObjectName(QStringLiteral("lblConnect"));
+    sbConnect_->addPermanentWidget(lblConnect_, 1);
     setStatusBar(sbConnect_);
 
     buildMenus();
     buildToolbar();
+    // Wide enough for the five captions.
+    resize(qMax(width(), tbMain_->sizeHint().width()), height());
     buildTray();
     buildBuddyMenu();
 
@@ -100,6 +107,10 @@ void MainWindow::buildMenus() {
         setWindowState(windowState() | Qt::WindowMinimized);
         hideToTray();
     });
+    // Without a tray there is nothing to minimise to.
+    connect(file, &QMenu::aboutToShow, this, [this] {
+        actions_.fileMinimizeToTray->setVisible(session_.desktop().hasSystemTray());
+    });
     file->addSeparator();
     QAction* exit = actions_.fileExit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
     connect(exit, &QAction::triggered, this, &QWidget::close);
@@ -147,9 +158,8 @@ void MainWindow::buildToolbar() {
     tbMain_->setObjectName(QStringLiteral("tbMain"));
     tbMain_->setMovable(false);
     tbMain_->setFloatable(false);
-    // Icons only, the captions as tips: five captions do not fit a buddy
-    // list's width.
-    tbMain_->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    // Each picture with its caption under it.
+    tbMain_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     tbMain_->setIconSize(QSize(26, 26));
     addToolBar(Qt::TopToolBarArea, tbMain_);
     // Each button runs the menu command of the same meaning.
@@ -198,13 +208,17 @@ void MainWindow::buildTray() {
 
     connect(pctSys_, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
+                // StatusNotifier trays (Plasma, GNOME's AppIndicator) send a
+                // single Trigger for a click and never a double click.
                 if (reason == QSystemTrayIcon::DoubleClick) {
                     onTrayNotification(kTrayDoubleClick);
+                } else if (reason == QSystemTrayIcon::Trigger) {
+                    onTrayNotification(kTrayClick);
                 } else if (reason == QSystemTrayIcon::Context) {
                     onTrayNotification(kTrayRightButtonDown);
                 }
             });
-    if (QSystemTrayIcon::isSystemTrayAvailable()) {
+    if (session_.desktop().hasSystemTray()) {
         pctSys_->show();
     }
 }
@@ -237,6 +251,7 @@ void MainWindow::showBuddyMenu(const QPoint& pos) {
 void MainWindow::updateTrayMenu() {
     actions_.sysSHA->setText(isVisible() ? QStringLiteral("Hide Application")
                                          : QStringLiteral("Show Application"));
+    actions_.sysSHA->setVisible(session_.desktop().hasSystemTray());
     // Sending and adding need a live session.
     const bool online = !session_.values().userName.isEmpty();
     actions_.sysSendAnIM->setEnabled(online);
@@ -246,7 +261,9 @@ void MainWindow::updateTrayMenu() {
 void MainWindow::onTrayNotification(int code) {
     session_.trap([&] {
         updateTrayMenu();
-        if (code == kTrayDoubleClick) {
+        // A click restores only a hidden window: on a window in view it does
+        // nothing.
+        if (code == kTrayDoubleClick || (code == kTrayClick && !isVisible())) {
             restoreFromTray();
         } else if (code == kTrayRightButtonDown) {
             mnuSys_->popup(QCursor::pos());
@@ -255,11 +272,11 @@ void MainWindow::onTrayNotification(int code) {
 }
 
 void MainWindow::setConnectStatus(const QString& text) {
-    sbConnect_->showMessage(text);
+    lblConnect_->setText(text);
 }
 
 QString MainWindow::connectStatus() const {
-    return sbConnect_->currentMessage();
+    return lblConnect_->text();
 }
 
 QAction* MainWindow::toolbarButton(int index) const {
@@ -331,9 +348,12 @@ QString MainWindow::selectedBuddy() const {
 }
 
 void MainWindow::hideToTray() {
-    if (QSystemTrayIcon::isSystemTrayAvailable()) {
-        pctSys_->show();
+    // Hidden with no tray icon to click, the window could not come back: it
+    // stays minimised on the task bar instead.
+    if (!session_.desktop().hasSystemTray()) {
+        return;
     }
+    pctSys_->show();
     hide();
 }
 
@@ -354,7 +374,14 @@ void MainWindow::changeEvent(QEvent* event) {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     // Closing the main window ends the program: the session goes with it.
-    session_.trap([&] { session_.closeSessionWindows(); });
+    // A window that refuses to close (a room whose exit was declined) keeps
+    // the program running; a failure while closing does not.
+    bool closed = true;
+    session_.trap([&] { closed = session_.closeSessionWindows(); });
+    if (!closed) {
+        event->ignore();
+        return;
+    }
     pctSys_->hide();
     event->accept();
     emit exitRequested();

@@ -12,6 +12,7 @@
 #include <memory>
 
 class QAction;
+class QLabel;
 class QMenu;
 class QPoint;
 class QSystemTrayIcon;
@@ -29,7 +30,9 @@ class Session;
 class MainWindow : public QMainWindow, public MainFrame {
     Q_OBJECT
 public:
-    // Tray notification codes: left double click and right button down.
+    // Tray notification codes: left click (button up), left double click and
+    // right button down.
+    static constexpr int kTrayClick = 0x202;
     static constexpr int kTrayDoubleClick = 0x203;
     static constexpr int kTrayRightButtonDown = 0x204;
 
@@ -103,6 +106,7 @@ private:
     QTreeWidget* tvBuddies_;
     std::unique_ptr<BuddyList> buddies_;
     QStatusBar* sbConnect_;
+    QLabel* lblConnect_;
     QToolBar* tbMain_;
     std::array<QAction*, 5> buttons_{};
     QSystemTrayIcon* pctSys_;

@@ -152,6 +152,9 @@ private slots:
         bobby.client->mainWindow().tvBuddies().setCurrentItem(
             bobby.client->mainWindow().buddies().findBuddy(QStringLiteral("alicia")));
         QVERIFY(test::saveScreenshot(bobby.client->mainWindow(), "main-window.png"));
+        QVERIFY(test::saveScreenshotWithMenu(bobby.client->mainWindow(),
+                                             *child<QMenu>(bobby.client->mainWindow(), "mnuFile"),
+                                             "main-window-menu.png"));
 
         // alicia searches for part of a name.
         child<QAction>(alicia.client->mainWindow(), "mnuToolsSearchUsers")->trigger();
@@ -281,6 +284,10 @@ private slots:
         }
         room(alicia)->resize(720, 480);
         QVERIFY(test::saveScreenshot(*room(alicia), QStringLiteral("conference.png")));
+        room(alicia)->tvUsers().setCurrentItem(room(alicia)->tvUsers().topLevelItem(1));
+        QVERIFY(test::saveScreenshotWithMenu(*room(alicia),
+                                             *child<QMenu>(*room(alicia), "mnuUsers"),
+                                             QStringLiteral("conference-users-menu.png")));
 
         QVERIFY(openRoom(dave));
         QVERIFY(boxes(dave, 1));

@@ -62,12 +62,14 @@ public:
         helpOwner = owner;
     }
     void bringToFront(QWidget* window) override { broughtToFront << window; }
+    [[nodiscard]] bool hasSystemTray() const override { return tray; }
 
     QStringList urls;
     QStringList sounds;
     QStringList help;
     QPointer<QWidget> helpOwner;
     QList<QPointer<QWidget>> broughtToFront;
+    bool tray = true;
 };
 
 // Answers each file or folder dialog with the next queued path (nothing, or

@@ -7,7 +7,10 @@
 #include <QDir>
 #include <QFile>
 #include <QLineEdit>
+#include <QMenuBar>
+#include <QPixmap>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 namespace velmora::test {
@@ -99,6 +102,32 @@ bool saveScreenshot(QWidget& window, const QString& file) {
     window.activateWindow();
     QTest::qWait(300); // let the window manager place and paint it
     return QTest::qWaitForWindowExposed(&window) && window.grab().save(QDir(folder).filePath(file));
+}
+
+bool saveScreenshotWithMenu(QMainWindow& window, QMenu& menu, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return true;
+    }
+    window.show();
+    window.raise();
+    window.activateWindow();
+    QTest::qWait(300);
+    if (!QTest::qWaitForWindowExposed(&window)) {
+        return false;
+    }
+    QMenuBar* bar = window.menuBar();
+    menu.popup(bar->mapToGlobal(bar->actionGeometry(menu.menuAction()).bottomLeft()));
+    if (!QTest::qWaitForWindowExposed(&menu)) {
+        return false;
+    }
+    menu.setActiveAction(menu.actions().value(0));
+    QTest::qWait(300);
+    const QRect area = window.frameGeometry().united(menu.geometry());
+    const QPixmap shot =
+        window.screen()->grabWindow(0, area.x(), area.y(), area.width(), area.height());
+    menu.hide();
+    return shot.save(QDir(folder).filePath(file));
 }
 
 } // namespace velmora::test

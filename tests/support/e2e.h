@@ -6,6 +6,8 @@
 #include "app/client.h"
 #include "support/doubles.h"
 
+#include <QMainWindow>
+#include <QMenu>
 #include <QProcess>
 
 #include <memory>
@@ -52,5 +54,8 @@ struct E2eUser {
 // xvfb-run with QT_QPA_PLATFORM=xcb), saves a picture of `window` there as
 // `file`; true when nothing was asked or the picture was saved.
 [[nodiscard]] bool saveScreenshot(QWidget& window, const QString& file);
+// The same with `menu` of the window's menu bar open and its first entry
+// under the pointer: the screen around both.
+[[nodiscard]] bool saveScreenshotWithMenu(QMainWindow& window, QMenu& menu, const QString& file);
 
 } // namespace velmora::test

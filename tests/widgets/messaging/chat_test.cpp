@@ -24,13 +24,16 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
 #include <QStatusBar>
+#include <QStatusTipEvent>
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -213,7 +216,10 @@ private slots:
                          [&] { return rig.desktop.sounds.size() == 3; }));
         QVERIFY(shownText(open->brwMessage()).endsWith("ALICIA: hi there "));
         QCOMPARE(test::lastNameColour(open->brwMessage()), QColor(PMWindow::kOthersColour));
-        QVERIFY(open->sbStatus().currentMessage().startsWith(QStringLiteral("Last IM Received: ")));
+        // A menu entry's empty status tip leaves the line standing.
+        QStatusTipEvent tip{QString()};
+        QApplication::sendEvent(open, &tip);
+        QVERIFY(open->statusText().startsWith(QStringLiteral("Last IM Received: ")));
         // A sender without a window gets one, and keeps it.
         PMWindow* carol = rig.pm(QStringLiteral("carol1 - Instant Message"));
         QVERIFY(carol);
@@ -470,6 +476,24 @@ private slots:
         QVERIFY(rig.feed(" ## +CDet /$/  :/ alicia :/ BOBBY :/ carol1",
                          [&] { return room.members().size() == 3; }));
         QCOMPARE(room.members(), (QStringList{"alicia", "BOBBY", "carol1"}));
+        // The Users menu acts on the selected member; the Edit menu is the
+        // message window's.
+        room.tvUsers().setCurrentItem(room.tvUsers().topLevelItem(1));
+        QStringList users;
+        for (QAction* entry : child<QMenu>(room, "mnuUsers")->actions()) {
+            users << entry->objectName() + ' ' + entry->text();
+        }
+        QCOMPARE(users, (QStringList{"mnuUsersSendPM Send PM [BOBBY]",
+                                     "mnuUsersViewProfile View Profile [BOBBY]",
+                                     "mnuUsersSendFile Send File [BOBBY]"}));
+        auto* sender = new QWidget;
+        sender->setObjectName(QStringLiteral("frmFileSender"));
+        (new QLabel(QStringLiteral("BOBBY"), sender))
+            ->setObjectName(QStringLiteral("lblRemoteUser"));
+        rig.client.session().adoptWindow(sender);
+        child<QAction>(room, "mnuUsersSendFile")->trigger();
+        QCOMPARE(rig.desktop.broughtToFront.value(0), sender);
+        QVERIFY(child<QAction>(room, "mnuEditFind") && child<QAction>(room, "mnuEditFontSize"));
         QCOMPARE(room.brwMessage().source().mid(before.size()),
                  kNotice + "----> Entered Conference \"lobby\"</font>\r\n<br><br>\r\n");
 
@@ -523,9 +547,13 @@ private slots:
     void leavingAsksFirstAndALostConnectionMutesTheRoom() {
         ConfRig rig;
         ConfWindow* room = &rig.lobby("alicia :/ bobby");
-        rig.prompter.answers = {answer::kNo, answer::kYes};
+        rig.prompter.answers = {answer::kNo, answer::kNo, answer::kYes};
         room->close();
         QVERIFY(room->isVisible());
+        // Quitting from the room asks too, and No keeps the room and the program.
+        QVERIFY(!rig.client.mainWindow().close());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(rig.room() == room && room->isVisible());
         QCOMPARE(rig.sent(), QByteArray());
         QCOMPARE(rig.prompter.boxes[0].text,
                  QStringLiteral("You are about to exit the conference \"lobby\".\r\n"
@@ -544,7 +572,7 @@ private slots:
         QVERIFY(again.isVisible() && !again.txtSendMsg().isEnabled());
         QCOMPARE(again.tvUsers().topLevelItemCount(), 0);
         QCOMPARE(again.txtSendMsg().toPlainText(), QStringLiteral("unsent"));
-        QCOMPARE(rig.prompter.boxes.size(), 2); // the two questions only
+        QCOMPARE(rig.prompter.boxes.size(), 3); // the three questions only
     }
 
     void onlyOnlineBuddiesOutsideTheRoomAreInvited() {

@@ -26,6 +26,7 @@
 #include "support/client_rig.h"
 #include "transfer/file_sender.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -33,8 +34,12 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
+#include <QStatusTipEvent>
+#include <QSystemTrayIcon>
 #include <QTcpSocket>
 #include <QTimer>
+#include <QToolBar>
+#include <QToolButton>
 #include <QTreeWidget>
 
 using namespace velmora;
@@ -309,6 +314,9 @@ private slots:
         QVERIFY(!client.loginWindow().isVisible());
         QVERIFY(rig.feed(" ## +LI /$/ Login=True",
                          [&] { return client.existingLoginWindow() == nullptr; }));
+        // A menu entry's empty status tip leaves the status standing.
+        QStatusTipEvent tip{QString()};
+        QApplication::sendEvent(&client.mainWindow(), &tip);
         QCOMPARE(client.mainWindow().connectStatus(), QStringLiteral("-> Connected [bobby]"));
 
         // With it off the window is shown and offers the saved server.
@@ -461,6 +469,11 @@ private slots:
                  QStringLiteral("http://people.example"));
         QVERIFY(main.toolbarButton(3)->isVisible());
         QVERIFY(!rig.action("mnuToolsOpenConference")->isVisible());
+        // The buttons show their captions under the pictures.
+        auto* bar = child<QToolBar>(main, "tbMain");
+        auto* add = qobject_cast<QToolButton*>(bar->widgetForAction(main.toolbarButton(4)));
+        QVERIFY(add->toolButtonStyle() == Qt::ToolButtonTextUnderIcon);
+        QCOMPARE(add->text(), QStringLiteral("Add Contact"));
 
         // An empty profile site hides the profile entries and still enables button 5.
         main.setToolbarButtonEnabled(5, false);
@@ -716,9 +729,14 @@ private slots:
         rig.main.onTrayNotification(MainWindow::kTrayRightButtonDown);
         QCOMPARE(sha->text(), QStringLiteral("Show Application"));
         rig.main.trayMenu()->hide();
-        // Only a double click restores the window.
+        // A button going down does not restore the window; the click a
+        // StatusNotifier tray sends does, as does a double click.
         rig.main.onTrayNotification(0x201);
         QVERIFY(!rig.main.isVisible());
+        auto* tray = rig.main.findChild<QSystemTrayIcon*>(QStringLiteral("pctSys"));
+        emit tray->activated(QSystemTrayIcon::Trigger);
+        QVERIFY(rig.main.isVisible());
+        sha->trigger();
         rig.main.onTrayNotification(MainWindow::kTrayDoubleClick);
         QVERIFY(rig.main.isVisible());
 
@@ -730,6 +748,17 @@ private slots:
         rig.client.session().preferences().minTray = 1;
         rig.main.showMinimized();
         QVERIFY(QTest::qWaitFor([&] { return !rig.main.isVisible(); }));
+        // Without a tray the window only minimises, and hiding is not offered.
+        rig.desktop.tray = false;
+        rig.main.showNormal();
+        rig.main.showMinimized();
+        QVERIFY(QTest::qWaitFor([&] { return rig.main.isMinimized(); }));
+        QVERIFY(rig.main.isVisible());
+        rig.main.showNormal();
+        sha->trigger();
+        QVERIFY(rig.main.isMinimized() && rig.main.isVisible());
+        emit child<QMenu>(rig.main, "mnuFile")->aboutToShow();
+        QVERIFY(!rig.action("mnuFileMinimizeToTray")->isVisible());
 
         rig.action("mnuHelpHelp")->trigger();
         QCOMPARE(rig.desktop.help, QStringList{rig.home.path() + "/help|Index.html"});

@@ -29,6 +29,7 @@ public:
     void playSound(const QString&) override {}
     void showHelp(const QString&, const QString&, QWidget*) override {}
     void bringToFront(QWidget*) override {}
+    [[nodiscard]] bool hasSystemTray() const override { return false; }
 };
 
 // Called before the QApplication is made.

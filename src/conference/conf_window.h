@@ -37,6 +37,8 @@ public:
     void onMessage(const QString& sender, QString text, const QString& fontName,
                    const QString& fontSize, const QString& style);
     void onConnectionLost() override;
+    // The room was left with the connection: the window stays muted.
+    void onConnectionRestored() override {}
 
     void cmdSend_Click() override;
     // Opens the invitation dialog for the online buddies not in the room.

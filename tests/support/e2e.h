@@ -22,8 +22,10 @@ public:
     ~VelmoradProcess();
 
     // Creates the accounts, starts the server and waits for its
-    // "listening on" line.
+    // "listening on" line. Started again, it keeps its port and database.
     [[nodiscard]] bool start();
+    // Kills the server, dropping every connection.
+    void stop();
     [[nodiscard]] QString address() const;
 
 private:

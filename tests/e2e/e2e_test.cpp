@@ -324,6 +324,7 @@ private slots:
         QVERIFY(!toAlicia->txtSendMsg().isEnabled());
         QVERIFY(server.start());
         QVERIFY(status(QStringLiteral("-> Connected [bobby]")));
+        QVERIFY(toAlicia->txtSendMsg().isEnabled());
         QVERIFY(QTest::qWaitFor([&] {
             return alicia.client->mainWindow().connectStatus() == "-> Connected [alicia]";
         }));

@@ -339,6 +339,15 @@ private slots:
         child<QAction>(main, "mnuFileLogInOut")->trigger();
         QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
         QVERIFY(!bobby.client->session().reconnect().pending());
+
+        // A login the server refuses ends it too.
+        QVERIFY(server.start());
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        server.stop();
+        QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
+        QVERIFY(server.start({QStringLiteral("--min-version"), QStringLiteral("99.0")}));
+        QVERIFY(QTest::qWaitFor([&] { return !bobby.client->session().reconnect().pending(); }));
+        QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
         QVERIFY(bobby.prompter.boxes.isEmpty());
     }
 };

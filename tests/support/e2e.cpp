@@ -29,7 +29,7 @@ VelmoradProcess::~VelmoradProcess() {
     }
 }
 
-bool VelmoradProcess::start() {
+bool VelmoradProcess::start(const QStringList& moreArgs) {
     const QStringList common{QStringLiteral("--db"), dir_.filePath(QStringLiteral("velmorad.db")),
                              QStringLiteral("--hash-cost"), QStringLiteral("fast")};
     const QString velmorad = qEnvironmentVariable("VELMORAD", QStringLiteral("velmorad"));
@@ -38,8 +38,8 @@ bool VelmoradProcess::start() {
             return false;
         }
     }
-    process_.start(velmorad,
-                   QStringList{QStringLiteral("--listen"), address()} + common + extraArgs_);
+    process_.start(velmorad, QStringList{QStringLiteral("--listen"), address()} + common +
+                                 extraArgs_ + moreArgs);
     if (!process_.waitForStarted(10000)) {
         return false;
     }

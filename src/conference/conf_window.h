@@ -37,8 +37,7 @@ public:
     void onMessage(const QString& sender, QString text, const QString& fontName,
                    const QString& fontSize, const QString& style);
     void onConnectionLost() override;
-    // The room was left with the connection: the window stays muted.
-    void onConnectionRestored() override {}
+    void onConnectionRestored() override;
 
     void cmdSend_Click() override;
     // Opens the invitation dialog for the online buddies not in the room.
@@ -59,6 +58,7 @@ private:
     void updateMemberActions();
 
     QString confName_;
+    QString lostRoom_; // the room a dropped connection left
     QTreeWidget* tvUsers_;
     QAction* mnuSendPM_ = nullptr;
     QAction* mnuViewProfile_ = nullptr;

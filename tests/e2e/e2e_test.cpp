@@ -313,6 +313,7 @@ private slots:
         QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
         QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
         PMWindow* toAlicia = OpenPMWindow(bobby.client->session(), QStringLiteral("alicia"));
+        QVERIFY(openRoom(bobby) && roomHas(bobby, {"bobby"}));
         MainWindow& main = bobby.client->mainWindow();
         const auto status = [&](const QString& text) {
             return QTest::qWaitFor([&] { return main.connectStatus() == text; }, 15000);
@@ -331,6 +332,9 @@ private slots:
         send(*toAlicia, QStringLiteral("back again"));
         PMWindow* fromBobby = shown<PMWindow>(alicia);
         QVERIFY(fromBobby && hasLog(*fromBobby, QStringLiteral("bobby: back again\n")));
+        QVERIFY(roomHas(bobby, {"bobby"})); // back in the room, too
+        test::say(room(bobby)->txtSendMsg(), QStringLiteral("still here"));
+        QVERIFY(roomReads(bobby, "bobby: still here"));
 
         // Logging out while waiting ends it.
         server.stop();

@@ -22,6 +22,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <utility>
+
 namespace velmora {
 
 namespace {
@@ -132,6 +134,7 @@ void ConfWindow::enterRoom(const QString& name) {
         tvUsers_->clear();
     }
     confName_ = name;
+    lostRoom_.clear();
     setSendingEnabled(true);
 }
 
@@ -199,9 +202,22 @@ void ConfWindow::onMessage(const QString& sender, QString text, const QString& f
 }
 
 void ConfWindow::onConnectionLost() {
+    if (!confName_.isEmpty()) {
+        lostRoom_ = confName_;
+    }
     ChatWindow::onConnectionLost();
     tvUsers_->clear();
     confName_.clear();
+}
+
+void ConfWindow::onConnectionRestored() {
+    // Back in the room the connection left; its details bring the members.
+    if (lostRoom_.isEmpty()) {
+        return;
+    }
+    const QString room = std::exchange(lostRoom_, QString());
+    enterRoom(room);
+    session_.trap([&] { session_.joinRoom(room); });
 }
 
 void ConfWindow::cmdSend_Click() {

@@ -37,6 +37,7 @@ public:
     void onMessage(const QString& sender, QString text, const QString& fontName,
                    const QString& fontSize, const QString& style);
     void onConnectionLost() override;
+    void onConnectionRestored() override;
 
     void cmdSend_Click() override;
     // Opens the invitation dialog for the online buddies not in the room.
@@ -57,6 +58,7 @@ private:
     void updateMemberActions();
 
     QString confName_;
+    QString lostRoom_; // the room a dropped connection left
     QTreeWidget* tvUsers_;
     QAction* mnuSendPM_ = nullptr;
     QAction* mnuViewProfile_ = nullptr;

@@ -132,6 +132,10 @@ void ChatWindow::onConnectionLost() {
     setSendingEnabled(false);
 }
 
+void ChatWindow::onConnectionRestored() {
+    setSendingEnabled(true);
+}
+
 QAction* ChatWindow::addEntry(QMenu& menu, const char* name, const QString& text,
                               std::function<void()> handler, const QKeySequence& keys) {
     QAction* action = menu.addAction(text);

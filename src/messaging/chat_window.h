@@ -68,6 +68,7 @@ public:
     void setFileChooser(FileChooser* chooser) { fileChooser_ = chooser; }
 
     void onConnectionLost() override;
+    void onConnectionRestored() override;
 
 protected:
     ChatWindow(Session& session, const Form& form);

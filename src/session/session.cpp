@@ -9,6 +9,7 @@
 #include "session/dispatcher.h"
 #include "session/main_frame.h"
 #include "session/offline_aware.h"
+#include "session/reconnect.h"
 
 #include <QWidget>
 
@@ -52,9 +53,11 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
         *connection_, [this](const QString& routine, const std::function<void()>& action) {
             trap(routine, action);
         });
+    reconnect_ = std::make_unique<Reconnect>(*this);
     connect(connection_.get(), &Connection::closed, this, [this] {
         onConnectionClosed();
         emit connectionLost();
+        reconnect_->onConnectionDropped();
     });
     // The main window reads its settings when it loads.
     trap([this] { settings_.loadMainWindowValues(preferences_); });
@@ -63,6 +66,7 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
 
 Session::~Session() {
     deleteSessionWindows();
+    reconnect_.reset();
     dispatcher_.reset();
     connection_.reset();
 }
@@ -76,11 +80,14 @@ bool Session::isClosed() const {
 }
 
 void Session::closeConnection() {
+    reconnect_->stop();
     connection_->Close();
 }
 
 void Session::connectTo(const QString& address) {
+    reconnect_->stop();
     connectToAddress(*connection_, address, p::kDefaultPort);
+    address_ = address;
 }
 
 bool Session::waitUntilConnected(const QObject& window) {
@@ -149,7 +156,7 @@ void Session::inviteToRoom(const QString& room, const QStringList& invitees,
 }
 
 void Session::onLoginReplied(std::function<void(LoginResult)> handler) {
-    dispatcher_->setHandler(Reply::LI, [handler = std::move(handler)](const Record& r) {
+    dispatcher_->setHandler(Reply::LI, [this, handler = std::move(handler)](const Record& r) {
         const QString& answer = r.field(1);
         LoginResult result = LoginResult::Invalid;
         if (is(answer, p::answer::kLoginTrue)) {
@@ -159,7 +166,14 @@ void Session::onLoginReplied(std::function<void(LoginResult)> handler) {
         } else if (is(answer, p::answer::kClientUpgrade)) {
             result = LoginResult::UpgradeNeeded;
         }
+        if (reconnect_->awaitingLogin()) {
+            reconnect_->onLoginReply(result);
+            return;
+        }
         handler(result);
+        if (result == LoginResult::Accepted && !values_.userName.isEmpty()) {
+            reconnect_->remember(address_, values_.userName, values_.password);
+        }
     });
 }
 

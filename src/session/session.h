@@ -30,6 +30,7 @@ class Connection;
 class Dispatcher;
 class MainFrame;
 class Prompter;
+class Reconnect;
 
 enum class LoginResult { Accepted, Refused, UpgradeNeeded, Invalid };
 enum class SignUpResult { Created, NameTaken, Disabled, Invalid };
@@ -66,14 +67,18 @@ public:
     [[nodiscard]] SessionValues& values() { return values_; }
     [[nodiscard]] const SessionValues& values() const { return values_; }
     [[nodiscard]] MainFrame& frame() { return *frame_; }
+    // Logging in again after a dropped connection.
+    [[nodiscard]] Reconnect& reconnect() { return *reconnect_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
 
     // The connection to the IM server.
     [[nodiscard]] bool isConnected() const;
     [[nodiscard]] bool isClosed() const;
+    // Closes the connection on the user's behalf: no reconnect follows.
     void closeConnection();
     // Starts connecting to "host" or "host:port" (the default port when none
-    // is named). A port outside 1..65535 raises AppError 380 first.
+    // is named), ending any reconnect. A port outside 1..65535 raises
+    // AppError 380 first.
     void connectTo(const QString& address);
     // Runs the event loop until the attempt has connected or failed, or until
     // `window` is destroyed meanwhile. True when connected.
@@ -195,6 +200,8 @@ private:
     SessionValues values_;
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Dispatcher> dispatcher_;
+    std::unique_ptr<Reconnect> reconnect_;
+    QString address_; // the last address connected to
     MainFrame* frame_ = nullptr;
     QList<QPointer<QWidget>> windows_;
     std::vector<std::function<void(const QString&, bool)>> presence_;

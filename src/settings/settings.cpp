@@ -100,6 +100,14 @@ void Settings::setEmote(bool on) {
     write(kSettings, QStringLiteral("Emote"), switchText(on));
 }
 
+qint16 Settings::reconnect() const {
+    return number_text::toInt16(read(kSettings, QStringLiteral("Reconnect"), QStringLiteral("1")));
+}
+
+void Settings::setReconnect(bool on) {
+    write(kSettings, QStringLiteral("Reconnect"), switchText(on));
+}
+
 QString Settings::soundPath(const QString& name) const {
     return read(kSounds, name,
                 folder_ + QStringLiteral("/Sounds/") + name + QStringLiteral(".wav"));

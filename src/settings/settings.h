@@ -75,6 +75,10 @@ public:
     void setNewPM(bool on);
     void setMinTray(bool on);
     void setEmote(bool on);
+    // "Reconnect": log in again after a dropped connection (on when absent;
+    // reading never writes the key).
+    [[nodiscard]] qint16 reconnect() const;
+    void setReconnect(bool on);
 
     // Section "Sounds"; `name` is one of sound::k*.
     [[nodiscard]] QString soundPath(const QString& name) const;

@@ -1,4 +1,5 @@
-// "General Settings": message pop-up, minimising to the tray, smilies.
+// "General Settings": message pop-up, minimising to the tray, smilies,
+// reconnecting.
 #pragma once
 
 #include "shell/options_page.h"
@@ -19,6 +20,7 @@ private:
     QCheckBox* chkNewPM_;
     QCheckBox* chkMinTray_;
     QCheckBox* chkEmote_;
+    QCheckBox* chkReconnect_;
 };
 
 } // namespace velmora

@@ -19,6 +19,8 @@
 #include "messaging/pm_window.h"
 #include "platform/html_message_view.h"
 #include "session/connection.h"
+#include "session/reconnect.h"
+#include "session/session.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
 #include "shell/registration_window.h"
@@ -294,6 +296,63 @@ private slots:
 
         room(bobby)->close();
         QVERIFY(roomHas(alicia, {"alicia", "carol1"}));
+    }
+
+    void aDroppedConnectionComesBackWhenTheServerDoes() {
+        QCOMPARE(reconnectDelayMs(0, 0), 1000);
+        QCOMPARE(reconnectDelayMs(1, -1), 1600);
+        QCOMPARE(reconnectDelayMs(2, 1), 4800);
+        QCOMPARE(reconnectDelayMs(5, 0), 32000);
+        QCOMPARE(reconnectDelayMs(6, -1), 48000);
+        QCOMPARE(reconnectDelayMs(40, 1), 60000);
+
+        test::VelmoradProcess server({{"alicia", "alicia1"}, {"bobby", "bobby1"}});
+        QVERIFY(server.start());
+        E2eUser alicia(QStringLiteral("alicia"));
+        E2eUser bobby(QStringLiteral("bobby"));
+        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        PMWindow* toAlicia = OpenPMWindow(bobby.client->session(), QStringLiteral("alicia"));
+        QVERIFY(openRoom(bobby) && roomHas(bobby, {"bobby"}));
+        MainWindow& main = bobby.client->mainWindow();
+        const auto status = [&](const QString& text) {
+            return QTest::qWaitFor([&] { return main.connectStatus() == text; }, 15000);
+        };
+
+        // The server goes away: the window is muted, and bobby waits to retry.
+        server.stop();
+        QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
+        QVERIFY(!toAlicia->txtSendMsg().isEnabled());
+        QVERIFY(server.start());
+        QVERIFY(status(QStringLiteral("-> Connected [bobby]")));
+        QVERIFY(toAlicia->txtSendMsg().isEnabled());
+        QVERIFY(QTest::qWaitFor([&] {
+            return alicia.client->mainWindow().connectStatus() == "-> Connected [alicia]";
+        }));
+        send(*toAlicia, QStringLiteral("back again"));
+        PMWindow* fromBobby = shown<PMWindow>(alicia);
+        QVERIFY(fromBobby && hasLog(*fromBobby, QStringLiteral("bobby: back again\n")));
+        QVERIFY(roomHas(bobby, {"bobby"})); // back in the room, too
+        test::say(room(bobby)->txtSendMsg(), QStringLiteral("still here"));
+        QVERIFY(roomReads(bobby, "bobby: still here"));
+
+        // Logging out while waiting ends it.
+        server.stop();
+        QVERIFY(
+            QTest::qWaitFor([&] { return main.connectStatus().startsWith("-> Reconnecting"); }));
+        child<QAction>(main, "mnuFileLogInOut")->trigger();
+        QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
+        QVERIFY(!bobby.client->session().reconnect().pending());
+
+        // A login the server refuses ends it too.
+        QVERIFY(server.start());
+        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        server.stop();
+        QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
+        QVERIFY(server.start({QStringLiteral("--min-version"), QStringLiteral("99.0")}));
+        QVERIFY(QTest::qWaitFor([&] { return !bobby.client->session().reconnect().pending(); }));
+        QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
+        QVERIFY(bobby.prompter.boxes.isEmpty());
     }
 };
 

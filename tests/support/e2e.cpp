@@ -29,18 +29,17 @@ VelmoradProcess::~VelmoradProcess() {
     }
 }
 
-bool VelmoradProcess::start() {
+bool VelmoradProcess::start(const QStringList& moreArgs) {
     const QStringList common{QStringLiteral("--db"), dir_.filePath(QStringLiteral("velmorad.db")),
                              QStringLiteral("--hash-cost"), QStringLiteral("fast")};
     const QString velmorad = qEnvironmentVariable("VELMORAD", QStringLiteral("velmorad"));
-    for (const auto& [name, password] : users_) {
+    for (const auto& [name, password] : port_ == 0 ? users_ : decltype(users_){}) {
         if (QProcess::execute(velmorad, QStringList{"useradd", name, password} + common) != 0) {
             return false;
         }
     }
-    process_.start(velmorad,
-                   QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")} + common +
-                       extraArgs_);
+    process_.start(velmorad, QStringList{QStringLiteral("--listen"), address()} + common +
+                                 extraArgs_ + moreArgs);
     if (!process_.waitForStarted(10000)) {
         return false;
     }
@@ -57,6 +56,11 @@ bool VelmoradProcess::start() {
     port_ =
         static_cast<quint16>(out.mid(at + prefix.size()).split('\n').value(0).trimmed().toUInt());
     return port_ != 0;
+}
+
+void VelmoradProcess::stop() {
+    process_.kill();
+    process_.waitForFinished(5000);
 }
 
 QString VelmoradProcess::address() const {

@@ -22,8 +22,11 @@ public:
     ~VelmoradProcess();
 
     // Creates the accounts, starts the server and waits for its
-    // "listening on" line.
-    [[nodiscard]] bool start();
+    // "listening on" line. Started again, it keeps its port and database;
+    // `moreArgs` go to this run only.
+    [[nodiscard]] bool start(const QStringList& moreArgs = {});
+    // Kills the server, dropping every connection.
+    void stop();
     [[nodiscard]] QString address() const;
 
 private:

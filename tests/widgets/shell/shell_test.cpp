@@ -29,6 +29,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -790,6 +791,14 @@ private slots:
         const MainWindowValues& v = rig.client.session().preferences();
         QVERIFY(v.minTray == 1 && v.emote == 0 && v.userLogin.enabled == 0);
         QCOMPARE(v.receiveIM.path, QStringLiteral("/tmp/ding.wav"));
+        // Reconnecting is on without a key, and the key is written only when changed.
+        QFile ini(s.path());
+        QVERIFY(ini.open(QIODevice::ReadOnly) && !ini.readAll().contains("Reconnect"));
+        rig.action("mnuEditSettings")->trigger();
+        QVERIFY(rig.in<QCheckBox>("frmSettings", "chkReconnect")->isChecked());
+        rig.in<QCheckBox>("frmSettings", "chkReconnect")->setChecked(false);
+        QTest::mouseClick(rig.in<QPushButton>("frmSettings", "cmdOK"), Qt::LeftButton);
+        QCOMPARE(s.reconnect(), qint16(0));
     }
 
     void theServerListEditorSavesWhatTheLoginWindowOffers() {

@@ -48,8 +48,8 @@ void Connection::ready(std::uint32_t events) {
         return;
     }
     if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) && writing_) {
-        writing_ = false;
-        guarded("write", [&] { writeOut(); });
+        writing_ = false; // the socket has room again
+        flush();
     }
     if (open_ && !finishing_ && (events & (EPOLLIN | EPOLLRDHUP | EPOLLERR | EPOLLHUP))) {
         if (reading_) {

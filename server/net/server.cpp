@@ -41,6 +41,18 @@ template <typename What, typename Call> void trapped(core::Log& log, What&& what
 std::string commandOf(core::ConnId id) {
     return "#" + std::to_string(id) + " command";
 }
+
+// The connections of one of the lists, taken for one round; each is marked
+// unlisted, so that the round's work may list it again.
+std::vector<std::shared_ptr<Connection>> takeRound(std::vector<std::shared_ptr<Connection>>& list,
+                                                   Listing which) {
+    auto round = std::move(list);
+    list.clear();
+    for (const auto& connection : round) {
+        connection->unlist(which);
+    }
+    return round;
+}
 } // namespace
 
 std::string addressKey(const asio::ip::address& address) {
@@ -193,10 +205,7 @@ asio::awaitable<void> Server::quietLoop() {
         }
         auto next = Connection::Clock::time_point::max();
         // Taking a command may add or remove entries: work on this round's list.
-        auto round = std::move(quietPending_);
-        quietPending_.clear();
-        for (auto& connection : round) {
-            connection->unlist(Listing::Quiet);
+        for (auto& connection : takeRound(quietPending_, Listing::Quiet)) {
             trapped(
                 log_, [&] { return commandOf(connection->id()); },
                 [&] {
@@ -224,10 +233,7 @@ asio::awaitable<void> Server::acknowledgementLoop() {
         if (stopping_) {
             co_return;
         }
-        auto round = std::move(ackPending_);
-        ackPending_.clear();
-        for (auto& connection : round) {
-            connection->unlist(Listing::Acknowledgement);
+        for (auto& connection : takeRound(ackPending_, Listing::Acknowledgement)) {
             if (connection->pollAcknowledged()) {
                 onAwaitingAcknowledgement(*connection);
             }
@@ -257,10 +263,7 @@ void Server::onOutput(Connection& connection) {
 }
 
 void Server::flushAll() {
-    auto round = std::move(flushPending_);
-    flushPending_.clear();
-    for (auto& connection : round) {
-        connection->unlist(Listing::Output);
+    for (auto& connection : takeRound(flushPending_, Listing::Output)) {
         connection->flush();
     }
 }
@@ -333,9 +336,8 @@ void Server::apply(core::Effects& effects) {
         // A reply may say that a change is stored (+UNO): it, and everything
         // after it, waits for the commit at the end of the turn.
         for (auto& out : effects.out) {
-            held_.push_back(
-                {out.to, heldBytes_.size(), out.size, std::move(out.offlineIds), wrote});
-            heldBytes_ += effects.record(out);
+            held_.send(out.to, effects.record(out), std::move(out.offlineIds));
+            heldWrote_.push_back(wrote);
         }
         awaitCommit();
     } else {
@@ -401,27 +403,24 @@ void Server::commitTurn() {
         store_.commit();
         committed = true;
     });
-    auto held = std::move(held_);
-    held_.clear();
-    std::string bytes = std::move(heldBytes_);
-    heldBytes_.clear();
+    // Delivering may end a connection, and its end may hold new records.
+    auto held = std::exchange(held_, {});
+    const auto wrote = std::exchange(heldWrote_, {});
     std::size_t dropped = 0;
-    for (auto& out : held) {
+    for (std::size_t i = 0; i < held.out.size(); ++i) {
+        auto& out = held.out[i];
         // Without the commit, what a changing step answered is not true.
-        if (!committed && out.wrote) {
+        if (!committed && wrote[i]) {
             ++dropped;
             continue;
         }
         if (const auto it = connections_.find(out.to); it != connections_.end()) {
-            it->second->deliver(std::string_view(bytes).substr(out.at, out.size),
-                                std::move(out.offlineIds));
+            it->second->deliver(held.record(out), std::move(out.offlineIds));
         }
     }
     if (dropped > 0) {
         log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
     }
-    heldBytes_ = std::move(bytes); // keeps its capacity for the next turn
-    heldBytes_.clear();
 }
 
 void Server::onClosed(core::ConnId id) {

@@ -103,16 +103,10 @@ private:
     ConnectionContext context_;
     core::Effects effects_;
     // Records of the steps since the turn's first change: they leave once
-    // that change is on disk, in the order they were made. `wrote` marks
-    // the records of steps that changed something themselves.
-    struct Held {
-        core::ConnId to;
-        std::size_t at, size;
-        std::vector<std::int64_t> offlineIds;
-        bool wrote;
-    };
-    std::string heldBytes_;
-    std::vector<Held> held_;
+    // that change is on disk, in the order they were made. `heldWrote_`
+    // marks, record by record, those of steps that changed something.
+    core::Effects held_;
+    std::vector<bool> heldWrote_;
     std::uint64_t changesSeen_ = 0;
     bool commitPosted_ = false;
     core::ConnId nextId_ = 0;

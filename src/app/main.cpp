@@ -11,6 +11,8 @@ int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmora"));
     QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    // Ties the windows to the menu entry and its icon.
+    QApplication::setDesktopFileName(QStringLiteral("chat.velmora.Velmora"));
     // The tray keeps the client running while its window is hidden.
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -13,9 +13,15 @@ namespace p = protocol;
 namespace {} // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
+    bool first = true;
     for (const auto& member : room.members) {
         if (const auto conn = sessions_.connectionOf(member)) {
-            fx.send(*conn, record);
+            if (first) {
+                fx.send(*conn, record);
+                first = false;
+            } else {
+                fx.again(*conn);
+            }
         }
     }
 }

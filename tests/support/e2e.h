@@ -28,6 +28,10 @@ public:
     // Kills the server, dropping every connection.
     void stop();
     [[nodiscard]] QString address() const;
+    // From the next start() on, also a TLS port with this certificate (the
+    // same port at every start).
+    void useTls(const QString& certificateFile, const QString& keyFile);
+    [[nodiscard]] QString tlsAddress() const;
 
 private:
     QTemporaryDir dir_;
@@ -35,6 +39,8 @@ private:
     QStringList extraArgs_;
     QProcess process_;
     quint16 port_ = 0;
+    quint16 tlsPort_ = 0;
+    QStringList tlsArgs_;
 };
 
 struct E2eUser {
@@ -42,9 +48,11 @@ struct E2eUser {
     // Replaces the client by a fresh one on the same folder, as when the
     // program is run again.
     void restart();
-    // Logs in through the login window; true once the main window shows the
-    // user connected and the server's options have arrived.
-    [[nodiscard]] bool logIn(const VelmoradProcess& server, const QString& password);
+    // Logs in through the login window, to the TLS port with "Encrypted
+    // connection" ticked when `encrypted`; true once the main window shows
+    // the user connected and the server's options have arrived.
+    [[nodiscard]] bool logIn(const VelmoradProcess& server, const QString& password,
+                             bool encrypted = false);
 
     QString name;
     TempHome home;

@@ -1,18 +1,23 @@
 #include "support/e2e.h"
 
+#include "messaging/pm_window.h"
+#include "platform/qt_prompter.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 namespace velmora::test {
 
@@ -120,6 +125,31 @@ bool E2eUser::logIn(const VelmoradProcess& server, const QString& password, bool
                    client->session().values().intServerLimit > 0;
         },
         10000);
+}
+
+void send(PMWindow& w, const QString& text, const char* font) {
+    useFont(w.tbFontSettings(), font, "10", "");
+    say(w.txtSendMsg(), text);
+}
+
+bool hasLog(PMWindow& w, const QString& log) {
+    return QTest::qWaitFor([&] { return w.conversationLog() == log; }, 10000);
+}
+
+bool saveScreenshot(const ShownBox& box, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return true;
+    }
+    bool saved = false;
+    QTimer::singleShot(500, [&] {
+        if (auto* shownBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            saved = shownBox->grab().save(QDir(folder).filePath(file));
+            shownBox->done(0);
+        }
+    });
+    QtPrompter().show(box.text, box.style, box.title, nullptr);
+    return saved;
 }
 
 bool saveScreenshot(QWidget& window, const QString& file) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "app/client.h"
+#include "support/client_rig.h"
 #include "support/doubles.h"
 
 #include <QMainWindow>
@@ -11,6 +12,10 @@
 #include <QProcess>
 
 #include <memory>
+
+namespace velmora {
+class PMWindow;
+} // namespace velmora
 
 namespace velmora::test {
 
@@ -60,6 +65,20 @@ struct E2eUser {
     RecordingDesktop desktop;
     std::unique_ptr<Client> client;
 };
+
+// The first visible session window of class T, once there is one.
+template <typename T> T* shown(E2eUser& p) {
+    (void)QTest::qWaitFor([&] { return !visibleWindows<T>(*p.client).isEmpty(); }, 10000);
+    return visibleWindows<T>(*p.client).value(0);
+}
+// Sends `text` in plain `font`.
+void send(PMWindow& w, const QString& text, const char* font = "Arial");
+// Waits until the conversation reads `log`.
+[[nodiscard]] bool hasLog(PMWindow& w, const QString& log);
+// With VELMORA_SCREENSHOTS set, shows `box` on screen as the client would
+// and saves a picture of it as `file`; true when nothing was asked or the
+// picture was saved.
+[[nodiscard]] bool saveScreenshot(const ShownBox& box, const QString& file);
 
 // With VELMORA_SCREENSHOTS set to a folder (and a real display, e.g.
 // xvfb-run with QT_QPA_PLATFORM=xcb), saves a picture of `window` there as

@@ -18,29 +18,24 @@ struct TestCertificate {
 
 // `name` tells apart the certificates of one folder.
 inline TestCertificate makeCertificate(const std::string& folder, const std::string& name) {
-    const TestCertificate made{folder + "/" + name + ".crt", folder + "/" + name + ".key", {}};
-    const std::string create = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 "
-                               "-nodes -days 2 -subj /CN=localhost -keyout '" +
-                               made.keyFile + "' -out '" + made.certificateFile + "' 2>/dev/null";
-    if (std::system(create.c_str()) != 0) {
-        throw std::runtime_error("openssl could not make a certificate");
-    }
-    FILE* out = popen(
-        ("openssl x509 -noout -fingerprint -sha256 -in '" + made.certificateFile + "'").c_str(),
-        "r");
+    TestCertificate made{folder + "/" + name + ".crt", folder + "/" + name + ".key", {}};
+    const std::string make = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "
+                             "-days 2 -subj /CN=localhost -keyout '" +
+                             made.keyFile + "' -out '" + made.certificateFile +
+                             "' 2>/dev/null && openssl x509 -noout "
+                             "-fingerprint -sha256 -in '" +
+                             made.certificateFile + "'";
+    FILE* out = popen(make.c_str(), "r");
     char line[256] = {};
     const bool read = out && std::fgets(line, sizeof line, out);
-    if (out) {
-        pclose(out);
+    const bool succeeded = out && pclose(out) == 0 && read;
+    const std::string text = line;
+    if (!succeeded || text.find('=') == std::string::npos) {
+        throw std::runtime_error("openssl could not make a certificate");
     }
-    std::string text = read ? line : "";
-    const auto at = text.find('=');
-    if (at == std::string::npos) {
-        throw std::runtime_error("openssl printed no fingerprint");
-    }
-    text = text.substr(at + 1);
-    text.erase(text.find_last_not_of("\r\n") + 1);
-    return {made.certificateFile, made.keyFile, text};
+    made.fingerprint =
+        text.substr(text.find('=') + 1, text.find_last_not_of("\r\n") - text.find('='));
+    return made;
 }
 
 } // namespace velmora::test

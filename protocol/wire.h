@@ -31,6 +31,8 @@ inline constexpr std::string_view kSpaceMark = "%%";
 // Between host and port in a server address ("host:port").
 inline constexpr char kHostPortSep = ':';
 inline constexpr unsigned short kDefaultPort = 6668;
+// The same protocol inside TLS, when the address names no port of its own.
+inline constexpr unsigned short kDefaultTlsPort = 6669;
 
 // Command heads, kept as whole literals.
 inline constexpr std::string_view kHeadLI = " ## cmdLI /:/ ";

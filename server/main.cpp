@@ -4,6 +4,7 @@
 #include "core/names.h"
 #include "core/password.h"
 #include "net/server.h"
+#include "net/tls.h"
 #include "options.h"
 #include "protocol/names.h"
 #include "store/open_store.h"
@@ -65,12 +66,22 @@ int serve(const vs::Options& options) {
     vs::core::Hub hub(*store, options.core, log);
     asio::io_context io;
     vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
-    const auto endpoint = server.listen(options.host, options.port);
-    std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
-              << std::endl;
-    log.line("listening on " + endpoint.address().to_string() + ":" +
-             std::to_string(endpoint.port()) + ", database " +
-             vs::store::withoutPassword(options.db));
+    // One line per port on stdout, the plain one first.
+    const auto announce = [&](const asio::ip::tcp::endpoint& endpoint, const char* kind) {
+        const std::string address =
+            endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + kind;
+        std::cout << "listening on " << address << std::endl;
+        log.line("listening on " + address + ", database " +
+                 vs::store::withoutPassword(options.db));
+    };
+    if (!options.host.empty()) {
+        announce(server.listen(options.host, options.port), "");
+    }
+    if (!options.tls.host.empty()) {
+        auto tls =
+            std::make_unique<vs::net::TlsContext>(options.tls.certificateFile, options.tls.keyFile);
+        announce(server.listenTls(options.tls.host, options.tls.port, std::move(tls)), " (TLS)");
+    }
 
     asio::signal_set signals(io, SIGINT, SIGTERM);
     signals.async_wait([&](const asio::error_code& ec, int signal) {

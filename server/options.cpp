@@ -28,17 +28,39 @@ int smallCount(const std::string& key, const std::string& value) {
     return static_cast<int>(n);
 }
 
-void setListen(Options& o, const std::string& value) {
+void setAddress(const std::string& key, const std::string& value, std::string& host,
+                unsigned short& port) {
     const auto colon = value.rfind(':');
     if (colon == std::string::npos || colon == 0) {
-        throw OptionError("--listen needs HOST:PORT, not \"" + value + "\"");
+        throw OptionError("--" + key + " needs HOST:PORT, not \"" + value + "\"");
     }
-    const std::size_t port = count("listen", value.substr(colon + 1));
-    if (port > 65535) {
-        throw OptionError("--listen port out of range");
+    const std::size_t number = count(key, value.substr(colon + 1));
+    if (number > 65535) {
+        throw OptionError("--" + key + " port out of range");
     }
-    o.host = value.substr(0, colon);
-    o.port = static_cast<unsigned short>(port);
+    host = value.substr(0, colon);
+    port = static_cast<unsigned short>(number);
+}
+
+void setListen(Options& o, const std::string& value) {
+    if (value == "off") {
+        o.host.clear();
+        return;
+    }
+    setAddress("listen", value, o.host, o.port);
+}
+
+void check(const Options& o) {
+    const bool tls = !o.tls.host.empty();
+    if (tls && (o.tls.certificateFile.empty() || o.tls.keyFile.empty())) {
+        throw OptionError("--tls-listen needs --tls-cert and --tls-key");
+    }
+    if (!tls && (!o.tls.certificateFile.empty() || !o.tls.keyFile.empty())) {
+        throw OptionError("--tls-cert and --tls-key need --tls-listen");
+    }
+    if (!tls && o.host.empty()) {
+        throw OptionError("--listen off needs --tls-listen");
+    }
 }
 
 bool onOff(const std::string& key, const std::string& value) {
@@ -56,6 +78,10 @@ using Setter = std::function<void(Options&, const std::string& key, const std::s
 const std::map<std::string, Setter>& setters() {
     static const std::map<std::string, Setter> table = {
         {"listen", [](Options& o, auto&, auto& v) { setListen(o, v); }},
+        {"tls-listen",
+         [](Options& o, auto& k, auto& v) { setAddress(k, v, o.tls.host, o.tls.port); }},
+        {"tls-cert", [](Options& o, auto&, auto& v) { o.tls.certificateFile = v; }},
+        {"tls-key", [](Options& o, auto&, auto& v) { o.tls.keyFile = v; }},
         {"db", [](Options& o, auto&, auto& v) { o.db = v; }},
         {"min-version",
          [](Options& o, auto&, auto& v) {
@@ -180,6 +206,7 @@ Options parseOptions(const std::vector<std::string>& args) {
             set(o, args[i].substr(2), args[i + 1]);
         }
     }
+    check(o);
     return o;
 }
 
@@ -188,7 +215,10 @@ std::string usage() {
        velmorad useradd NAME PASSWORD [--db PATH|URI] [--hash-cost COST]
        velmorad --help | --version
 
-  --listen HOST:PORT          address to listen on (127.0.0.1:6668; port 0 picks one)
+  --listen HOST:PORT|off      address to listen on (127.0.0.1:6668; port 0 picks one)
+  --tls-listen HOST:PORT      also serve the protocol inside TLS 1.2/1.3 there (none)
+  --tls-cert FILE             the TLS port's certificate chain (PEM)
+  --tls-key FILE              the TLS port's private key (PEM)
   --db PATH|URI               SQLite file (velmorad.db) or postgresql://USER@HOST/DB
   --config FILE               key=value lines with the flag names below; flags win
   --min-version X.Y           oldest client version allowed to log in (none)

@@ -16,9 +16,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The TLS port: off while `host` is empty.
+struct TlsListen {
+    std::string host;
+    unsigned short port = 0;
+    std::string certificateFile;
+    std::string keyFile;
+};
+
 struct Options {
-    std::string host = "127.0.0.1";
+    std::string host = "127.0.0.1"; // empty: no plain port ("--listen off")
     unsigned short port = protocol::kDefaultPort;
+    TlsListen tls;
     std::string db = "velmorad.db";
     core::CoreConfig core;
     net::ServerLimits limits;
@@ -26,6 +35,7 @@ struct Options {
 
 // Reads `--flag value` pairs (the program name not included). A `--config
 // FILE` is read first, whatever its position, so that flags override it.
+// A server needs a port to listen on, and a TLS port its certificate and key.
 [[nodiscard]] Options parseOptions(const std::vector<std::string>& args);
 
 // The flags and what they do, for --help.

@@ -1,4 +1,5 @@
 #include "net/connection.h"
+#include "net/tls.h"
 
 #include <asio/post.hpp>
 
@@ -44,7 +45,7 @@ void Connection::start() {
 }
 
 void Connection::ready(std::uint32_t events) {
-    if (!open_) {
+    if (!open_ || (tls_ && !tlsReady(events))) {
         return;
     }
     if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) && writing_) {
@@ -108,6 +109,9 @@ void Connection::stop(const std::string& reason) {
     checkAcknowledged();
     open_ = false;
     context_.log.line(prefix() + " closed (" + reason + ")");
+    if (tls_) {
+        tls_->close();
+    }
     ::shutdown(fd_, SHUT_RDWR);
     ::close(fd_); // also leaves the poller's set
     fd_ = -1;
@@ -147,7 +151,7 @@ void Connection::checkAcknowledged() {
     if (::ioctl(fd_, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
         return;
     }
-    const std::uint64_t acknowledged = written_ - static_cast<std::uint64_t>(unacknowledged);
+    const std::uint64_t acknowledged = wireWritten() - static_cast<std::uint64_t>(unacknowledged);
     std::vector<std::int64_t> ids;
     std::size_t done = 0;
     while (done < offline_.size() && offline_[done].written && offline_[done].end <= acknowledged) {
@@ -192,13 +196,14 @@ void Connection::readInput() {
     reading_ = true;
     readable_ = false;
     auto& bytes = context_.scratch.bytes;
-    const ssize_t n = ::recv(fd_, bytes.data(), bytes.size(), 0);
+    const ssize_t n =
+        tls_ ? tlsRead(bytes.data(), bytes.size()) : ::recv(fd_, bytes.data(), bytes.size(), 0);
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
         reading_ = false; // the next edge brings us back
         return;
     }
     if (n <= 0) {
-        stop(n == 0 ? std::string("peer closed") : std::string(std::strerror(errno)));
+        stop(n == 0 ? std::string("peer closed") : failureText());
         return;
     }
     // The loop's buffer is copied into the framer before anything else runs.
@@ -285,9 +290,10 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
 void Connection::writeOut() {
     if (out_.size() > sent_) {
         const std::size_t wanted = out_.size() - sent_;
-        ssize_t n = ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
+        ssize_t n = tls_ ? tlsWrite(out_.data() + sent_, wanted)
+                         : ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
         if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-            stop(std::string("write failed: ") + std::strerror(errno));
+            stop("write failed: " + failureText());
             return;
         }
         n = std::max<ssize_t>(n, 0);
@@ -312,6 +318,9 @@ void Connection::writeOut() {
     for (auto& mark : offline_) {
         if (!mark.written && mark.end <= written_) {
             mark.written = true;
+            if (tls_) {
+                mark.end = tls_->wireWritten();
+            }
             pagesWritten = true;
         }
     }

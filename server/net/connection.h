@@ -22,6 +22,8 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace velmora::server::net {
 
 struct ConnectionLimits {
@@ -42,6 +44,7 @@ struct ReadScratch {
 };
 
 class Connection;
+class TlsStream;
 
 // The lists an owner keeps connections on; a connection is on each at most once.
 enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4 };
@@ -85,6 +88,8 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     [[nodiscard]] int fd() const { return fd_; }
+    // The connection speaks TLS on its socket (before start()).
+    void useTls(std::unique_ptr<TlsStream> tls);
     void start();
     // The socket's epoll events (edge-triggered: each says something changed).
     void ready(std::uint32_t events);
@@ -115,7 +120,8 @@ public:
     void unlist(Listing which) { listed_ &= static_cast<std::uint8_t>(~bit(which)); }
 
 private:
-    // Offline messages whose record ends at this offset of the output stream.
+    // Offline messages whose record ends at this offset of the output
+    // stream; once written, at this offset of the stream on the wire.
     struct OfflineMark {
         std::uint64_t end = 0;
         std::vector<std::int64_t> offlineIds;
@@ -133,6 +139,16 @@ private:
         }
     }
     void readInput();
+    // The TLS side of ready(), read and write: false when ready() has
+    // nothing more to do.
+    bool tlsReady(std::uint32_t& events);
+    ssize_t tlsRead(char* into, std::size_t size);
+    ssize_t tlsWrite(const char* from, std::size_t size);
+    // What the last failed recv/send, or TLS step, means.
+    [[nodiscard]] std::string failureText() const;
+    // The stream offset on the wire the kernel has taken: with TLS the
+    // ciphertext, which the kernel's unacknowledged count refers to.
+    [[nodiscard]] std::uint64_t wireWritten() const;
     void drain();
     void writeOut();
     void post(void (Connection::*step)(), const char* what);
@@ -155,8 +171,9 @@ private:
     std::string out_;
     std::size_t sent_ = 0;
     std::vector<OfflineMark> offline_;
-    std::uint64_t queuedTotal_ = 0; // stream offset at the end of out_
-    std::uint64_t written_ = 0;     // stream offset the kernel has taken
+    std::unique_ptr<TlsStream> tls_; // none on the plain port
+    std::uint64_t queuedTotal_ = 0;  // stream offset at the end of out_
+    std::uint64_t written_ = 0;      // stream offset the kernel has taken
     double tokens_;
     Clock::time_point refilled_;
     std::uint16_t port_;

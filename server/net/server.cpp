@@ -1,4 +1,5 @@
 #include "net/server.h"
+#include "net/tls.h"
 
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
@@ -70,8 +71,8 @@ std::string addressKey(const asio::ip::address& address) {
 
 Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
                ServerLimits limits, core::HashCost hashCost)
-    : io_(io), hub_(hub), store_(store), log_(log), limits_(limits), acceptor_(io), sweep_(io),
-      quiet_(io), acknowledgements_(io),
+    : io_(io), hub_(hub), store_(store), log_(log), limits_(limits), acceptor_(io),
+      tlsAcceptor_(io), sweep_(io), quiet_(io), acknowledgements_(io),
       passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
       poller_(io,
               [this](core::ConnId id, std::uint32_t events) {
@@ -82,18 +83,35 @@ Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::
               }),
       context_{io, limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
 
+Server::~Server() = default;
+
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
+    const auto endpoint = open(acceptor_, host, port);
+    asio::co_spawn(io_, acceptLoop(acceptor_, nullptr), asio::detached);
+    return endpoint;
+}
+
+tcp::endpoint Server::listenTls(const std::string& host, unsigned short port,
+                                std::unique_ptr<TlsContext> tls) {
+    const auto endpoint = open(tlsAcceptor_, host, port);
+    tls_ = std::move(tls);
+    asio::co_spawn(io_, acceptLoop(tlsAcceptor_, tls_.get()), asio::detached);
+    return endpoint;
+}
+
+tcp::endpoint Server::open(Acceptor& acceptor, const std::string& host, unsigned short port) {
     const tcp::endpoint endpoint(asio::ip::make_address(host), port);
-    acceptor_.open(endpoint.protocol());
-    acceptor_.set_option(asio::socket_base::reuse_address(true));
-    acceptor_.bind(endpoint);
-    acceptor_.listen(asio::socket_base::max_listen_connections);
-    asio::co_spawn(io_, acceptLoop(), asio::detached);
-    asio::co_spawn(io_, sweepLoop(), asio::detached);
-    asio::co_spawn(io_, quietLoop(), asio::detached);
-    asio::co_spawn(io_, acknowledgementLoop(), asio::detached);
-    poller_.start();
-    return acceptor_.local_endpoint();
+    acceptor.open(endpoint.protocol());
+    acceptor.set_option(asio::socket_base::reuse_address(true));
+    acceptor.bind(endpoint);
+    acceptor.listen(asio::socket_base::max_listen_connections);
+    if (!std::exchange(running_, true)) {
+        asio::co_spawn(io_, sweepLoop(), asio::detached);
+        asio::co_spawn(io_, quietLoop(), asio::detached);
+        asio::co_spawn(io_, acknowledgementLoop(), asio::detached);
+        poller_.start();
+    }
+    return acceptor.local_endpoint();
 }
 
 void Server::stop() {
@@ -102,6 +120,7 @@ void Server::stop() {
     }
     asio::error_code ignored;
     acceptor_.close(ignored);
+    tlsAcceptor_.close(ignored);
     sweep_.cancel();
     quiet_.cancel();
     acknowledgements_.cancel();
@@ -133,13 +152,12 @@ void Server::stop() {
     });
 }
 
-asio::awaitable<void> Server::acceptLoop() {
+asio::awaitable<void> Server::acceptLoop(Acceptor& acceptor, TlsContext* tls) {
     asio::steady_timer pause(io_);
-    while (acceptor_.is_open()) {
+    while (acceptor.is_open()) {
         asio::error_code ec;
-        auto socket =
-            co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, ec));
-        if (ec == asio::error::operation_aborted || !acceptor_.is_open()) {
+        auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, ec));
+        if (ec == asio::error::operation_aborted || !acceptor.is_open()) {
             co_return;
         }
         if (ec) {
@@ -149,7 +167,7 @@ asio::awaitable<void> Server::acceptLoop() {
             co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
             continue;
         }
-        trapped(log_, "accepting a connection", [&] { accept(std::move(socket)); });
+        trapped(log_, "accepting a connection", [&] { accept(std::move(socket), tls); });
     }
 }
 
@@ -287,7 +305,7 @@ void Server::configure(Socket& socket) const {
     ::setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeout, sizeof userTimeout);
 }
 
-void Server::accept(Socket socket) {
+void Server::accept(Socket socket, TlsContext* tls) {
     asio::error_code ec;
     const auto peer = socket.remote_endpoint(ec);
     if (ec) {
@@ -316,6 +334,9 @@ void Server::accept(Socket socket) {
         return;
     }
     auto connection = std::make_shared<Connection>(fd, id, ip, peer.port(), context_);
+    if (tls) {
+        connection->useTls(tls->accept(fd));
+    }
     poller_.add(fd, id);
     ++fromThere;
     connections_.emplace(id, connection);

@@ -40,27 +40,37 @@ struct ServerLimits {
     std::size_t passwordQueue = 256;
 };
 
+class TlsContext;
+
 class Server final : private ConnectionOwner {
 public:
     Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
            ServerLimits limits, core::HashCost hashCost);
+    ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
     // Binds and starts accepting; returns the bound endpoint (the real port
     // when 0 was asked for). Throws when the address cannot be bound.
     asio::ip::tcp::endpoint listen(const std::string& host, unsigned short port);
+    // The same protocol inside TLS on a port of its own, beside or instead
+    // of the plain one.
+    asio::ip::tcp::endpoint listenTls(const std::string& host, unsigned short port,
+                                      std::unique_ptr<TlsContext> tls);
     // Stops accepting, ends every session (buddies hear +LOff), lets queued
     // output go out within the grace time, then closes every connection.
     void stop();
 
 private:
-    asio::awaitable<void> acceptLoop();
+    using Acceptor = asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type>;
+    asio::ip::tcp::endpoint open(Acceptor& acceptor, const std::string& host, unsigned short port);
+    // `tls` is null on the plain port.
+    asio::awaitable<void> acceptLoop(Acceptor& acceptor, TlsContext* tls);
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
     asio::awaitable<void> acknowledgementLoop();
     using Socket = asio::basic_stream_socket<asio::ip::tcp, asio::io_context::executor_type>;
-    void accept(Socket socket);
+    void accept(Socket socket, TlsContext* tls);
     void apply(core::Effects& effects);
     void apply(core::Effects&& effects) { apply(effects); }
     void configure(Socket& socket) const;
@@ -83,7 +93,9 @@ private:
     store::Store& store_;
     core::Log& log_;
     ServerLimits limits_;
-    asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type> acceptor_;
+    Acceptor acceptor_;
+    Acceptor tlsAcceptor_;
+    std::unique_ptr<TlsContext> tls_;
     asio::steady_timer sweep_;
     // One timer completes the last command of every connection's burst: the
     // connections with a pending command, each with its own deadline.
@@ -111,6 +123,7 @@ private:
     bool commitPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
+    bool running_ = false;
 };
 
 // The key under which connections from one place are counted: the IPv4

@@ -10,6 +10,10 @@
 
 namespace velmora {
 
+quint16 defaultPortOf(const Connection& connection) {
+    return connection.encrypted() ? protocol::kDefaultTlsPort : protocol::kDefaultPort;
+}
+
 void connectToAddress(Connection& connection, const QString& address, quint16 defaultPort) {
     const QStringList parts = address.split(QLatin1Char(protocol::kHostPortSep));
     quint16 port = defaultPort;

@@ -11,6 +11,10 @@ namespace velmora {
 
 class Connection;
 
+// The port of an address that names none: the TLS one for an encrypted
+// connection.
+[[nodiscard]] quint16 defaultPortOf(const Connection& connection);
+
 // Starts connecting to "host" or "host:port". A port outside 1..65535 raises
 // AppError 380 before the connection is touched.
 void connectToAddress(Connection& connection, const QString& address, quint16 defaultPort);

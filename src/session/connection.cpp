@@ -2,7 +2,7 @@
 
 #include "platform/app_error.h"
 
-#include <QTcpSocket>
+#include <QSslSocket>
 
 namespace velmora {
 
@@ -35,19 +35,28 @@ qsizetype incompleteUtf8Tail(const QByteArray& data) {
 }
 } // namespace
 
-Connection::Connection(QObject* parent) : QObject(parent), socket_(new QTcpSocket(this)) {
+Connection::Connection(QObject* parent) : QObject(parent), socket_(new QSslSocket(this)) {
     setObjectName(QStringLiteral("ConnSock"));
     socket_->setReadBufferSize(kReadBufferBytes);
     arrivalTimer_.setSingleShot(true);
     arrivalTimer_.setInterval(kDefaultArrivalDelayMs);
     connect(&arrivalTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
-    connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
-    connect(socket_, &QTcpSocket::connected, this, [this] {
+    connect(socket_, &QSslSocket::readyRead, this, &Connection::onReadyRead);
+    connect(socket_, &QSslSocket::connected, this, [this] {
         localPort_ = socket_->localPort();
-        emit connected();
+        if (!encrypted_) {
+            emit connected();
+        }
     });
-    connect(socket_, &QTcpSocket::disconnected, this, &Connection::onDisconnected);
-    connect(socket_, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+    connect(socket_, &QSslSocket::encrypted, this, &Connection::connected);
+    connect(socket_, &QSslSocket::sslErrors, this, [this](const QList<QSslError>& errors) {
+        // Not ignored, the errors fail the handshake.
+        if (certificateCheck_ && certificateCheck_(socket_->peerCertificate(), errors)) {
+            socket_->ignoreSslErrors(errors);
+        }
+    });
+    connect(socket_, &QSslSocket::disconnected, this, &Connection::onDisconnected);
+    connect(socket_, &QSslSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
         if (error == QAbstractSocket::RemoteHostClosedError) {
             return; // an ordinary close by the peer, reported as closed()
         }
@@ -69,7 +78,8 @@ int Connection::State() const {
     case QAbstractSocket::ConnectingState:
         return Connecting;
     case QAbstractSocket::ConnectedState:
-        return Connected;
+        // Nothing may be sent before the handshake is done.
+        return encrypted_ && !socket_->isEncrypted() ? Connecting : Connected;
     case QAbstractSocket::ClosingState:
         return Closing;
     case QAbstractSocket::BoundState:
@@ -88,7 +98,11 @@ quint16 Connection::LocalPort() const {
 void Connection::Connect() {
     failed_ = false;
     pending_.clear();
-    socket_->connectToHost(remoteHost_, remotePort_);
+    if (encrypted_) {
+        socket_->connectToHostEncrypted(remoteHost_, remotePort_);
+    } else {
+        socket_->connectToHost(remoteHost_, remotePort_);
+    }
 }
 
 void Connection::Close() {
@@ -101,7 +115,7 @@ void Connection::Close() {
 }
 
 void Connection::SendData(const QString& data) {
-    if (socket_->state() != QAbstractSocket::ConnectedState) {
+    if (State() != Connected) {
         throw AppError(err::kWrongProtocolOrConnectionState, objectName(),
                        QStringLiteral("Wrong protocol or connection state for the requested "
                                       "transaction or request"));

@@ -7,14 +7,23 @@
 // TCP delivers it in pieces, and a steady stream is never held back. A record
 // that still arrives in two events is handled as it falls. The socket holds
 // a bounded amount; a full buffer fires at once.
+//
+// Encrypted, the connection is TLS to the server's TLS port, and counts as
+// connected once the handshake is done; the bytes inside are the same.
+// Plain, it is an ordinary TCP connection, byte for byte.
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QObject>
 #include <QString>
 #include <QTimer>
 
-class QTcpSocket;
+#include <functional>
+
+class QSslCertificate;
+class QSslError;
+class QSslSocket;
 
 namespace velmora {
 
@@ -47,6 +56,16 @@ public:
 
     void Connect();
     void Close();
+
+    // TLS or plain from the next Connect() on.
+    void setEncrypted(bool on) { encrypted_ = on; }
+    [[nodiscard]] bool encrypted() const { return encrypted_; }
+    // Asked when the server's certificate cannot be verified against the
+    // system's authorities (`errors` says why): true goes on with it.
+    // Without one, such a certificate ends the attempt.
+    using CertificateCheck =
+        std::function<bool(const QSslCertificate& certificate, const QList<QSslError>& errors)>;
+    void setCertificateCheck(CertificateCheck check) { certificateCheck_ = std::move(check); }
     // One command in one send. Raises error 40006 when not connected.
     void SendData(const QString& data);
     // Everything that has arrived, as one string.
@@ -69,13 +88,15 @@ private:
     void fireDataArrival();
     void onDisconnected();
 
-    QTcpSocket* socket_;
+    QSslSocket* socket_;
+    CertificateCheck certificateCheck_;
     QTimer arrivalTimer_;
     QString remoteHost_;
     quint16 remotePort_ = 0;
     quint16 localPort_ = 0;
     QByteArray pending_;
     bool failed_ = false;
+    bool encrypted_ = false;
 };
 
 } // namespace velmora

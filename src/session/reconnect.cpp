@@ -1,5 +1,6 @@
 #include "session/reconnect.h"
 
+#include "platform/prompter.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/main_frame.h"
@@ -50,9 +51,22 @@ Reconnect::Reconnect(Session& session) : session_(session) {
         session_.trap([this] { session_.sendLogin(user_, password_); });
     });
     connect(&connection, &Connection::errorOccurred, this, [this] {
-        if (state_ == State::Connecting) {
-            giveUpAttempt();
+        if (state_ != State::Connecting) {
+            return;
         }
+        if (const auto& refused = session_.certificateRefusal()) {
+            // Another certificate than the one trusted, or one the user
+            // would not trust: trying again would only meet it again.
+            const QString text = *refused;
+            stop();
+            session_.connection().Close();
+            session_.onConnectionClosed();
+            if (!text.isEmpty()) {
+                session_.showMessage(text, style::kExclamation);
+            }
+            return;
+        }
+        giveUpAttempt();
     });
 }
 
@@ -112,7 +126,9 @@ void Reconnect::tryNow() {
     session_.frame().setConnectStatus(QStringLiteral("-> Reconnecting...."));
     session_.trap([this] {
         session_.connection().Close();
-        connectToAddress(session_.connection(), address_, protocol::kDefaultPort);
+        // The connection keeps the login's choice of TLS, and the trust
+        // given to the server's certificate then holds for this attempt too.
+        connectToAddress(session_.connection(), address_, defaultPortOf(session_.connection()));
     });
 }
 

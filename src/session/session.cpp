@@ -4,6 +4,7 @@
 #include "platform/number_text.h"
 #include "platform/prompter.h"
 #include "protocol/wire.h"
+#include "session/certificate_trust.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
@@ -54,6 +55,15 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
             trap(routine, action);
         });
     reconnect_ = std::make_unique<Reconnect>(*this);
+    certificates_ = std::make_unique<CertificateTrust>(*this);
+    connection_->setCertificateCheck(
+        [this](const QSslCertificate& certificate, const QList<QSslError>& errors) {
+            const QString server = connection_->RemoteHost() + QLatin1Char(p::kHostPortSep) +
+                                   QString::number(connection_->RemotePort());
+            bool trusted = false;
+            trap([&] { trusted = certificates_->check(server, certificate, errors); });
+            return trusted;
+        });
     connect(connection_.get(), &Connection::closed, this, [this] {
         onConnectionClosed();
         emit connectionLost();
@@ -84,10 +94,16 @@ void Session::closeConnection() {
     connection_->Close();
 }
 
-void Session::connectTo(const QString& address) {
+void Session::connectTo(const QString& address, bool encrypted) {
     reconnect_->stop();
-    connectToAddress(*connection_, address, p::kDefaultPort);
+    certificates_->reset();
+    connection_->setEncrypted(encrypted);
+    connectToAddress(*connection_, address, defaultPortOf(*connection_));
     address_ = address;
+}
+
+const std::optional<QString>& Session::certificateRefusal() const {
+    return certificates_->refusal();
 }
 
 bool Session::waitUntilConnected(const QObject& window) {

@@ -20,12 +20,14 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QWidget;
 
 namespace velmora {
 
+class CertificateTrust;
 class Connection;
 class Dispatcher;
 class MainFrame;
@@ -77,9 +79,13 @@ public:
     // Closes the connection on the user's behalf: no reconnect follows.
     void closeConnection();
     // Starts connecting to "host" or "host:port" (the default port when none
-    // is named), ending any reconnect. A port outside 1..65535 raises
-    // AppError 380 first.
-    void connectTo(const QString& address);
+    // is named), inside TLS when `encrypted`, ending any reconnect. A port
+    // outside 1..65535 raises AppError 380 first.
+    void connectTo(const QString& address, bool encrypted);
+    // Why the last attempt was refused over the server's certificate:
+    // nothing when it was not, an empty text when the user said no, else
+    // the message to show instead of the usual connection problem.
+    [[nodiscard]] const std::optional<QString>& certificateRefusal() const;
     // Runs the event loop until the attempt has connected or failed, or until
     // `window` is destroyed meanwhile. True when connected.
     [[nodiscard]] bool waitUntilConnected(const QObject& window);
@@ -201,6 +207,7 @@ private:
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Dispatcher> dispatcher_;
     std::unique_ptr<Reconnect> reconnect_;
+    std::unique_ptr<CertificateTrust> certificates_;
     QString address_; // the last address connected to
     MainFrame* frame_ = nullptr;
     QList<QPointer<QWidget>> windows_;

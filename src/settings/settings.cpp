@@ -33,6 +33,10 @@ QString Settings::serverListPath() const {
     return folder_ + QStringLiteral("/IMServers.ini");
 }
 
+QString Settings::knownServersPath() const {
+    return folder_ + QStringLiteral("/known_servers.ini");
+}
+
 QString Settings::read(const char* section, const QString& key, const QString& defaultValue) const {
     return IniFile::read(QString::fromLatin1(section), key, defaultValue, path_);
 }
@@ -160,6 +164,16 @@ void Settings::setLoginPass(const QString& password) {
 
 void Settings::setLoginHost(const QString& host) {
     write(kLogin, QStringLiteral("L-Host"), host);
+}
+
+qint16 Settings::loginEncrypted() const {
+    return number_text::toInt16(read(kLogin, QStringLiteral("L-Encrypted"), QStringLiteral("0")));
+}
+
+void Settings::setLoginEncrypted(bool on) {
+    if ((loginEncrypted() == 1) != on) {
+        write(kLogin, QStringLiteral("L-Encrypted"), switchText(on));
+    }
 }
 
 void Settings::setLoginCheck(bool on) {

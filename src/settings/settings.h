@@ -58,6 +58,7 @@ public:
     [[nodiscard]] const QString& folder() const { return folder_; }
     [[nodiscard]] const QString& path() const { return path_; }
     [[nodiscard]] QString serverListPath() const;
+    [[nodiscard]] QString knownServersPath() const;
 
     // The main window's load into `values`: "Font-Size" (must be a number),
     // the three switches, the five sounds (path, then switch) and
@@ -97,6 +98,10 @@ public:
     void setLoginHost(const QString& host);
     void setLoginCheck(bool on);
     void setLoginAutoConnect(bool on);
+    // "L-Encrypted": connect inside TLS (off when absent). Written only when
+    // it changes, so a user who never turns it on never has the key.
+    [[nodiscard]] qint16 loginEncrypted() const;
+    void setLoginEncrypted(bool on);
 
     // Section "Font": the default message font. Styles read "True"/"False"
     // (or a number); other text raises AppError 13. `missing` stands in for

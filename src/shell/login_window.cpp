@@ -53,6 +53,7 @@ QString connectionProblemText() {
 LoginWindow::LoginWindow(Session& session, QWidget* owner)
     : QDialog(owner), session_(session), cboHost_(new QComboBox(this)),
       txtUName_(new QLineEdit(this)), txtPWord_(new QLineEdit(this)),
+      chkEncrypted_(new QCheckBox(QStringLiteral("&Encrypted connection"), this)),
       chkSaveDetails_(new QCheckBox(QStringLiteral("&Save login details"), this)),
       chkAutoLogin_(new QCheckBox(QStringLiteral("Log in &automatically at start"), this)),
       cmdLogin_(new QPushButton(QStringLiteral("&Log In"), this)),
@@ -83,6 +84,10 @@ void LoginWindow::buildForm() {
     txtUName_->setObjectName(QStringLiteral("txtUName"));
     txtPWord_->setObjectName(QStringLiteral("txtPWord"));
     txtPWord_->setEchoMode(QLineEdit::Password);
+    chkEncrypted_->setObjectName(QStringLiteral("chkEncrypted"));
+    chkEncrypted_->setToolTip(QStringLiteral("Connect inside TLS, to the server's encrypted port"));
+    connect(chkEncrypted_, &QCheckBox::clicked, this,
+            [this](bool on) { session_.trap([&] { session_.settings().setLoginEncrypted(on); }); });
     chkSaveDetails_->setObjectName(QStringLiteral("chkSaveDetails"));
     chkAutoLogin_->setObjectName(QStringLiteral("chkAutoLogin"));
     cmdLogin_->setObjectName(QStringLiteral("cmdLogin"));
@@ -120,6 +125,7 @@ void LoginWindow::buildForm() {
     layout->addLayout(header);
     layout->addSpacing(6);
     layout->addLayout(form);
+    layout->addWidget(chkEncrypted_);
     layout->addWidget(chkSaveDetails_);
     layout->addWidget(chkAutoLogin_);
     layout->addSpacing(6);
@@ -154,6 +160,7 @@ void LoginWindow::loadDetails() {
         txtPWord_->setText(settings.loginPass());
         chkSaveDetails_->setChecked(settings.loginCheck() == 1);
         chkAutoLogin_->setChecked(settings.loginAutoConnect() == 1);
+        chkEncrypted_->setChecked(settings.loginEncrypted() == 1);
     });
 }
 
@@ -184,7 +191,7 @@ void LoginWindow::cmdLogin_Click() {
         if (!session_.isClosed()) {
             session_.closeConnection();
         }
-        session_.connectTo(address);
+        session_.connectTo(address, chkEncrypted_->isChecked());
         session_.frame().setConnectStatus(QStringLiteral("-> Connecting...."));
 
         Session& session = session_;
@@ -199,7 +206,7 @@ void LoginWindow::cmdLogin_Click() {
         }
         connecting_ = false;
         if (!ok) {
-            fail(connectionProblemText());
+            fail(session_.certificateRefusal().value_or(connectionProblemText()));
             return;
         }
 
@@ -221,7 +228,9 @@ void LoginWindow::fail(const QString& text) {
     setLoginControlsEnabled(true);
     // An automatic login at start runs with the window hidden.
     show();
-    session_.showMessage(text, style::kOk, QString(), this);
+    if (!text.isEmpty()) {
+        session_.showMessage(text, style::kOk, QString(), this);
+    }
 }
 
 void LoginWindow::onLoginReply(LoginResult result) {

@@ -45,7 +45,8 @@ private:
     void buildForm();
     void loadDetails();
     void openSignUpPage();
-    // A login that did not succeed: offline state, controls back, `text` shown.
+    // A login that did not succeed: offline state, controls back, `text`
+    // shown (no box when it is empty).
     void fail(const QString& text);
     void tmrShow_Timer();
     void onConnectionLost();
@@ -54,6 +55,7 @@ private:
     QComboBox* cboHost_;
     QLineEdit* txtUName_;
     QLineEdit* txtPWord_;
+    QCheckBox* chkEncrypted_;
     QCheckBox* chkSaveDetails_;
     QCheckBox* chkAutoLogin_;
     QPushButton* cmdLogin_;

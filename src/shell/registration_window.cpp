@@ -7,6 +7,7 @@
 #include "session/user_name.h"
 #include "settings/settings.h"
 
+#include <QCheckBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -29,6 +30,7 @@ QString connectFailureText() {
 RegistrationWindow::RegistrationWindow(Session& session)
     : session_(session), txtHost_(new QLineEdit(this)), txtUName_(new QLineEdit(this)),
       txtPWord_(new QLineEdit(this)), txtPWordConfirm_(new QLineEdit(this)),
+      chkEncrypted_(new QCheckBox(QStringLiteral("&Encrypted connection"), this)),
       cmdSignUp_(new QPushButton(QStringLiteral("&Sign Up"), this)),
       cmdClose_(new QPushButton(QStringLiteral("&Close"), this)) {
     setObjectName(QLatin1String(kFormName));
@@ -36,6 +38,7 @@ RegistrationWindow::RegistrationWindow(Session& session)
     setWindowTitle(QStringLiteral("Sign Up for an Account"));
     buildForm();
     txtHost_->setText(QString::fromLatin1(kDefaultServerHost));
+    session_.trap([this] { chkEncrypted_->setChecked(session_.settings().loginEncrypted() == 1); });
 
     connect(cmdSignUp_, &QPushButton::clicked, this, [this] { cmdSignUp_Click(); });
     connect(cmdClose_, &QPushButton::clicked, this, &QWidget::close);
@@ -48,6 +51,9 @@ void RegistrationWindow::buildForm() {
     txtPWord_->setEchoMode(QLineEdit::Password);
     txtPWordConfirm_->setObjectName(QStringLiteral("txtPWordConfirm"));
     txtPWordConfirm_->setEchoMode(QLineEdit::Password);
+    chkEncrypted_->setObjectName(QStringLiteral("chkEncrypted"));
+    connect(chkEncrypted_, &QCheckBox::clicked, this,
+            [this](bool on) { session_.trap([&] { session_.settings().setLoginEncrypted(on); }); });
     cmdSignUp_->setObjectName(QStringLiteral("cmdSignUp"));
     cmdSignUp_->setDefault(true);
     cmdClose_->setObjectName(QStringLiteral("cmdClose"));
@@ -57,6 +63,7 @@ void RegistrationWindow::buildForm() {
     fields->addRow(QStringLiteral("&User name:"), txtUName_);
     fields->addRow(QStringLiteral("&Password:"), txtPWord_);
     fields->addRow(QStringLiteral("C&onfirm password:"), txtPWordConfirm_);
+    fields->addRow(QString(), chkEncrypted_);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(cmdSignUp_);
@@ -116,7 +123,10 @@ void RegistrationWindow::cmdSignUp_Click() {
         }
         connecting_ = false;
         if (!connected) {
-            session_.showMessage(connectFailureText(), style::kOk, QString(), this);
+            const QString text = session_.certificateRefusal().value_or(connectFailureText());
+            if (!text.isEmpty()) {
+                session_.showMessage(text, style::kOk, QString(), this);
+            }
             setControlsEnabled(true);
             return;
         }
@@ -128,7 +138,7 @@ void RegistrationWindow::cmdSignUp_Click() {
 bool RegistrationWindow::connectToServer() {
     session_.closeConnection();
     // An address may name its own port after a colon, as at login.
-    session_.connectTo(txtHost_->text());
+    session_.connectTo(txtHost_->text(), chkEncrypted_->isChecked());
     return session_.waitUntilConnected(*this);
 }
 

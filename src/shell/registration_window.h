@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QString>
 
+class QCheckBox;
 class QLineEdit;
 class QPushButton;
 
@@ -41,6 +42,7 @@ private:
     QLineEdit* txtUName_;
     QLineEdit* txtPWord_;
     QLineEdit* txtPWordConfirm_;
+    QCheckBox* chkEncrypted_;
     QPushButton* cmdSignUp_;
     QPushButton* cmdClose_;
     bool connecting_ = false;

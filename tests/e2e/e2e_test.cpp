@@ -36,6 +36,9 @@
 using namespace velmora;
 using velmora::test::child;
 using velmora::test::E2eUser;
+using velmora::test::hasLog;
+using velmora::test::send;
+using velmora::test::shown;
 
 namespace {
 
@@ -49,22 +52,6 @@ bool shows(E2eUser& user, const QString& buddy, char state) {
         return BuddyList::keyOf(user.client->mainWindow().buddies().findBuddy(buddy))
             .startsWith(QLatin1Char(state));
     });
-}
-
-// Sends `text` in plain `font`.
-void send(PMWindow& w, const QString& text, const char* font = "Arial") {
-    test::useFont(w.tbFontSettings(), font, "10", "");
-    test::say(w.txtSendMsg(), text);
-}
-
-// The first visible session window of class T, once there is one.
-template <typename T> T* shown(E2eUser& p) {
-    (void)QTest::qWaitFor([&] { return !test::visibleWindows<T>(*p.client).isEmpty(); }, 10000);
-    return test::visibleWindows<T>(*p.client).value(0);
-}
-
-bool hasLog(PMWindow& w, const QString& log) {
-    return QTest::qWaitFor([&] { return w.conversationLog() == log; }, 10000);
 }
 
 ConfWindow* room(E2eUser& p) {

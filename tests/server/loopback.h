@@ -1,5 +1,5 @@
 // The real velmorad binary (path from $VELMORAD) and a blocking client that
-// speaks the wire format byte for byte.
+// speaks the wire format byte for byte, in the clear or inside TLS.
 #pragma once
 
 #include "temp_dir.h"
@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <netinet/tcp.h>
+#include <openssl/ssl.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/wait.h>
@@ -96,13 +97,32 @@ public:
             throw std::runtime_error("cannot connect to velmorad");
         }
     }
-    ~WireClient() { close(fd_); } // -1 after abort(): nothing to close
+    ~WireClient() {
+        SSL_free(tls_);
+        SSL_CTX_free(tlsContext_);
+        close(fd_); // -1 after abort(): nothing to close
+    }
     WireClient(const WireClient&) = delete;
     WireClient& operator=(const WireClient&) = delete;
 
+    // Speaks TLS from here on, offering versions up to `maxVersion` (all
+    // when 0, old ones too, so that a test can offer what the server must
+    // refuse). The certificate is not checked. False when the handshake failed.
+    bool startTls(int maxVersion = 0) {
+        tlsContext_ = SSL_CTX_new(TLS_client_method());
+        SSL_CTX_set_security_level(tlsContext_, 0);
+        SSL_CTX_set_min_proto_version(tlsContext_, 0);
+        SSL_CTX_set_max_proto_version(tlsContext_, maxVersion);
+        tls_ = SSL_new(tlsContext_);
+        SSL_set_fd(tls_, fd_);
+        return SSL_connect(tls_) == 1;
+    }
+
     void send(const std::string& bytes) {
         for (std::size_t sent = 0; sent < bytes.size();) {
-            const ssize_t n = ::send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+            const auto size = bytes.size() - sent;
+            const ssize_t n = tls_ ? SSL_write(tls_, bytes.data() + sent, static_cast<int>(size))
+                                   : ::send(fd_, bytes.data() + sent, size, MSG_NOSIGNAL);
             if (n <= 0) {
                 return;
             }
@@ -167,13 +187,18 @@ private:
     ssize_t fill() {
         pollfd p{fd_, POLLIN, 0};
         char chunk[65536];
-        const ssize_t n = poll(&p, 1, 10000) > 0 ? recv(fd_, chunk, sizeof chunk, 0) : -1;
+        const bool waiting = (tls_ && SSL_pending(tls_) > 0) || poll(&p, 1, 10000) > 0;
+        const ssize_t n = !waiting ? -1
+                          : tls_   ? SSL_read(tls_, chunk, sizeof chunk)
+                                   : recv(fd_, chunk, sizeof chunk, 0);
         pending_.append(chunk, n > 0 ? static_cast<std::size_t>(n) : 0);
         return n;
     }
 
     int fd_;
     std::string pending_;
+    SSL_CTX* tlsContext_ = nullptr;
+    SSL* tls_ = nullptr;
 };
 
 // Each test runs the server on a free port with a fresh folder and database.
@@ -206,6 +231,9 @@ protected:
         close(log);
         FILE* lines = fdopen(out[0], "r");
         ASSERT_EQ(std::fscanf(lines, "listening on %*[^:]:%hu", &port), 1);
+        if (std::find(flags.begin(), flags.end(), "--tls-listen") != flags.end()) {
+            ASSERT_EQ(std::fscanf(lines, " listening on %*[^:]:%hu (TLS)", &tlsPort), 1);
+        }
         std::fclose(lines);
     }
 
@@ -225,7 +253,8 @@ protected:
     std::string logPath = dir.file("velmorad.log");
     pid_t pid = -1;
     unsigned short port = 0;
-    std::string netns; // a namespace file for the server, else this one
+    unsigned short tlsPort = 0; // with --tls-listen
+    std::string netns;          // a namespace file for the server, else this one
 };
 
 } // namespace velmora::test

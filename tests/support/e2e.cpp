@@ -1,17 +1,23 @@
 #include "support/e2e.h"
 
+#include "messaging/pm_window.h"
+#include "platform/qt_prompter.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
 
+#include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 namespace velmora::test {
 
@@ -38,15 +44,18 @@ bool VelmoradProcess::start(const QStringList& moreArgs) {
             return false;
         }
     }
+    const QStringList tls =
+        tlsArgs_.isEmpty() ? QStringList() : QStringList{"--tls-listen", tlsAddress()} + tlsArgs_;
     process_.start(velmorad, QStringList{QStringLiteral("--listen"), address()} + common +
-                                 extraArgs_ + moreArgs);
+                                 extraArgs_ + tls + moreArgs);
     if (!process_.waitForStarted(10000)) {
         return false;
     }
     QByteArray out;
+    const QByteArray last = tls.isEmpty() ? "\n" : " (TLS)\n";
     const auto firstLine = [&] {
         out += process_.readAllStandardOutput();
-        return out.contains('\n') || process_.state() == QProcess::NotRunning;
+        return out.contains(last) || process_.state() == QProcess::NotRunning;
     };
     const QByteArray prefix = "listening on 127.0.0.1:";
     const qsizetype at = QTest::qWaitFor(firstLine, 10000) ? out.indexOf(prefix) : -1;
@@ -55,7 +64,12 @@ bool VelmoradProcess::start(const QStringList& moreArgs) {
     }
     port_ =
         static_cast<quint16>(out.mid(at + prefix.size()).split('\n').value(0).trimmed().toUInt());
-    return port_ != 0;
+    if (!tls.isEmpty()) {
+        const qsizetype tlsAt = out.indexOf(prefix, at + prefix.size());
+        tlsPort_ = static_cast<quint16>(
+            out.mid(tlsAt + prefix.size()).split(' ').value(0).trimmed().toUInt());
+    }
+    return port_ != 0 && (tls.isEmpty() || tlsPort_ != 0);
 }
 
 void VelmoradProcess::stop() {
@@ -65,6 +79,15 @@ void VelmoradProcess::stop() {
 
 QString VelmoradProcess::address() const {
     return QStringLiteral("127.0.0.1:") + QString::number(port_);
+}
+
+void VelmoradProcess::useTls(const QString& certificateFile, const QString& keyFile) {
+    tlsArgs_ = {QStringLiteral("--tls-cert"), certificateFile, QStringLiteral("--tls-key"),
+                keyFile};
+}
+
+QString VelmoradProcess::tlsAddress() const {
+    return QStringLiteral("127.0.0.1:") + QString::number(tlsPort_);
 }
 
 E2eUser::E2eUser(QString userName) : name(std::move(userName)) {
@@ -81,10 +104,17 @@ void E2eUser::restart() {
     client = std::make_unique<Client>(home.path(), prompter, desktop);
 }
 
-bool E2eUser::logIn(const VelmoradProcess& server, const QString& password) {
+bool E2eUser::logIn(const VelmoradProcess& server, const QString& password, bool encrypted) {
     LoginWindow& login = client->loginWindow();
     login.show();
-    login.findChild<QComboBox*>(QStringLiteral("cboHost"))->setEditText(server.address());
+    if (encrypted) {
+        auto* box = login.findChild<QCheckBox*>(QStringLiteral("chkEncrypted"));
+        if (!box->isChecked()) {
+            box->click();
+        }
+    }
+    login.findChild<QComboBox*>(QStringLiteral("cboHost"))
+        ->setEditText(encrypted ? server.tlsAddress() : server.address());
     login.findChild<QLineEdit*>(QStringLiteral("txtUName"))->setText(name);
     login.findChild<QLineEdit*>(QStringLiteral("txtPWord"))->setText(password);
     QTest::mouseClick(login.findChild<QPushButton*>(QStringLiteral("cmdLogin")), Qt::LeftButton);
@@ -95,6 +125,31 @@ bool E2eUser::logIn(const VelmoradProcess& server, const QString& password) {
                    client->session().values().intServerLimit > 0;
         },
         10000);
+}
+
+void send(PMWindow& w, const QString& text, const char* font) {
+    useFont(w.tbFontSettings(), font, "10", "");
+    say(w.txtSendMsg(), text);
+}
+
+bool hasLog(PMWindow& w, const QString& log) {
+    return QTest::qWaitFor([&] { return w.conversationLog() == log; }, 10000);
+}
+
+bool saveScreenshot(const ShownBox& box, const QString& file) {
+    const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
+    if (folder.isEmpty()) {
+        return true;
+    }
+    bool saved = false;
+    QTimer::singleShot(500, [&] {
+        if (auto* shownBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            saved = shownBox->grab().save(QDir(folder).filePath(file));
+            shownBox->done(0);
+        }
+    });
+    QtPrompter().show(box.text, box.style, box.title, nullptr);
+    return saved;
 }
 
 bool saveScreenshot(QWidget& window, const QString& file) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "app/client.h"
+#include "support/client_rig.h"
 #include "support/doubles.h"
 
 #include <QMainWindow>
@@ -11,6 +12,10 @@
 #include <QProcess>
 
 #include <memory>
+
+namespace velmora {
+class PMWindow;
+} // namespace velmora
 
 namespace velmora::test {
 
@@ -28,6 +33,10 @@ public:
     // Kills the server, dropping every connection.
     void stop();
     [[nodiscard]] QString address() const;
+    // From the next start() on, also a TLS port with this certificate (the
+    // same port at every start).
+    void useTls(const QString& certificateFile, const QString& keyFile);
+    [[nodiscard]] QString tlsAddress() const;
 
 private:
     QTemporaryDir dir_;
@@ -35,6 +44,8 @@ private:
     QStringList extraArgs_;
     QProcess process_;
     quint16 port_ = 0;
+    quint16 tlsPort_ = 0;
+    QStringList tlsArgs_;
 };
 
 struct E2eUser {
@@ -42,9 +53,11 @@ struct E2eUser {
     // Replaces the client by a fresh one on the same folder, as when the
     // program is run again.
     void restart();
-    // Logs in through the login window; true once the main window shows the
-    // user connected and the server's options have arrived.
-    [[nodiscard]] bool logIn(const VelmoradProcess& server, const QString& password);
+    // Logs in through the login window, to the TLS port with "Encrypted
+    // connection" ticked when `encrypted`; true once the main window shows
+    // the user connected and the server's options have arrived.
+    [[nodiscard]] bool logIn(const VelmoradProcess& server, const QString& password,
+                             bool encrypted = false);
 
     QString name;
     TempHome home;
@@ -52,6 +65,20 @@ struct E2eUser {
     RecordingDesktop desktop;
     std::unique_ptr<Client> client;
 };
+
+// The first visible session window of class T, once there is one.
+template <typename T> T* shown(E2eUser& p) {
+    (void)QTest::qWaitFor([&] { return !visibleWindows<T>(*p.client).isEmpty(); }, 10000);
+    return visibleWindows<T>(*p.client).value(0);
+}
+// Sends `text` in plain `font`.
+void send(PMWindow& w, const QString& text, const char* font = "Arial");
+// Waits until the conversation reads `log`.
+[[nodiscard]] bool hasLog(PMWindow& w, const QString& log);
+// With VELMORA_SCREENSHOTS set, shows `box` on screen as the client would
+// and saves a picture of it as `file`; true when nothing was asked or the
+// picture was saved.
+[[nodiscard]] bool saveScreenshot(const ShownBox& box, const QString& file);
 
 // With VELMORA_SCREENSHOTS set to a folder (and a real display, e.g.
 // xvfb-run with QT_QPA_PLATFORM=xcb), saves a picture of `window` there as

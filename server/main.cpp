@@ -12,9 +12,11 @@
 #include <asio/signal_set.hpp>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <iostream>
+#include <memory>
 
 namespace vs = velmora::server;
 
@@ -62,10 +64,21 @@ int serve(const vs::Options& options) {
     raiseDescriptorLimit();
     vs::core::Log log(std::cerr);
     const auto store = vs::store::openStore(options.db);
-    vs::core::Hub hub(*store, options.core, log);
     asio::io_context io;
+    std::unique_ptr<vs::bus::Node> node;
+    if (!options.bus.address.empty()) {
+        node = std::make_unique<vs::bus::Node>(io, options.bus, log);
+    }
+    vs::core::Hub hub(*store, options.core, log, node.get());
     vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
     const auto endpoint = server.listen(options.host, options.port);
+    if (node) {
+        char host[256] = {};
+        gethostname(host, sizeof host - 1);
+        node->start(hub, server,
+                    options.bus.node.empty() ? host + (":" + std::to_string(endpoint.port()))
+                                             : options.bus.node);
+    }
     std::cout << "listening on " << endpoint.address().to_string() << ":" << endpoint.port()
               << std::endl;
     log.line("listening on " + endpoint.address().to_string() + ":" +
@@ -77,6 +90,9 @@ int serve(const vs::Options& options) {
         if (!ec) {
             log.line("signal " + std::to_string(signal) + ", shutting down");
             server.stop();
+            if (node) {
+                node->stop();
+            }
         }
     });
     io.run();

@@ -71,10 +71,12 @@ void Node::lost(const BusError& e) {
         log_.line(std::string("bus out of reach, serving this node's users alone: ") + e.what());
         reachable_ = false;
     }
+    // One connection failing is usually Redis gone for both (a restart): both
+    // are opened again together, and the presence taken anew.
     resyncNeeded_ = true;
-    if (!events_.up()) {
-        watch_.reset();
-    }
+    watch_.reset();
+    commands_.close();
+    events_.close();
 }
 
 bool Node::connect() {
@@ -93,10 +95,6 @@ bool Node::connect() {
         lost(e);
         return false;
     }
-    if (!reachable_) {
-        log_.line("bus reachable again at " + commands_.describe());
-        reachable_ = true;
-    }
     return true;
 }
 
@@ -108,6 +106,11 @@ void Node::beat() {
         try {
             if (resyncNeeded_) {
                 resync();
+            }
+            if (!reachable_) {
+                log_.line("bus reachable again at " + commands_.describe() +
+                          ", presence taken anew");
+                reachable_ = true;
             }
             const auto ttl = std::to_string(options_.heartbeat.count() * options_.beatsToDeath);
             commands_.pipeline({{"SET", aliveKey_, "1", "PX", ttl}, {"SADD", kNodes, self_}});

@@ -30,12 +30,15 @@ struct Node {
         EXPECT_EQ(std::fscanf(lines, "listening on %*[^:]:%hu", &port), 1);
         std::fclose(lines);
     }
-    ~Node() { kill(SIGTERM); }
-    void kill(int signal) {
+    // A node that was not killed must stop cleanly on SIGTERM.
+    ~Node() {
         if (pid > 0) {
-            ::kill(pid, signal);
-            waitFor(std::exchange(pid, -1));
+            EXPECT_EQ(kill(SIGTERM), 0) << logPath;
         }
+    }
+    int kill(int signal) {
+        ::kill(pid, signal);
+        return waitFor(std::exchange(pid, -1));
     }
     // Waits up to 10 s for the log to hold `text`.
     [[nodiscard]] bool logged(const std::string& text) const {
@@ -150,7 +153,7 @@ TEST_F(ClusterTest, AKilledNodesUsersGoOfflineAndTheirMessagesWait) {
     bobby.send(" ## cmdCO /:/ bobby /:/ lounge");
     (void)alice.readThrough(" ## +CO /$/ bobby");
 
-    b->kill(SIGKILL);
+    EXPECT_EQ(b->kill(SIGKILL), 128 + SIGKILL);
     // Sent at once: nobody takes it on node b's channel any more.
     alice.send(" ## cmdPM /:/ alice1 /:/ bobby /:/ are%%you%%there" + kPm);
     EXPECT_EQ(alice.readThrough(" ## +UNO /$/ bobby"), " ## +UNO /$/ bobby");

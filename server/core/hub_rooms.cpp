@@ -18,13 +18,23 @@ bool holds(const Room& room, std::string_view user) {
 } // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
+    bool first = true;
     for (const auto& member : room.members) {
-        toUser(member, record, fx);
+        if (const auto conn = sessions_.connectionOf(member)) {
+            if (first) {
+                fx.send(*conn, record);
+                first = false;
+            } else {
+                fx.again(*conn); // relays below do not come between
+            }
+        } else if (const std::string* node = remoteNodeOf(member)) {
+            fx.relay(*node, member, record);
+        }
     }
 }
 
-void Hub::openRoom(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
-    const std::string& name = f[2];
+void Hub::openRoom(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
+    const std::string name(f[2]);
     if (!isValidName(name, protocol::kMinRoomNameLength, config_.maxNameLength)) {
         log_.line(who(conn) + " invalid room name \"" + name.substr(0, 40) + "\" ignored");
         return;
@@ -55,7 +65,7 @@ void Hub::openRoom(ConnId conn, const Session& me, const p::Fields& f, Effects& 
     fx.send(conn, p::buildReply(p::reply::CDet, {list}));
 }
 
-void Hub::roomMessage(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::roomMessage(const Session& me, const p::FieldViews& f, Effects& fx) {
     const auto room = rooms_.roomOf(me.name);
     if (!room || !sameName(room->name, f[2])) {
         log_.line(me.name + " cmdCM to a room they are not in ignored");
@@ -64,7 +74,7 @@ void Hub::roomMessage(const Session& me, const p::Fields& f, Effects& fx) {
     toRoom(*room, p::buildReply(p::reply::CM, {me.name, f[3], f[4], f[5], f[6]}), fx);
 }
 
-void Hub::exitRoom(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::exitRoom(const Session& me, const p::FieldViews& f, Effects& fx) {
     if (const auto room = rooms_.roomOf(me.name); room && sameName(room->name, f[2])) {
         leaveRoom(me, fx);
     }
@@ -76,7 +86,7 @@ void Hub::leaveRoom(const Session& me, Effects& fx) {
     }
 }
 
-void Hub::invite(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::invite(const Session& me, const p::FieldViews& f, Effects& fx) {
     const auto room = rooms_.roomOf(me.name);
     if (!room || !sameName(room->name, f[2])) {
         log_.line(me.name + " cmdCI for a room they are not in ignored");

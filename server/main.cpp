@@ -13,9 +13,13 @@
 #include <asio/signal_set.hpp>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <iostream>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace vs = velmora::server;
 
@@ -63,24 +67,40 @@ int serve(const vs::Options& options) {
     raiseDescriptorLimit();
     vs::core::Log log(std::cerr);
     const auto store = vs::store::openStore(options.db);
-    vs::core::Hub hub(*store, options.core, log);
     asio::io_context io;
+    std::unique_ptr<vs::bus::Node> node;
+    if (!options.bus.address.empty()) {
+        node = std::make_unique<vs::bus::Node>(io, options.bus, log);
+    }
+    vs::core::Hub hub(*store, options.core, log, node.get());
     vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
-    // One line per port on stdout, the plain one first.
-    const auto announce = [&](const asio::ip::tcp::endpoint& endpoint, const char* kind) {
+    // Both ports open before the node joins the cluster and before the
+    // lines that tell a supervisor the server is ready: one per port on
+    // stdout, the plain one first.
+    std::vector<std::pair<asio::ip::tcp::endpoint, const char*>> ports;
+    if (!options.host.empty()) {
+        ports.emplace_back(server.listen(options.host, options.port), "");
+    }
+    if (!options.tls.host.empty()) {
+        auto tls =
+            std::make_unique<vs::net::TlsContext>(options.tls.certificateFile, options.tls.keyFile);
+        ports.emplace_back(server.listenTls(options.tls.host, options.tls.port, std::move(tls)),
+                           " (TLS)");
+    }
+    if (node) {
+        char host[256] = {};
+        gethostname(host, sizeof host - 1);
+        node->start(hub, server,
+                    options.bus.node.empty()
+                        ? host + (":" + std::to_string(ports.front().first.port()))
+                        : options.bus.node);
+    }
+    for (const auto& [endpoint, kind] : ports) {
         const std::string address =
             endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + kind;
         std::cout << "listening on " << address << std::endl;
         log.line("listening on " + address + ", database " +
                  vs::store::withoutPassword(options.db));
-    };
-    if (!options.host.empty()) {
-        announce(server.listen(options.host, options.port), "");
-    }
-    if (!options.tls.host.empty()) {
-        auto tls =
-            std::make_unique<vs::net::TlsContext>(options.tls.certificateFile, options.tls.keyFile);
-        announce(server.listenTls(options.tls.host, options.tls.port, std::move(tls)), " (TLS)");
     }
 
     asio::signal_set signals(io, SIGINT, SIGTERM);
@@ -88,6 +108,9 @@ int serve(const vs::Options& options) {
         if (!ec) {
             log.line("signal " + std::to_string(signal) + ", shutting down");
             server.stop();
+            if (node) {
+                node->stop();
+            }
         }
     });
     io.run();

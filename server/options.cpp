@@ -141,6 +141,29 @@ const std::map<std::string, Setter>& setters() {
          [](Options& o, auto& k, auto& v) { o.limits.passwordThreads = count(k, v); }},
         {"password-queue",
          [](Options& o, auto& k, auto& v) { o.limits.passwordQueue = count(k, v); }},
+        {"bus",
+         [](Options& o, auto&, auto& v) {
+             try {
+                 (void)bus::parseBusAddress(v);
+             } catch (const bus::BusError& e) {
+                 throw OptionError(std::string("--bus: ") + e.what());
+             }
+             o.bus.address = v;
+         }},
+        {"node",
+         [](Options& o, auto&, auto& v) {
+             // The name goes into Redis keys and bus messages as one word.
+             if (v.empty() || v.size() > 64 ||
+                 v.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                     "0123456789._:-") != std::string::npos) {
+                 throw OptionError("--node needs letters, digits, \".\", \"_\", \":\" or \"-\"");
+             }
+             o.bus.node = v;
+         }},
+        {"heartbeat-ms",
+         [](Options& o, auto& k, auto& v) {
+             o.bus.heartbeat = std::chrono::milliseconds(std::max(10, smallCount(k, v)));
+         }},
         {"partial-quiet-ms",
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
@@ -241,6 +264,10 @@ std::string usage() {
   --password-threads N        password hashing threads (0 = one per core)
   --password-queue N          logins waiting for a hash before further ones fail (256)
   --max-name-length N         longest user or room name accepted at sign-up (32)
+  --bus redis://HOST:PORT     share users with other nodes through Redis (also unix:///PATH;
+                              none: a single server)
+  --node NAME                 this node's name on the bus (HOST:PORT of --listen)
+  --heartbeat-ms N            bus heartbeat; a node 3 beats late is taken for dead (1000)
   --quiet-ms N                wait for a complete last command (5)
   --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
 )";

@@ -1,6 +1,7 @@
 // Command-line flags and the optional key=value config file.
 #pragma once
 
+#include "bus/node.h"
 #include "core/config.h"
 #include "net/server.h"
 #include "protocol/wire.h"
@@ -31,6 +32,7 @@ struct Options {
     std::string db = "velmorad.db";
     core::CoreConfig core;
     net::ServerLimits limits;
+    bus::BusOptions bus;
 };
 
 // Reads `--flag value` pairs (the program name not included). A `--config

@@ -7,8 +7,12 @@
 //               or not earlier ones arrived: p50/p99/p999 from the scheduled time
 //   idle        N connections logged in and held: the server's RSS per connection
 //   logins      N connections logged in, K at a time: how long that takes
+//   cluster     two nodes sharing their users through a redis-server of the
+//               benchmark's own: throughput with both ends of every pair on
+//               node a, then with senders on a and receivers on b; CPU per
+//               message of each node and of Redis, Redis commands per message
 //
-//   bench_server_load [--mode throughput|latency|idle|logins|all] [--pairs P]
+//   bench_server_load [--mode throughput|latency|idle|logins|cluster|all] [--pairs P]
 //       [--window W] [--duration T] [--rate R] [--conns N] [--burst K]
 //       [--msg-bytes B] [--server PATH] [--server-cpu C] [--cpu C]
 //
@@ -109,14 +113,26 @@ void pin(int cpu, const cpu_set_t* all) {
     }
 }
 
+// User plus system time of a process so far (fields 14 and 15, after the name).
+double cpuUsOf(pid_t pid) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    const std::string stat((std::istreambuf_iterator<char>(in)), {});
+    unsigned long user = 0, system = 0;
+    std::sscanf(stat.c_str() + stat.rfind(')') + 1,
+                " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system);
+    return static_cast<double>(user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 // The server under load, started fresh with every limit that would stop the
 // generator switched off; it reports its port on stdout.
 struct Server {
     pid_t pid = -1;
     unsigned short port = 0;
 
-    Server(const Args& args, const fs::path& dir, const cpu_set_t* all) {
-        const std::string out = (dir / "server.out").string();
+    // `extra`: further flags, and a name for its files when there are several.
+    Server(const Args& args, const fs::path& dir, const cpu_set_t* all,
+           std::vector<std::string> extra = {}, const std::string& name = "server") {
+        const std::string out = (dir / (name + ".out")).string();
         const std::string db = (dir / "load.db").string();
         const std::string conns = std::to_string(std::max(args.conns, 2 * args.pairs) + 100);
         fs::remove(out);
@@ -126,10 +142,28 @@ struct Server {
             pin(args.serverCpu, all);
             std::freopen(out.c_str(), "w", stdout);
             std::freopen("/dev/null", "w", stderr);
-            execl(args.server.c_str(), args.server.c_str(), "--listen", "127.0.0.1:0", "--db",
-                  db.c_str(), "--hash-cost", "fast", "--commands-per-second", "0",
-                  "--max-logins-per-minute", "0", "--max-connections-per-address", "100000",
-                  "--max-connections", conns.c_str(), nullptr);
+            std::vector<std::string> flags = {args.server,
+                                              "--listen",
+                                              "127.0.0.1:0",
+                                              "--db",
+                                              db,
+                                              "--hash-cost",
+                                              "fast",
+                                              "--commands-per-second",
+                                              "0",
+                                              "--max-logins-per-minute",
+                                              "0",
+                                              "--max-connections-per-address",
+                                              "100000",
+                                              "--max-connections",
+                                              conns};
+            flags.insert(flags.end(), extra.begin(), extra.end());
+            std::vector<char*> argv;
+            for (auto& flag : flags) {
+                argv.push_back(flag.data());
+            }
+            argv.push_back(nullptr);
+            execv(args.server.c_str(), argv.data());
             _exit(127);
         }
         for (int tries = 0; tries < 200 && port == 0; ++tries) {
@@ -161,15 +195,58 @@ struct Server {
         }
         return std::atol(line.c_str() + std::min<std::size_t>(line.size(), 6));
     }
-    // User plus system time so far (fields 14 and 15, after the name).
-    [[nodiscard]] double cpuUs() const {
-        std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-        const std::string stat((std::istreambuf_iterator<char>(in)), {});
-        unsigned long user = 0, system = 0;
-        std::sscanf(stat.c_str() + stat.rfind(')') + 1,
-                    " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system);
-        return static_cast<double>(user + system) * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
+    [[nodiscard]] double cpuUs() const { return cpuUsOf(pid); }
+};
+
+// A redis-server of the benchmark's own on a Unix socket, saving nothing.
+struct Redis {
+    pid_t pid = -1;
+    std::string socket;
+
+    explicit Redis(const fs::path& dir) : socket((dir / "redis.sock").string()) {
+        std::fflush(stdout); // or the child would print it again
+        pid = fork();
+        if (pid == 0) {
+            std::freopen("/dev/null", "w", stdout);
+            execlp("redis-server", "redis-server", "--port", "0", "--unixsocket", socket.c_str(),
+                   "--save", "", "--appendonly", "no", nullptr);
+            _exit(127);
+        }
+        for (int tries = 0; tries < 200 && !fs::exists(socket); ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        if (!fs::exists(socket)) {
+            die("redis-server did not start");
+        }
     }
+    ~Redis() {
+        kill(pid, SIGTERM);
+        waitpid(pid, nullptr, 0);
+    }
+    Redis(const Redis&) = delete;
+    Redis& operator=(const Redis&) = delete;
+
+    // Commands Redis has run so far, by redis-cli's INFO commandstats.
+    [[nodiscard]] double commands() const {
+        FILE* info = popen(("redis-cli -s " + socket + " INFO commandstats").c_str(), "r");
+        double calls = 0;
+        char line[512];
+        while (info && std::fgets(line, sizeof line, info)) {
+            if (const char* at = std::strstr(line, "calls=")) {
+                calls += std::atof(at + 6);
+            }
+        }
+        if (info) {
+            pclose(info);
+        }
+        return calls;
+    }
+};
+
+// Other processes whose CPU a run reports per message.
+struct Watched {
+    std::string name;
+    pid_t pid;
 };
 
 struct Conn {
@@ -190,7 +267,10 @@ struct Pair {
 // Every connection of one run, and the loop that serves them.
 class Load {
 public:
-    Load(const Args& args, unsigned short port) : args_(args), port_(port), ep_(epoll_create1(0)) {}
+    // `receiverPort`, when given, is where the receiving end of each pair connects.
+    Load(const Args& args, unsigned short port, unsigned short receiverPort = 0)
+        : args_(args), port_(port), receiverPort_(receiverPort ? receiverPort : port),
+          ep_(epoll_create1(0)) {}
     ~Load() {
         for (auto& c : conns_) {
             close(c.fd);
@@ -225,7 +305,8 @@ public:
 
     // Throughput (rate 0: refill each window) or latency (a fixed rate); true
     // when every message arrived once and in order.
-    bool pairs(const Server& server, double rate) {
+    bool pairs(const Server& server, double rate, const std::vector<Watched>& also = {},
+               const Redis* redis = nullptr) {
         const int np = args_.pairs;
         login(2 * np);
         if (loggedIn() < 2 * np) {
@@ -239,6 +320,11 @@ public:
         }
         hold(0.3); // the records that follow a login settle first
         const double cpu0 = server.cpuUs();
+        std::vector<double> alsoCpu0;
+        for (const auto& w : also) {
+            alsoCpu0.push_back(cpuUsOf(w.pid));
+        }
+        const double commands0 = redis ? redis->commands() : 0;
         start_ = nowNs();
         end_ = start_ + static_cast<i64>(args_.duration * 1e9);
         const auto gap = rate > 0 ? static_cast<i64>(1e9 * np / rate) : 0;
@@ -264,6 +350,21 @@ public:
         const double wall = static_cast<double>(nowNs() - start_) / 1e9;
         const double cpu = server.cpuUs() - cpu0;
         const auto inRun = receivedInRun_;
+        const double perMsg = 1.0 / static_cast<double>(std::max<u64>(inRun, 1));
+        std::string others;
+        for (std::size_t i = 0; i < also.size(); ++i) {
+            char figure[96];
+            std::snprintf(figure, sizeof figure, ", %s %.2f us/msg", also[i].name.c_str(),
+                          (cpuUsOf(also[i].pid) - alsoCpu0[i]) * perMsg);
+            others += figure;
+        }
+        if (redis) {
+            char figure[96];
+            // INFO itself counts as one command.
+            std::snprintf(figure, sizeof figure, ", %.4f Redis commands/msg",
+                          (redis->commands() - commands0 - 1) * perMsg);
+            others += figure;
+        }
         refill_ = false;
         for (const auto drainEnd = nowNs() + 5 * kSecond;
              received_ < sent_ && nowNs() < drainEnd;) {
@@ -273,9 +374,9 @@ public:
         char setup[96];
         std::snprintf(setup, sizeof setup, "%d pairs, %.0f s", np, args_.duration);
         if (rate == 0) {
-            std::printf("throughput: %s msgs/s, server %.2f us/msg (%s, %d in flight)\n",
-                        grouped(static_cast<double>(inRun) / wall).c_str(),
-                        cpu / static_cast<double>(std::max<u64>(inRun, 1)), setup, args_.window);
+            std::printf("throughput: %s msgs/s, server %.2f us/msg%s (%s, %d in flight)\n",
+                        grouped(static_cast<double>(inRun) / wall).c_str(), cpu * perMsg,
+                        others.c_str(), setup, args_.window);
         } else {
             std::sort(latencies_.begin(), latencies_.end());
             auto pct = [&](double q) { // -1 when nothing arrived
@@ -307,7 +408,7 @@ private:
         setsockopt(c.fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
-        addr.sin_port = htons(port_);
+        addr.sin_port = htons(k % 2 == 1 ? receiverPort_ : port_);
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (c.fd < 0 || (connect(c.fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 &&
                          errno != EINPROGRESS)) {
@@ -458,7 +559,7 @@ private:
     }
 
     const Args& args_;
-    unsigned short port_;
+    unsigned short port_, receiverPort_;
     int ep_;
     std::vector<Conn> conns_;
     std::vector<Pair> pairs_;
@@ -489,10 +590,12 @@ Args parse(int argc, char** argv) {
             die("unknown flag " + flag);
         }
     }
-    const std::set<std::string> modes = {"throughput", "latency", "idle", "logins", "all"};
+    const std::set<std::string> modes = {"throughput", "latency", "idle",
+                                         "logins",     "cluster", "all"};
     if (!modes.contains(a.mode) || a.pairs < 1 || a.window < 1 || a.conns < 1 || a.burst < 1 ||
         a.duration <= 1 || a.rate <= 0) {
-        die("a mode of throughput|latency|idle|logins|all; pairs, window, conns, burst and rate "
+        die("a mode of throughput|latency|idle|logins|cluster|all; pairs, window, conns, burst and "
+            "rate "
             "above 0; duration above 1 s");
     }
     return a;
@@ -561,6 +664,20 @@ int main(int argc, char** argv) {
         std::printf("logins: %d in %.2f s, %s logins/s (%d at a time, cheap hashes)\n", in, seconds,
                     grouped(in / seconds).c_str(), args.burst);
         ok = in == args.conns && ok;
+    }
+    if (args.mode == "cluster") {
+        // Both runs on the same two nodes, so that they pay the same for the bus.
+        const Redis redis(dir);
+        const std::string bus = "unix://" + redis.socket;
+        const Server a(args, dir, &everyCpu, {"--bus", bus, "--node", "a"}, "a");
+        const Server b(args, dir, &everyCpu, {"--bus", bus, "--node", "b"}, "b");
+        std::printf("cluster, both ends on node a:\n  ");
+        ok =
+            Load(args, a.port).pairs(a, 0, {{"node b", b.pid}, {"redis", redis.pid}}, &redis) && ok;
+        std::printf("cluster, senders on node a, receivers on node b:\n  ");
+        ok = Load(args, a.port, b.port)
+                 .pairs(a, 0, {{"node b", b.pid}, {"redis", redis.pid}}, &redis) &&
+             ok;
     }
     fs::remove_all(dir);
     return ok ? 0 : 1;

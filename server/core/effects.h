@@ -22,6 +22,14 @@ struct Outgoing {
     std::vector<std::int64_t> offlineIds;
 };
 
+// A record for a user logged in on another node, carried there by the bus.
+struct Relay {
+    std::string node;
+    std::string user;
+    std::size_t at = 0;
+    std::size_t size = 0;
+};
+
 struct Closing {
     ConnId conn = 0;
     std::string reason;
@@ -37,6 +45,7 @@ struct Effects {
     // Logins whose waiting messages go out once the connections closed above
     // are gone: a replaced session first settles what its peer acknowledged.
     std::vector<ConnId> mailboxes;
+    std::vector<Relay> relays;
 
     void send(ConnId to, std::string_view record, std::vector<std::int64_t> offlineIds = {}) {
         out.push_back({to, bytes.size(), record.size(), std::move(offlineIds)});
@@ -47,6 +56,16 @@ struct Effects {
         protocol::appendReply(bytes, code, fields);
         out.push_back({to, at, bytes.size() - at, {}});
     }
+    void relay(std::string_view node, std::string_view user, std::string_view record) {
+        relays.push_back({std::string(node), std::string(user), bytes.size(), record.size()});
+        bytes += record;
+    }
+    void relayReply(std::string_view node, std::string_view user, std::string_view code,
+                    std::initializer_list<std::string_view> fields) {
+        const std::size_t at = bytes.size();
+        protocol::appendReply(bytes, code, fields);
+        relays.push_back({std::string(node), std::string(user), at, bytes.size() - at});
+    }
     // The record added last, to one more connection: every receiver of a
     // room's line reads the same bytes.
     void again(ConnId to) {
@@ -56,12 +75,16 @@ struct Effects {
     [[nodiscard]] std::string_view record(const Outgoing& o) const {
         return std::string_view(bytes).substr(o.at, o.size);
     }
+    [[nodiscard]] std::string_view record(const Relay& r) const {
+        return std::string_view(bytes).substr(r.at, r.size);
+    }
     void clear() {
         bytes.clear();
         out.clear();
         close.clear();
         passwords.clear();
         mailboxes.clear();
+        relays.clear();
     }
 };
 

@@ -16,11 +16,12 @@ std::string randomPassword() {
 }
 } // namespace
 
-Hub::Hub(store::Store& store, CoreConfig config, Log& log)
+Hub::Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster)
     : store_(store), config_(std::move(config)), log_(log), hasher_(config_.hashCost),
       decoyHash_(hasher_.hash(randomPassword())),
       credentials_(config_.credentialCacheEntries, config_.credentialCacheAge),
-      failures_(config_.maxLoginsPerMinute) {}
+      failures_(config_.maxLoginsPerMinute), cluster_(cluster),
+      rooms_(cluster ? cluster->rooms() : localRooms_) {}
 
 void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
     peers_[conn] = Peer{std::move(address), now};
@@ -130,14 +131,37 @@ void Hub::violation(ConnId conn, const std::string& what, Effects& fx) {
     }
 }
 
-void Hub::endSession(ConnId conn, Effects& fx) {
+void Hub::endSession(ConnId conn, Effects& fx, bool claimed) {
     const auto session = sessions_.detach(conn);
     if (!session) {
         return;
     }
     log_.line(who(conn) + " " + session->name + " logged out");
     leaveRoom(*session, fx);
-    announce(*session, p::reply::LOff, fx);
+    if (!cluster_) {
+        announce(*session, p::reply::LOff, fx);
+    } else if (!claimed && !cluster_->release(session->name)) {
+        // The bus is out of reach: this node's own users still hear of it.
+        noteOffline(cluster_->self(), session->name, fx);
+    }
+}
+
+bool Hub::toUser(std::string_view name, std::string_view record, Effects& fx) {
+    if (const auto conn = sessions_.connectionOf(name)) {
+        fx.send(*conn, record);
+        return true;
+    }
+    if (const std::string* node = remoteNodeOf(name)) {
+        fx.relay(*node, name, record);
+        return true;
+    }
+    return false;
+}
+
+const std::string* Hub::remoteNodeOf(std::string_view name) const {
+    const std::string* node = cluster_ ? directory_.nodeOf(name) : nullptr;
+    // This node's own entries are sessions that ended a moment ago.
+    return node && *node != cluster_->self() ? node : nullptr;
 }
 
 void Hub::announce(const Session& user, std::string_view code, Effects& fx) {

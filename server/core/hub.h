@@ -4,9 +4,11 @@
 // threads; the hub never sees either.
 #pragma once
 
+#include "core/cluster.h"
 #include "core/command_table.h"
 #include "core/config.h"
 #include "core/credential_cache.h"
+#include "core/directory.h"
 #include "core/effects.h"
 #include "core/log.h"
 #include "core/password.h"
@@ -26,7 +28,9 @@ class Hub {
 public:
     using Clock = std::chrono::steady_clock;
 
-    Hub(store::Store& store, CoreConfig config, Log& log);
+    // With a cluster, the hub is one node of several: presence and rooms are
+    // the cluster's, and records for users on other nodes become relays.
+    Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster = nullptr);
 
     void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now());
     // Appends what one command asks for to `fx`.
@@ -50,6 +54,26 @@ public:
     // before `cutoff`.
     [[nodiscard]] std::vector<ConnId> anonymousSince(Clock::time_point cutoff) const;
 
+    // Events of the cluster, in the bus's order (hub_cluster.cpp).
+    // `name` logged in on `node`, by the claim numbered `claim`.
+    [[nodiscard]] Effects userOnline(const std::string& node, const std::string& name,
+                                     std::int64_t claim);
+    [[nodiscard]] Effects userOffline(const std::string& node, const std::string& name);
+    // A node stopped beating: its users are gone.
+    [[nodiscard]] Effects nodeGone(const std::string& node);
+    // This node cleans up after a dead node: its users leave their rooms.
+    [[nodiscard]] Effects leftWithNode(const std::vector<std::string>& names);
+    // The whole directory again, after the bus was out of reach.
+    [[nodiscard]] Effects resynced(const std::vector<Directory::Entry>& entries);
+    // Sessions here whose claim lost to a login on another node meanwhile.
+    [[nodiscard]] Effects replacedElsewhere(const std::vector<std::string>& names);
+    // A record another node relayed to `user` here.
+    [[nodiscard]] Effects relayed(const std::string& user, std::string_view record);
+    // A relay of this node that no node took: its node is gone.
+    [[nodiscard]] Effects undelivered(const std::string& user, std::string_view record);
+    // The names logged in here.
+    [[nodiscard]] std::vector<std::string> localUsers() const;
+
 private:
     struct Peer {
         std::string address;
@@ -63,7 +87,22 @@ private:
     void loginAccepted(ConnId conn, const store::User& user, Effects& fx);
     void signUp(ConnId conn, const protocol::FieldViews& f, Effects& fx);
     void answerSignUp(ConnId conn, std::string_view name, std::string_view outcome, Effects& fx);
-    void endSession(ConnId conn, Effects& fx);
+    // `claimed`: a later login on another node took the name over.
+    void endSession(ConnId conn, Effects& fx, bool claimed = false);
+    // Sends a record to a user wherever they are logged in; false when nowhere.
+    bool toUser(std::string_view name, std::string_view record, Effects& fx);
+    // The other node `name` is logged in on, or nullptr.
+    [[nodiscard]] const std::string* remoteNodeOf(std::string_view name) const;
+    [[nodiscard]] bool isOnline(std::string_view name) const {
+        return sessions_.isOnline(name) || remoteNodeOf(name);
+    }
+    void noteOnline(const std::string& node, const std::string& name, std::int64_t claim,
+                    Effects& fx);
+    void noteOffline(const std::string& node, const std::string& name, Effects& fx);
+    // Tells this node's users whose buddy list holds `name`.
+    void announceRemote(const std::string& name, std::string_view code, Effects& fx);
+    // A private message no session took: kept for its recipient.
+    void keepStray(const std::string& user, std::string_view record, bool tellSender, Effects& fx);
     void announce(const Session& who, std::string_view code, Effects& fx);
 
     // Buddies and search
@@ -97,7 +136,10 @@ private:
     CredentialCache credentials_;
     RateLimiter failures_;
     Sessions sessions_;
-    Rooms rooms_;
+    Cluster* cluster_;
+    Rooms localRooms_;
+    RoomBook& rooms_;
+    Directory directory_;
     std::unordered_map<ConnId, Peer> peers_;
     // Last offline message sent on a connection whose mailbox is being paged out.
     std::unordered_map<ConnId, std::int64_t> offlineCursor_;

@@ -52,7 +52,10 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
         endSession(*older, fx);
         fx.close.push_back({*older, "replaced by a new login"});
     }
-    const Session session{user.id, user.name};
+    Session session{user.id, user.name};
+    // In a cluster the buddies hear of the login when the bus brings it back.
+    const auto claim = cluster_ ? cluster_->claim(user.name) : std::nullopt;
+    session.claim = claim.value_or(0);
     sessions_.attach(conn, session);
     log_.line(who(conn) + " logged in");
 
@@ -61,7 +64,11 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
                                 {config_.profileSite, std::to_string(config_.roomLimit), "1"}));
     fx.send(conn, buddyListRecord(session));
     fx.mailboxes.push_back(conn);
-    announce(session, p::reply::LOn, fx);
+    if (!cluster_) {
+        announce(session, p::reply::LOn, fx);
+    } else if (!claim) {
+        noteOnline(cluster_->self(), user.name, 0, fx); // the bus is out of reach
+    }
 }
 
 Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {

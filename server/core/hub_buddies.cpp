@@ -17,8 +17,8 @@ constexpr int kMaxSearchResults = 100;
 std::string Hub::buddyListRecord(const Session& me) {
     p::Fields items;
     for (const auto& name : store_.buddies(me.id)) {
-        items.push_back(std::string(sessions_.isOnline(name) ? "n" : "f") +
-                        std::string(p::kSubFieldSep) + name);
+        items.push_back(std::string(isOnline(name) ? "n" : "f") + std::string(p::kSubFieldSep) +
+                        name);
     }
     return p::buildReply(p::reply::BL, {p::join(items, p::kListItemSep)});
 }

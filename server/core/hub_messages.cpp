@@ -18,6 +18,10 @@ void Hub::privateMessage(ConnId conn, const Session& me, const p::FieldViews& f,
         fx.reply(*to, p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
         return;
     }
+    if (const std::string* node = remoteNodeOf(f[2])) {
+        fx.relayReply(*node, f[2], p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
+        return;
+    }
     const auto recipient = store_.findUser(std::string(f[2]));
     if (!recipient) {
         fx.send(conn, p::buildReply(p::reply::UNV, {f[2]}));

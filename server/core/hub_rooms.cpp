@@ -10,7 +10,12 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {} // namespace
+namespace {
+bool holds(const Room& room, std::string_view user) {
+    return std::any_of(room.members.begin(), room.members.end(),
+                       [&](const std::string& m) { return sameName(m, user); });
+}
+} // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
     bool first = true;
@@ -20,8 +25,10 @@ void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
                 fx.send(*conn, record);
                 first = false;
             } else {
-                fx.again(*conn);
+                fx.again(*conn); // relays below do not come between
             }
+        } else if (const std::string* node = remoteNodeOf(member)) {
+            fx.relay(*node, member, record);
         }
     }
 }
@@ -32,26 +39,24 @@ void Hub::openRoom(ConnId conn, const Session& me, const p::FieldViews& f, Effec
         log_.line(who(conn) + " invalid room name \"" + name.substr(0, 40) + "\" ignored");
         return;
     }
-    const Room* room = rooms_.find(name);
-    const bool already = rooms_.isMember(me.name, name);
-    if (!already && room && room->members.size() >= static_cast<std::size_t>(config_.roomLimit)) {
-        log_.line(who(conn) + " room " + room->name + " full");
-        fx.send(conn, p::buildReply(p::reply::CDet, {"ConfFull"}));
-        return;
-    }
-    if (!already) {
-        leaveRoom(me, fx);
-        const Room& joined = rooms_.join(me.name, name);
+    auto room = rooms_.roomOf(me.name);
+    if (!room || !sameName(room->name, name)) {
+        auto joined = rooms_.join(me.name, name, static_cast<std::size_t>(config_.roomLimit));
+        if (joined.full) {
+            log_.line(who(conn) + " room " + joined.room.name + " full");
+            fx.send(conn, p::buildReply(p::reply::CDet, {"ConfFull"}));
+            return;
+        }
+        if (joined.left) {
+            toRoom(*joined.left, p::buildReply(p::reply::CE, {me.name}), fx);
+        }
         const std::string entered = p::buildReply(p::reply::CO, {me.name});
-        for (const auto& member : joined.members) {
-            if (member == me.name) {
-                continue;
-            }
-            if (const auto other = sessions_.connectionOf(member)) {
-                fx.send(*other, entered);
+        for (const auto& member : joined.room.members) {
+            if (!sameName(member, me.name)) {
+                toUser(member, entered, fx);
             }
         }
-        room = &joined;
+        room = std::move(joined.room);
     }
     std::string list;
     for (const auto& member : room->members) {
@@ -61,16 +66,16 @@ void Hub::openRoom(ConnId conn, const Session& me, const p::FieldViews& f, Effec
 }
 
 void Hub::roomMessage(const Session& me, const p::FieldViews& f, Effects& fx) {
-    if (!rooms_.isMember(me.name, f[2])) {
+    const auto room = rooms_.roomOf(me.name);
+    if (!room || !sameName(room->name, f[2])) {
         log_.line(me.name + " cmdCM to a room they are not in ignored");
         return;
     }
-    toRoom(*rooms_.roomOf(me.name), p::buildReply(p::reply::CM, {me.name, f[3], f[4], f[5], f[6]}),
-           fx);
+    toRoom(*room, p::buildReply(p::reply::CM, {me.name, f[3], f[4], f[5], f[6]}), fx);
 }
 
 void Hub::exitRoom(const Session& me, const p::FieldViews& f, Effects& fx) {
-    if (rooms_.isMember(me.name, f[2])) {
+    if (const auto room = rooms_.roomOf(me.name); room && sameName(room->name, f[2])) {
         leaveRoom(me, fx);
     }
 }
@@ -82,22 +87,23 @@ void Hub::leaveRoom(const Session& me, Effects& fx) {
 }
 
 void Hub::invite(const Session& me, const p::FieldViews& f, Effects& fx) {
-    if (!rooms_.isMember(me.name, f[2])) {
+    const auto room = rooms_.roomOf(me.name);
+    if (!room || !sameName(room->name, f[2])) {
         log_.line(me.name + " cmdCI for a room they are not in ignored");
         return;
     }
-    const Room& room = *rooms_.roomOf(me.name);
-    const std::string record = p::buildReply(p::reply::CI, {me.name, room.name, f[4]});
+    const std::string record = p::buildReply(p::reply::CI, {me.name, room->name, f[4]});
     auto names = p::split(f[3], p::kNameListSep);
-    std::vector<ConnId> invited;
+    std::vector<std::string> invited;
     for (std::size_t i = 1; i < names.size(); ++i) {
-        const auto conn = sessions_.connectionOf(names[i]);
-        if (!conn || rooms_.isMember(names[i], room.name) ||
-            std::find(invited.begin(), invited.end(), *conn) != invited.end()) {
+        const auto& name = names[i];
+        if (holds(*room, name) || std::any_of(invited.begin(), invited.end(),
+                                              [&](const auto& n) { return sameName(n, name); })) {
             continue;
         }
-        invited.push_back(*conn);
-        fx.send(*conn, record);
+        if (toUser(name, record, fx)) {
+            invited.push_back(name);
+        }
     }
 }
 

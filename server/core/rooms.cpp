@@ -3,37 +3,36 @@
 #include "core/names.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace velmora::server::core {
 
-const Room* Rooms::find(std::string_view room) const {
-    const auto it = rooms_.find(nameKey(room));
-    return it == rooms_.end() ? nullptr : &it->second;
-}
-
-const Room* Rooms::roomOf(std::string_view user) const {
+std::optional<Room> Rooms::roomOf(std::string_view user) {
     const auto it = roomOf_.find(nameKey(user));
-    return it == roomOf_.end() ? nullptr : &rooms_.at(it->second);
+    if (it == roomOf_.end()) {
+        return std::nullopt;
+    }
+    return rooms_.at(it->second);
 }
 
-bool Rooms::isMember(std::string_view user, std::string_view room) const {
-    const auto it = roomOf_.find(nameKey(user));
-    return it != roomOf_.end() && it->second == nameKey(room);
-}
-
-const Room& Rooms::join(const std::string& user, const std::string& room) {
+Joined Rooms::join(const std::string& user, const std::string& room, std::size_t limit) {
     const std::string key = nameKey(room);
+    if (const auto it = rooms_.find(key);
+        it != rooms_.end() && it->second.members.size() >= limit) {
+        return {true, it->second, std::nullopt};
+    }
+    Joined joined;
+    joined.left = leave(user);
     auto [it, created] = rooms_.try_emplace(key);
     if (created) {
         it->second.name = room;
     }
     it->second.members.push_back(user);
     roomOf_[nameKey(user)] = key;
-    return it->second;
+    joined.room = it->second;
+    return joined;
 }
 
-std::optional<Room> Rooms::leave(std::string_view user) {
+std::optional<Room> Rooms::leave(const std::string& user) {
     const auto mine = roomOf_.find(nameKey(user));
     if (mine == roomOf_.end()) {
         return std::nullopt;

@@ -1,33 +1,17 @@
-// Conference rooms: who is in which room. A user is in at most one room;
-// rooms exist while they have members.
+// The rooms of one server, in memory; rooms exist while they have members.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
+#include "core/room_book.h"
+
 #include <unordered_map>
-#include <vector>
 
 namespace velmora::server::core {
 
-struct Room {
-    std::string name;                 // as its first member wrote it
-    std::vector<std::string> members; // in order of entry
-};
-
-class Rooms {
+class Rooms final : public RoomBook {
 public:
-    [[nodiscard]] const Room* find(std::string_view room) const;
-    [[nodiscard]] const Room* roomOf(std::string_view user) const;
-    [[nodiscard]] bool isMember(std::string_view user, std::string_view room) const;
-
-    // Adds the user to the room, creating it when absent. The user must not
-    // be in any room.
-    const Room& join(const std::string& user, const std::string& room);
-
-    // Takes the user out of their room; returns the room as it is left
-    // (empty members when it was removed), or nothing when not in a room.
-    std::optional<Room> leave(std::string_view user);
+    std::optional<Room> roomOf(std::string_view user) override;
+    Joined join(const std::string& user, const std::string& room, std::size_t limit) override;
+    std::optional<Room> leave(const std::string& user) override;
 
 private:
     std::unordered_map<std::string, Room> rooms_;         // by room key

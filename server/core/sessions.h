@@ -15,6 +15,8 @@ namespace velmora::server::core {
 struct Session {
     store::UserId id = 0;
     std::string name; // as registered
+    // In a cluster, the claim that made this session the name's (Cluster::claim).
+    std::int64_t claim = 0;
 };
 
 class Sessions {
@@ -27,6 +29,7 @@ public:
     [[nodiscard]] bool isOnline(std::string_view name) const {
         return connectionOf(name).has_value();
     }
+    [[nodiscard]] const std::unordered_map<ConnId, Session>& all() const { return byConnection_; }
 
 private:
     std::unordered_map<ConnId, Session> byConnection_;

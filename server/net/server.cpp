@@ -344,7 +344,14 @@ void Server::accept(Socket socket, TlsContext* tls) {
     connection->start();
 }
 
+void Server::enact(const std::string& what, const std::function<core::Effects()>& work) {
+    trapped(log_, what, [&] { apply(work()); });
+}
+
 void Server::apply(core::Effects& effects) {
+    if (relay_ && !effects.relays.empty()) {
+        relay_->relay(effects);
+    }
     for (const auto& closing : effects.close) {
         if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
             const auto connection = it->second;

@@ -18,6 +18,7 @@
 #include <asio/steady_timer.hpp>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -41,6 +42,15 @@ struct ServerLimits {
 };
 
 class TlsContext;
+// Takes the records that the hub meant for users of other nodes; a single
+// server has none.
+class RelaySink {
+public:
+    virtual void relay(const core::Effects& effects) = 0;
+
+protected:
+    ~RelaySink() = default;
+};
 
 class Server final : private ConnectionOwner {
 public:
@@ -60,6 +70,11 @@ public:
     // Stops accepting, ends every session (buddies hear +LOff), lets queued
     // output go out within the grace time, then closes every connection.
     void stop();
+
+    void setRelay(RelaySink* sink) { relay_ = sink; }
+    // Carries out hub work that did not come from a connection (events of
+    // the cluster), as a command's is; a failure is logged.
+    void enact(const std::string& what, const std::function<core::Effects()>& work);
 
 private:
     using Acceptor = asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type>;
@@ -124,6 +139,7 @@ private:
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
     bool running_ = false;
+    RelaySink* relay_ = nullptr;
 };
 
 // The key under which connections from one place are counted: the IPv4

@@ -45,7 +45,7 @@ protected:
 
     Seen send(const std::string& from, const std::string& in) {
         if (!hub_) {
-            hub_ = std::make_unique<core::Hub>(store, config, log);
+            hub_ = std::make_unique<core::Hub>(store, config, log, cluster);
         }
         const auto [at, opened] = conns_.try_emplace(from, names_.size());
         const core::ConnId id = at->second;
@@ -71,6 +71,13 @@ protected:
         }
     }
 
+    // What an event of the cluster (a call on the hub) sends.
+    template <typename Event> Seen event(Event&& call) {
+        Seen seen;
+        collect(call(*hub_), seen);
+        return seen;
+    }
+
     // The peers acknowledged the records carrying offline messages so far.
     void flush() { hub_->acknowledged(std::exchange(written, {})); }
 
@@ -82,6 +89,7 @@ protected:
     std::ostringstream logText;
     core::Log log{logText};
     core::CoreConfig config;
+    core::Cluster* cluster = nullptr;  // set before the first send
     std::string address = "10.0.0.1";  // of connections opened from now on
     std::vector<std::int64_t> written; // offline messages carried by records
     std::vector<std::string> closed;   // connections the hub closed
@@ -98,6 +106,9 @@ private:
             if (!out.offlineIds.empty()) { // written at once: the next page follows
                 collect(hub_->offlineWritten(out.to), seen);
             }
+        }
+        for (const auto& relay : fx.relays) { // seen as "node:user"
+            seen[relay.node + ":" + relay.user] += fx.record(relay);
         }
         for (const auto& closing : fx.close) {
             closed.push_back(names_.at(closing.conn));

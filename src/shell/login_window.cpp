@@ -79,6 +79,7 @@ LoginWindow::LoginWindow(Session& session, QWidget* owner)
 void LoginWindow::buildForm() {
     cboHost_->setObjectName(QStringLiteral("cboHost"));
     cboHost_->setEditable(true);
+    cboHost_->lineEdit()->setAccessibleName(QStringLiteral("Server"));
     // Enter logs in; it must not also add the typed address to the list.
     cboHost_->setInsertPolicy(QComboBox::NoInsert);
     txtUName_->setObjectName(QStringLiteral("txtUName"));

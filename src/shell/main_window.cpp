@@ -29,6 +29,7 @@ MainWindow::MainWindow(Session& session)
     resize(300, 560);
 
     tvBuddies_->setObjectName(QStringLiteral("tvBuddies"));
+    tvBuddies_->setAccessibleName(QStringLiteral("Buddies"));
     tvBuddies_->setHeaderHidden(true);
     // The chains are always open and drawn flat; a double click opens a
     // conversation instead of folding a chain.

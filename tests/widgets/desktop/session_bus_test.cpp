@@ -21,17 +21,16 @@ using velmora::SecretKeychain;
 namespace {
 
 // moc reads this file too, so no raw string here.
-constexpr char kBusConfig[] =
-    "<busconfig>\n"
-    "  <type>session</type>\n"
-    "  <listen>unix:tmpdir=%1</listen>\n"
-    "  <auth>EXTERNAL</auth>\n"
-    "  <policy context=\"default\">\n"
-    "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-    "    <allow eavesdrop=\"true\"/>\n"
-    "    <allow own=\"*\"/>\n"
-    "  </policy>\n"
-    "</busconfig>\n";
+constexpr char kBusConfig[] = "<busconfig>\n"
+                              "  <type>session</type>\n"
+                              "  <listen>unix:tmpdir=%1</listen>\n"
+                              "  <auth>EXTERNAL</auth>\n"
+                              "  <policy context=\"default\">\n"
+                              "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+                              "    <allow eavesdrop=\"true\"/>\n"
+                              "    <allow own=\"*\"/>\n"
+                              "  </policy>\n"
+                              "</busconfig>\n";
 
 // Plays org.freedesktop.Notifications on its own connection to the bus.
 class NotificationService : public QObject {

@@ -2,16 +2,24 @@
 // notifications for what arrives while the user looks elsewhere, and the
 // saved password kept in the keychain when the user asks for it.
 #include "conference/received_invitation_dialog.h"
+#include "controls/image_list.h"
 #include "messaging/pm_window.h"
+#include "platform/dbus_notifications.h"
+#include "platform/html_message_view.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
 #include "shell/settings_dialog.h"
+#include "shell/toolbar_icons.h"
 #include "support/client_rig.h"
+#include "support/e2e.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
+#include <QStyleFactory>
 
 using namespace velmora;
 using velmora::test::child;
@@ -38,6 +46,23 @@ void setDesktopOptions(ClientRig& rig, bool notify, bool keychain) {
     child<QCheckBox>(*dialog, "chkNotify")->setChecked(notify);
     child<QCheckBox>(*dialog, "chkKeychain")->setChecked(keychain);
     child<QPushButton>(*dialog, "cmdOK")->click();
+}
+
+// A dark palette as a desktop with a dark theme hands the program.
+QPalette darkPalette() {
+    QPalette dark;
+    const QColor window(0x35, 0x35, 0x35);
+    const QColor base(0x2a, 0x2a, 0x2a);
+    for (auto [role, colour] :
+         {std::pair{QPalette::Window, window}, std::pair{QPalette::Button, window},
+          std::pair{QPalette::Base, base}, std::pair{QPalette::AlternateBase, window},
+          std::pair{QPalette::WindowText, QColor(Qt::white)},
+          std::pair{QPalette::Text, QColor(Qt::white)},
+          std::pair{QPalette::ButtonText, QColor(Qt::white)},
+          std::pair{QPalette::Highlight, QColor(0x2a, 0x82, 0xda)}}) {
+        dark.setColor(role, colour);
+    }
+    return dark;
 }
 
 // Logs in through the login window with the details saved.
@@ -127,6 +152,80 @@ private slots:
         QVERIFY(rig.feed(" ## +PM /$/ carol1 /$/ still%%quiet /$/ Arial /$/ 10 /$/ ",
                          [&] { return rig.windows<PMWindow>().size() == 2; }));
         QVERIFY(rig.desktop.notifications.isEmpty());
+    }
+
+    void aDarkPaletteDarkensEverythingButTheChatPages() {
+        const QPalette before = QApplication::palette();
+        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+        QApplication::setPalette(darkPalette());
+        ClientRig rig;
+        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        MainWindow& main = rig.client.mainWindow();
+        main.show();
+        QVERIFY(rig.feed(" ## +BL /$/ n %/ bobby :%: f %/ carol1",
+                         [&] { return main.buddies().onlineBuddies() == QStringList{"bobby"}; }));
+        QVERIFY(rig.feed(" ## +PM /$/ bobby /$/ <font%%color=#804000>brown</font>%%and%%plain "
+                         "/$/ Arial /$/ 10 /$/ ",
+                         [&] { return !rig.windows<PMWindow>().isEmpty(); }));
+        PMWindow& chat = *rig.windows<PMWindow>().first();
+
+        QStringList light;
+        for (QWidget* window : {static_cast<QWidget*>(&main), static_cast<QWidget*>(&chat)}) {
+            for (QWidget* widget : window->findChildren<QWidget*>()) {
+                bool page = false;
+                for (QWidget* up = widget; up && !page; up = up->parentWidget()) {
+                    page = qobject_cast<HtmlMessageView*>(up) != nullptr;
+                }
+                const QPalette& colours = widget->palette();
+                const bool lightBase = colours.color(QPalette::Base).lightness() > 128;
+                if (page != lightBase ||
+                    (!page && colours.color(QPalette::Window).lightness() > 128)) {
+                    light << widget->objectName() + QLatin1Char(' ') +
+                                 QLatin1String(widget->metaObject()->className());
+                }
+            }
+        }
+        QVERIFY2(light.isEmpty(), qPrintable(light.join('\n')));
+        QCOMPARE(chat.brwMessage().palette().color(QPalette::Text), QColor(Qt::black));
+
+        QVERIFY(test::saveScreenshot(main, QStringLiteral("dark-main-window.png")));
+        QVERIFY(test::saveScreenshot(chat, QStringLiteral("dark-conversation.png")));
+        // With a notification service on the desktop's bus (a real one under
+        // Xvfb), the screen with Velmora's notification on it.
+        if (!qEnvironmentVariableIsEmpty("VELMORA_SCREENSHOTS") &&
+            !qEnvironmentVariableIsEmpty("VELMORA_NOTIFICATION_SHOT")) {
+            DbusNotifications notifications;
+            bool shown = true;
+            notifications.show(
+                QStringLiteral("bobby"), QStringLiteral("are you coming to lunch? :)"), [] {},
+                [&] { shown = false; });
+            QTest::qWait(1500); // the notification daemon draws its window
+            QVERIFY(shown);
+            QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(
+                QDir(qEnvironmentVariable("VELMORA_SCREENSHOTS"))
+                    .filePath(QStringLiteral("notification.png"))));
+        }
+        QApplication::setPalette(before);
+    }
+
+    void picturesAreDrawnForEveryPixelRatio() {
+        // At a scale factor of 2 a 24-pixel toolbar button needs 48 pixels of
+        // picture, and a tree row's 16 pixels need 32: none may be blown up.
+        for (int button = 1; button <= 5; ++button) {
+            const QPixmap picture = toolbar_icons::button(button).pixmap(QSize(48, 48), 2.0);
+            QCOMPARE(picture.size(), QSize(96, 96));
+            QCOMPARE(picture.devicePixelRatio(), 2.0);
+        }
+        for (int image : {images::kOnlineGroup, images::kOfflineGroup, images::kOnlineBuddy,
+                          images::kOfflineBuddy, images::kTrayOnline, images::kTrayOffline}) {
+            QCOMPARE(images::mainImage(image).pixmap(QSize(32, 32), 2.0).size(), QSize(64, 64));
+        }
+        // Greyed when disabled, from the same drawing.
+        const QImage enabled = toolbar_icons::button(1).pixmap(QSize(24, 24), 2.0).toImage();
+        const QImage disabled =
+            toolbar_icons::button(1).pixmap(QSize(24, 24), 2.0, QIcon::Disabled).toImage();
+        QCOMPARE(disabled.size(), enabled.size());
+        QVERIFY(disabled != enabled);
     }
 
     void theKeychainKeepsThePasswordOutOfTheFile() {

@@ -98,6 +98,8 @@ inline constexpr std::string_view kRoomFull = "ConfFull";
 } // namespace answer
 
 using Fields = std::vector<std::string>;
+// Fields read in place: each views the text it was split from.
+using FieldViews = std::vector<std::string_view>;
 
 // True when `field`, written between any two separators, reads back as
 // exactly that one field: it holds no separator, and neither its start nor its
@@ -111,6 +113,8 @@ using Fields = std::vector<std::string>;
 // The same into `pieces`, reusing its strings' storage: no allocation once
 // they have grown to the usual field sizes.
 void splitInto(std::string_view text, std::string_view separator, Fields& pieces);
+// The same as views into `text`, which must outlive them.
+void splitInto(std::string_view text, std::string_view separator, FieldViews& pieces);
 
 // Joins with a separator between pieces.
 [[nodiscard]] std::string join(const Fields& pieces, std::string_view separator);

@@ -94,6 +94,10 @@ int main(int argc, char** argv) {
             std::cout << vs::usage();
             return 0;
         }
+        if (!args.empty() && (args[0] == "--version" || args[0] == "-V")) {
+            std::cout << "velmorad " VELMORA_VERSION "\n";
+            return 0;
+        }
         if (!args.empty() && args[0] == "useradd") {
             return userAdd({args.begin() + 1, args.end()});
         }

@@ -186,6 +186,7 @@ Options parseOptions(const std::vector<std::string>& args) {
 std::string usage() {
     return R"(usage: velmorad [--flag value]...
        velmorad useradd NAME PASSWORD [--db PATH|URI] [--hash-cost COST]
+       velmorad --help | --version
 
   --listen HOST:PORT          address to listen on (127.0.0.1:6668; port 0 picks one)
   --db PATH|URI               SQLite file (velmorad.db) or postgresql://USER@HOST/DB

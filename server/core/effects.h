@@ -47,6 +47,12 @@ struct Effects {
         protocol::appendReply(bytes, code, fields);
         out.push_back({to, at, bytes.size() - at, {}});
     }
+    // The record added last, to one more connection: every receiver of a
+    // room's line reads the same bytes.
+    void again(ConnId to) {
+        Outgoing copy{to, out.back().at, out.back().size, {}};
+        out.push_back(std::move(copy));
+    }
     [[nodiscard]] std::string_view record(const Outgoing& o) const {
         return std::string_view(bytes).substr(o.at, o.size);
     }

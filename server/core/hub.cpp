@@ -26,7 +26,7 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
     peers_[conn] = Peer{std::move(address), now};
 }
 
-void Hub::handle(ConnId conn, const p::Fields& f, Effects& fx) {
+void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     const std::string_view code = f.empty() ? std::string_view() : std::string_view(f[0]);
     const auto info = commandInfo(code);
     if (!info) {
@@ -56,7 +56,9 @@ void Hub::handle(ConnId conn, const p::Fields& f, Effects& fx) {
     // Search carries no user field; every other command names its sender.
     if (info->command != Command::Search && !sameName(f[1], me->name)) {
         violation(conn,
-                  std::string(code) + " in the name of \"" + f[1].substr(0, 40) + "\" ignored", fx);
+                  std::string(code) + " in the name of \"" + std::string(f[1].substr(0, 40)) +
+                      "\" ignored",
+                  fx);
         return;
     }
     if (!fieldsAreSealed(info->command, f)) {

@@ -30,10 +30,10 @@ public:
 
     void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now());
     // Appends what one command asks for to `fx`.
-    void handle(ConnId conn, const protocol::Fields& command, Effects& fx);
+    void handle(ConnId conn, const protocol::FieldViews& command, Effects& fx);
     [[nodiscard]] Effects handle(ConnId conn, const protocol::Fields& command) {
         Effects fx;
-        handle(conn, command, fx);
+        handle(conn, protocol::FieldViews(command.begin(), command.end()), fx);
         return fx;
     }
     [[nodiscard]] Effects disconnected(ConnId conn);
@@ -59,28 +59,28 @@ private:
     };
 
     // Sessions
-    void login(ConnId conn, const protocol::Fields& f, Effects& fx);
+    void login(ConnId conn, const protocol::FieldViews& f, Effects& fx);
     void loginAccepted(ConnId conn, const store::User& user, Effects& fx);
-    void signUp(ConnId conn, const protocol::Fields& f, Effects& fx);
+    void signUp(ConnId conn, const protocol::FieldViews& f, Effects& fx);
     void answerSignUp(ConnId conn, std::string_view name, std::string_view outcome, Effects& fx);
     void endSession(ConnId conn, Effects& fx);
     void announce(const Session& who, std::string_view code, Effects& fx);
 
     // Buddies and search
-    void addBuddy(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
-    void deleteBuddy(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
-    void search(ConnId conn, const protocol::Fields& f, Effects& fx);
+    void addBuddy(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void deleteBuddy(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void search(ConnId conn, const protocol::FieldViews& f, Effects& fx);
     [[nodiscard]] std::string buddyListRecord(const Session& me);
 
     // Private and offline messages
-    void privateMessage(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
+    void privateMessage(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
     void sendOfflinePage(ConnId conn, const Session& me, Effects& fx);
 
     // Rooms
-    void openRoom(ConnId conn, const Session& me, const protocol::Fields& f, Effects& fx);
-    void roomMessage(const Session& me, const protocol::Fields& f, Effects& fx);
-    void exitRoom(const Session& me, const protocol::Fields& f, Effects& fx);
-    void invite(const Session& me, const protocol::Fields& f, Effects& fx);
+    void openRoom(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void roomMessage(const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void exitRoom(const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void invite(const Session& me, const protocol::FieldViews& f, Effects& fx);
     void leaveRoom(const Session& me, Effects& fx);
     void toRoom(const Room& room, const std::string& record, Effects& fx);
 
@@ -108,6 +108,6 @@ private:
 
 // The fields of `command` that are relayed or stored hold nothing a receiving
 // client could read as a separator, and its names and font are clean text.
-[[nodiscard]] bool fieldsAreSealed(Command command, const protocol::Fields& fields);
+[[nodiscard]] bool fieldsAreSealed(Command command, const protocol::FieldViews& fields);
 
 } // namespace velmora::server::core

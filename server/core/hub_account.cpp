@@ -12,9 +12,9 @@ namespace p = protocol;
 
 namespace {} // namespace
 
-void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
-    const std::string& name = f[1];
-    const std::string& password = f[2];
+void Hub::login(ConnId conn, const p::FieldViews& f, Effects& fx) {
+    const std::string name(f[1]);
+    const std::string password(f[2]);
     Peer& peer = peers_[conn];
     if (sessions_.of(conn) || peer.passwordPending) {
         violation(conn, "cmdLI on a connection that is logged in or logging in ignored", fx);
@@ -29,8 +29,8 @@ void Hub::login(ConnId conn, const p::Fields& f, Effects& fx) {
     if (config_.minVersion) {
         const auto version = parseVersion(f[3]);
         if (!version || *version < *config_.minVersion) {
-            log_.line(who(conn) + " login refused: client version \"" + f[3].substr(0, 20) +
-                      "\" too old");
+            log_.line(who(conn) + " login refused: client version \"" +
+                      std::string(f[3].substr(0, 20)) + "\" too old");
             fx.send(conn, p::buildReply(p::reply::LI, {"CUgd"}));
             return;
         }
@@ -111,9 +111,9 @@ void Hub::answerSignUp(ConnId conn, std::string_view name, std::string_view outc
     fx.send(conn, p::buildReply(p::reply::RU, {outcome, config_.profileSite}));
 }
 
-void Hub::signUp(ConnId conn, const p::Fields& f, Effects& fx) {
-    const std::string& name = f[1];
-    const std::string& password = f[2];
+void Hub::signUp(ConnId conn, const p::FieldViews& f, Effects& fx) {
+    const std::string name(f[1]);
+    const std::string password(f[2]);
     const auto answer = [&](std::string_view outcome) { answerSignUp(conn, name, outcome, fx); };
     if (!config_.signup) {
         answer("RNE");

@@ -23,8 +23,8 @@ std::string Hub::buddyListRecord(const Session& me) {
     return p::buildReply(p::reply::BL, {p::join(items, p::kListItemSep)});
 }
 
-void Hub::addBuddy(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
-    const auto buddy = store_.findUser(f[2]);
+void Hub::addBuddy(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
+    const auto buddy = store_.findUser(std::string(f[2]));
     if (!buddy) {
         fx.send(conn, p::buildReply(p::reply::UNV, {f[2]}));
         return;
@@ -40,15 +40,15 @@ void Hub::addBuddy(ConnId conn, const Session& me, const p::Fields& f, Effects& 
     fx.send(conn, buddyListRecord(me));
 }
 
-void Hub::deleteBuddy(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
-    if (const auto buddy = store_.findUser(f[2])) {
+void Hub::deleteBuddy(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
+    if (const auto buddy = store_.findUser(std::string(f[2]))) {
         store_.removeBuddy(me.id, buddy->id);
     }
     fx.send(conn, buddyListRecord(me));
 }
 
-void Hub::search(ConnId conn, const p::Fields& f, Effects& fx) {
-    const auto names = store_.searchUsers(f[1], kMaxSearchResults);
+void Hub::search(ConnId conn, const p::FieldViews& f, Effects& fx) {
+    const auto names = store_.searchUsers(std::string(f[1]), kMaxSearchResults);
     fx.send(conn, p::buildReply(p::reply::SU, {p::join(names, "%")}));
 }
 

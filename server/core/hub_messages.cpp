@@ -12,13 +12,13 @@ namespace {
 constexpr int kPageRows = 64;
 } // namespace
 
-void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::privateMessage(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
     // The busy path, a recipient who is online, needs no database.
     if (const auto to = sessions_.connectionOf(f[2])) {
         fx.reply(*to, p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
         return;
     }
-    const auto recipient = store_.findUser(f[2]);
+    const auto recipient = store_.findUser(std::string(f[2]));
     if (!recipient) {
         fx.send(conn, p::buildReply(p::reply::UNV, {f[2]}));
         return;
@@ -29,7 +29,7 @@ void Hub::privateMessage(ConnId conn, const Session& me, const p::Fields& f, Eff
                              " is full; your message was not stored."));
         return;
     }
-    store_.addOffline(recipient->id, me.name, f[3], localTimestamp());
+    store_.addOffline(recipient->id, me.name, std::string(f[3]), localTimestamp());
     fx.send(conn, p::buildReply(p::reply::UNO, {recipient->name}));
 }
 

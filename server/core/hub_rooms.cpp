@@ -13,15 +13,21 @@ namespace p = protocol;
 namespace {} // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
+    bool first = true;
     for (const auto& member : room.members) {
         if (const auto conn = sessions_.connectionOf(member)) {
-            fx.send(*conn, record);
+            if (first) {
+                fx.send(*conn, record);
+                first = false;
+            } else {
+                fx.again(*conn);
+            }
         }
     }
 }
 
-void Hub::openRoom(ConnId conn, const Session& me, const p::Fields& f, Effects& fx) {
-    const std::string& name = f[2];
+void Hub::openRoom(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
+    const std::string name(f[2]);
     if (!isValidName(name, protocol::kMinRoomNameLength, config_.maxNameLength)) {
         log_.line(who(conn) + " invalid room name \"" + name.substr(0, 40) + "\" ignored");
         return;
@@ -54,7 +60,7 @@ void Hub::openRoom(ConnId conn, const Session& me, const p::Fields& f, Effects& 
     fx.send(conn, p::buildReply(p::reply::CDet, {list}));
 }
 
-void Hub::roomMessage(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::roomMessage(const Session& me, const p::FieldViews& f, Effects& fx) {
     if (!rooms_.isMember(me.name, f[2])) {
         log_.line(me.name + " cmdCM to a room they are not in ignored");
         return;
@@ -63,7 +69,7 @@ void Hub::roomMessage(const Session& me, const p::Fields& f, Effects& fx) {
            fx);
 }
 
-void Hub::exitRoom(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::exitRoom(const Session& me, const p::FieldViews& f, Effects& fx) {
     if (rooms_.isMember(me.name, f[2])) {
         leaveRoom(me, fx);
     }
@@ -75,7 +81,7 @@ void Hub::leaveRoom(const Session& me, Effects& fx) {
     }
 }
 
-void Hub::invite(const Session& me, const p::Fields& f, Effects& fx) {
+void Hub::invite(const Session& me, const p::FieldViews& f, Effects& fx) {
     if (!rooms_.isMember(me.name, f[2])) {
         log_.line(me.name + " cmdCI for a room they are not in ignored");
         return;

@@ -27,8 +27,11 @@ std::string nameKey(std::string_view name) {
 }
 
 bool sameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                              [](char x, char y) { return upper(x) == upper(y); });
+    // Names nearly always come back spelt as they were given.
+    return a == b ||
+           (a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+                return upper(x) == upper(y);
+            }));
 }
 
 std::size_t NameHash::operator()(std::string_view name) const {

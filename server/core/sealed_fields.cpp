@@ -11,6 +11,16 @@ namespace p = protocol;
 namespace {
 // Valid UTF-8 with no control characters: what a name or font may hold.
 bool isCleanText(std::string_view text) {
+    // Printable ASCII, the usual case, is checked in one pass the compiler
+    // can widen.
+    bool plain = true;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        plain &= byte >= 0x20 && byte < 0x7f;
+    }
+    if (plain) {
+        return true;
+    }
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);
         if (lead < 0x20 || lead == 0x7f) {
@@ -65,7 +75,7 @@ bool sealedNameList(std::string_view list) {
 }
 } // namespace
 
-bool fieldsAreSealed(Command command, const p::Fields& f) {
+bool fieldsAreSealed(Command command, const p::FieldViews& f) {
     switch (command) {
     case Command::PrivateMessage:
     case Command::RoomMessage:

@@ -133,7 +133,7 @@ void Connection::finish() {
     }
 }
 
-void Connection::handle(const protocol::Fields& command) {
+void Connection::handle(const protocol::FieldViews& command) {
     if (open_ && !finishing_) {
         context_.owner.onCommand(id_, command);
     }

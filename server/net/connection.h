@@ -38,7 +38,7 @@ struct ConnectionLimits {
 // handling of one read.
 struct ReadScratch {
     std::array<char, 16384> bytes{};
-    protocol::Fields fields;
+    protocol::FieldViews fields;
 };
 
 class Connection;
@@ -48,7 +48,7 @@ enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4 }
 
 class ConnectionOwner {
 public:
-    virtual void onCommand(core::ConnId id, const protocol::Fields& command) = 0;
+    virtual void onCommand(core::ConnId id, const protocol::FieldViews& command) = 0;
     // Output was queued: flush() the connection at the end of this turn.
     virtual void onOutput(Connection& connection) = 0;
     // A batch carrying offline messages was handed to the kernel.
@@ -138,7 +138,7 @@ private:
     void post(void (Connection::*step)(), const char* what);
     // How long to pause before the next command for want of a token.
     [[nodiscard]] Clock::duration tokenWait();
-    void handle(const protocol::Fields& command);
+    void handle(const protocol::FieldViews& command);
     void armQuietTimer();
     void checkAcknowledged();
     [[nodiscard]] std::string prefix() const;

@@ -69,7 +69,7 @@ void Framer::feed(std::string_view bytes) {
     }
 }
 
-Framer::Next Framer::next(p::Fields& command) {
+Framer::Next Framer::next(p::FieldViews& command) {
     if (!hasPending()) {
         compact();
         return Next::None;
@@ -127,12 +127,11 @@ bool Framer::pendingIsWhole() const {
     return core::parseVersion(last).has_value();
 }
 
-void Framer::takePending(p::Fields& command) {
+void Framer::takePending(p::FieldViews& command) {
     const std::string_view body = pendingBody();
     p::splitInto(body, p::kCommandFieldSep, command);
     start_ += p::kRecordMark.size() + body.size();
     scanned_ = 0;
-    compact();
 }
 
 void Framer::trim() {

@@ -32,9 +32,10 @@ public:
 
     enum class Next { None, Command, TooLong };
     // Takes the next command that a following mark completed, split into
-    // fields. TooLong when that command, or the pending one, outgrew the
-    // limit (the connection is to be closed).
-    [[nodiscard]] Next next(protocol::Fields& command);
+    // fields that view the buffer until the next call or feed. TooLong when
+    // that command, or the pending one, outgrew the limit (the connection is
+    // to be closed).
+    [[nodiscard]] Next next(protocol::FieldViews& command);
 
     [[nodiscard]] bool hasPending() const;
     // True when the pending command's code is known and all its fields are there.
@@ -42,12 +43,13 @@ public:
     // True when nothing more can belong to the pending command: a login or
     // sign-up whose last field, the client version, is a whole "major.minor".
     [[nodiscard]] bool pendingIsWhole() const;
-    // Takes the pending command as complete (the peer went quiet).
-    void takePending(protocol::Fields& command);
+    // Takes the pending command as complete (the peer went quiet), its
+    // fields viewing the buffer until the next call or feed.
+    void takePending(protocol::FieldViews& command);
     [[nodiscard]] protocol::Fields takePending() {
-        protocol::Fields command;
+        protocol::FieldViews command;
         takePending(command);
-        return command;
+        return {command.begin(), command.end()};
     }
     // Gives back the buffer's memory when it holds nothing.
     void trim();

@@ -362,7 +362,7 @@ void Server::apply(core::Effects& effects) {
     }
 }
 
-void Server::onCommand(core::ConnId id, const protocol::Fields& command) {
+void Server::onCommand(core::ConnId id, const protocol::FieldViews& command) {
     // One Effects for every command: its buffers are reused, not reallocated.
     effects_.clear();
     trapped(

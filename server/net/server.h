@@ -70,7 +70,7 @@ private:
     void commitTurn();
     void awaitCommit();
 
-    void onCommand(core::ConnId id, const protocol::Fields& command) override;
+    void onCommand(core::ConnId id, const protocol::FieldViews& command) override;
     void onOutput(Connection& connection) override;
     void onOfflineWritten(core::ConnId id) override;
     void onAwaitingAcknowledgement(Connection& connection) override;

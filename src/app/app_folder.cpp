@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 namespace velmora {
 
@@ -20,26 +21,41 @@ void copyMissing(const QString& from, const QString& to) {
     }
 }
 
+// The build places the shipped files beside the executable; an installation
+// keeps them under the prefix's share folder, read-only.
+QString shippedFolder(const QString& executableDir) {
+    const QString installed = QDir::cleanPath(executableDir + QStringLiteral("/../share/velmora"));
+    return QFileInfo(installed).isDir() ? installed : QDir(executableDir).absolutePath();
+}
+
+QString defaultFolder(const QString& executableDir, const QString& shipped) {
+    const QString own = QDir(executableDir).absolutePath();
+    if (shipped == own && QFileInfo(own).isWritable()) {
+        return own;
+    }
+    // Honours XDG_DATA_HOME, else ~/.local/share.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/velmora");
+}
+
 } // namespace
 
-QString resolveAppFolder(const QStringList& arguments, const QString& executableDir) {
-    QString folder;
-    const qsizetype flag = arguments.indexOf(QStringLiteral("--home"));
-    if (flag >= 0 && flag + 1 < arguments.size()) {
-        folder = arguments.at(flag + 1);
-    } else if (!qEnvironmentVariableIsEmpty("VELMORA_HOME")) {
+QString resolveAppFolder(const QString& home, const QString& executableDir) {
+    const QString shipped = shippedFolder(executableDir);
+    QString folder = home;
+    if (folder.isEmpty()) {
         folder = qEnvironmentVariable("VELMORA_HOME");
-    } else {
-        folder = executableDir;
+    }
+    if (folder.isEmpty()) {
+        folder = defaultFolder(executableDir, shipped);
     }
     folder = QDir(folder).absolutePath();
     QDir().mkpath(folder);
-    // The build places the shipped assets beside the executable.
-    if (folder != QDir(executableDir).absolutePath()) {
+    if (folder != shipped) {
         for (const char* sub : {"Sounds", "Smilies", "help"}) {
-            const QString shipped = executableDir + QLatin1Char('/') + QLatin1String(sub);
-            if (QFileInfo(shipped).isDir()) {
-                copyMissing(shipped, folder + QLatin1Char('/') + QLatin1String(sub));
+            const QString from = shipped + QLatin1Char('/') + QLatin1String(sub);
+            if (QFileInfo(from).isDir()) {
+                copyMissing(from, folder + QLatin1Char('/') + QLatin1String(sub));
             }
         }
     }

@@ -1,5 +1,6 @@
 #include "app/app_folder.h"
 #include "app/client.h"
+#include "app/command_line.h"
 #include "app/single_instance.h"
 #include "platform/qt_desktop.h"
 #include "platform/qt_prompter.h"
@@ -10,12 +11,15 @@
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmora"));
-    QApplication::setApplicationVersion(velmora::Session::versionField());
+    QApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    // Ties the windows to the menu entry and its icon.
+    QApplication::setDesktopFileName(QStringLiteral("chat.velmora.Velmora"));
     // The tray keeps the client running while its window is hidden.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    const velmora::CommandLine options = velmora::parseCommandLine(QApplication::arguments());
     const QString home =
-        velmora::resolveAppFolder(QApplication::arguments(), QApplication::applicationDirPath());
+        velmora::resolveAppFolder(options.home, QApplication::applicationDirPath());
     velmora::SingleInstance instance(home);
     if (!instance.claim()) {
         if (instance.activateRunning()) {

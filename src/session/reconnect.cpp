@@ -31,7 +31,10 @@ int reconnectDelayMs(int attempt, double jitter) {
 
 Reconnect::Reconnect(Session& session) : session_(session) {
     timer_.setSingleShot(true);
+    tick_.setInterval(1000);
+    connect(&tick_, &QTimer::timeout, this, [this] { showCountdown(); });
     connect(&timer_, &QTimer::timeout, this, [this] {
+        tick_.stop();
         if (state_ == State::Waiting) {
             tryNow();
         } else {
@@ -60,10 +63,12 @@ void Reconnect::remember(const QString& address, const QString& user, const QStr
     attempt_ = 0;
     state_ = State::Idle;
     timer_.stop();
+    tick_.stop();
 }
 
 void Reconnect::stop() {
     timer_.stop();
+    tick_.stop();
     state_ = State::Idle;
     attempt_ = 0;
     user_.clear();
@@ -91,7 +96,12 @@ void Reconnect::schedule() {
     ++attempt_;
     state_ = State::Waiting;
     timer_.start(delay);
-    const int seconds = std::max(1, static_cast<int>(std::lround(delay / 1000.0)));
+    tick_.start();
+    showCountdown();
+}
+
+void Reconnect::showCountdown() {
+    const int seconds = std::max(1, (timer_.remainingTime() + 500) / 1000);
     session_.frame().setConnectStatus(QStringLiteral("-> Reconnecting in ") +
                                       QString::number(seconds) + QStringLiteral(" s"));
 }

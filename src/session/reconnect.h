@@ -47,9 +47,12 @@ private:
     void tryNow();
     void giveUpAttempt();
     void restore();
+    void showCountdown();
 
     Session& session_;
     QTimer timer_;
+    // Counts the wait down in the status bar, once a second.
+    QTimer tick_;
     QString address_;
     QString user_;
     QString password_;

@@ -336,10 +336,11 @@ private slots:
         test::say(room(bobby)->txtSendMsg(), QStringLiteral("still here"));
         QVERIFY(roomReads(bobby, "bobby: still here"));
 
-        // Logging out while waiting ends it.
+        // The second wait is about 2 s, counted down; logging out while
+        // waiting ends it.
         server.stop();
-        QVERIFY(
-            QTest::qWaitFor([&] { return main.connectStatus().startsWith("-> Reconnecting"); }));
+        QVERIFY(status(QStringLiteral("-> Reconnecting in 2 s")));
+        QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
         child<QAction>(main, "mnuFileLogInOut")->trigger();
         QCOMPARE(main.connectStatus(), QStringLiteral("-> Disconnected"));
         QVERIFY(!bobby.client->session().reconnect().pending());

@@ -117,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         net::Framer& framer = rig.framer(id);
         framer.feed(bytes);
-        p::Fields command;
+        p::FieldViews command;
         for (;;) {
             const auto next = framer.next(command);
             if (next == net::Framer::Next::TooLong) {
@@ -131,7 +131,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 }
                 break;
             }
-            rig.apply(rig.hub->handle(id, command));
+            // Handled in place, as the server does: the fields view the framer's buffer.
+            core::Effects fx;
+            rig.hub->handle(id, command, fx);
+            rig.apply(fx);
             if (!rig.framers.contains(id)) {
                 break; // the hub closed this connection
             }

@@ -12,9 +12,9 @@ using velmora::server::net::Framer;
 namespace {
 std::vector<Fields> drain(Framer& framer) {
     std::vector<Fields> out;
-    Fields command;
+    velmora::protocol::FieldViews command;
     while (framer.next(command) == Framer::Next::Command) {
-        out.push_back(command);
+        out.emplace_back(command.begin(), command.end());
     }
     return out;
 }
@@ -58,7 +58,7 @@ TEST(Framer, WhichWaitAppliesAndWhatStaysBehindAsAPartialMark) {
 }
 
 TEST(Framer, OversizedCommandsAreRefusedWhateverTheReadBoundariesAndJunkNeverAccumulates) {
-    Fields command;
+    velmora::protocol::FieldViews command;
     // Still pending, grown past the limit over two reads.
     Framer pending(100);
     pending.feed(" ## cmdPM /:/ " + std::string(80, 'x'));

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/desktop.h"
+#include "platform/keychain.h"
 #include "platform/prompter.h"
 
 #include <QtGlobal>
@@ -30,6 +31,18 @@ public:
     void showHelp(const QString&, const QString&, QWidget*) override {}
     void bringToFront(QWidget*) override {}
     [[nodiscard]] bool hasSystemTray() const override { return false; }
+    void notify(const QString&, const QString&, std::function<void()>,
+                std::function<void()>) override {}
+    [[nodiscard]] Keychain& keychain() override { return keychain_; }
+
+private:
+    // Nothing is ever saved while measuring.
+    class NoKeychain : public Keychain {
+    public:
+        Result read(const QString&, QString&) override { return Result::Unavailable; }
+        Result write(const QString&, const QString&) override { return Result::Unavailable; }
+        Result remove(const QString&) override { return Result::Unavailable; }
+    } keychain_;
 };
 
 // Called before the QApplication is made.

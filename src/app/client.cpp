@@ -55,6 +55,13 @@ void Client::start() {
     }
 }
 
+void Client::bringForward() {
+    mainWindow_->restoreFromTray();
+    if (LoginWindow* login = existingLoginWindow(); login && login->isVisible()) {
+        session_->desktop().bringToFront(login);
+    }
+}
+
 LoginWindow* Client::existingLoginWindow() const {
     return mainWindow_->existingLoginWindow();
 }

@@ -34,6 +34,10 @@ public:
     // the automatic connection when it is switched on).
     void start();
 
+    // A later start on the same folder: the main window comes forward, with
+    // the login window over it while one is open.
+    void bringForward();
+
     // The login window, created (hidden) when none is open.
     [[nodiscard]] LoginWindow& loginWindow();
     // The login window if one is open, else null.

@@ -47,6 +47,7 @@ ConfWindow::~ConfWindow() = default;
 
 void ConfWindow::buildLayout() {
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
+    tvUsers_->setAccessibleName(QStringLiteral("Members of the room"));
     tvUsers_->setHeaderLabel(QStringLiteral("In this room"));
     tvUsers_->setRootIsDecorated(false);
     tvUsers_->setIndentation(0);

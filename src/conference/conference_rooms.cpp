@@ -2,7 +2,11 @@
 
 #include "conference/conf_window.h"
 #include "conference/received_invitation_dialog.h"
+#include "session/desktop_notice.h"
 #include "session/session.h"
+
+#include <QApplication>
+#include <QPointer>
 
 namespace velmora {
 
@@ -20,9 +24,18 @@ void ConferenceRooms::sendJoin(const QString& name) {
 
 void ConferenceRooms::onInvitation(const QString& fromWho, const QString& confName,
                                    const QString& message) {
+    // The user is elsewhere when no window of the program has the focus.
+    const bool elsewhere = QApplication::activeWindow() == nullptr;
     auto* dialog = new ReceivedInvitationDialog(session_, *this, fromWho, confName, message);
     session_.adoptWindow(dialog);
     dialog->show();
+    if (elsewhere) {
+        QPointer<ReceivedInvitationDialog> invitation(dialog);
+        notifyUser(session_, fromWho,
+                   QStringLiteral("Invites you to the conference \"") + confName +
+                       QStringLiteral("\": ") + firstLine(message),
+                   [this, invitation] { session_.desktop().bringToFront(invitation); });
+    }
 }
 
 void ConferenceRooms::onDetails(bool full, const QStringList& members) {

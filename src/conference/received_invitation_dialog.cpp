@@ -29,6 +29,7 @@ ReceivedInvitationDialog::ReceivedInvitationDialog(Session& session, ConferenceR
     lblInvitation_->setWordWrap(true);
     lblInvitation_->setTextFormat(Qt::PlainText);
     txtMsg_->setObjectName(QStringLiteral("txtMsg"));
+    txtMsg_->setAccessibleName(QStringLiteral("Invitation message"));
     txtMsg_->setReadOnly(true);
     txtMsg_->setPlainText(marksToSpaces(message));
     cmdYes_->setObjectName(QStringLiteral("cmdYes"));

@@ -26,9 +26,11 @@ SendInvitationDialog::SendInvitationDialog(Session& session, ConfWindow& room)
     setAttribute(Qt::WA_DeleteOnClose);
 
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
+    tvUsers_->setAccessibleName(QStringLiteral("Buddies to invite"));
     tvUsers_->setHeaderHidden(true);
     tvUsers_->setRootIsDecorated(false);
     txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
+    txtSendMsg_->setAccessibleName(QStringLiteral("Invitation message"));
     txtSendMsg_->setFixedHeight(56);
     txtSendMsg_->setPlainText(QStringLiteral("Come and join us!"));
     cmdInvite_->setObjectName(QStringLiteral("cmdInvite"));

@@ -47,6 +47,7 @@ void SearchUsersWindow::buildForm() {
     cmdSearch_->setObjectName(QStringLiteral("cmdSearch"));
     cmdSearch_->setDefault(true);
     lvResults_->setObjectName(QStringLiteral("lvResults"));
+    lvResults_->setAccessibleName(QStringLiteral("Search results"));
     lvResults_->setContextMenuPolicy(Qt::CustomContextMenu);
     lvResults_->setSelectionMode(QAbstractItemView::SingleSelection);
     lblStatus_->setObjectName(QStringLiteral("lblStatus"));

@@ -50,6 +50,11 @@ void BuddyList::addBuddy(bool online, const QString& name) {
     const QString key =
         (online ? QStringLiteral("n") : QStringLiteral("f")) + QString::number(nodeKey_);
     insert = addNode(insert, key, name, online ? images::kOnlineBuddy : images::kOfflineBuddy);
+    // A screen reader hears the presence that the picture shows.
+    insert->setData(0, Qt::AccessibleTextRole,
+                    name + (online ? QStringLiteral(", online") : QStringLiteral(", offline")));
+    insert->setData(0, Qt::AccessibleDescriptionRole,
+                    online ? QStringLiteral("Online") : QStringLiteral("Offline"));
     // Show the whole chain: each buddy sits under the one before it.
     for (QTreeWidgetItem* up = insert->parent(); up; up = up->parent()) {
         up->setExpanded(true);

@@ -7,6 +7,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QIcon>
+#include <QLineEdit>
 #include <QPixmap>
 #include <QToolBar>
 #include <QToolButton>
@@ -30,12 +31,15 @@ QString styleName(FontToolbar::Style style) {
     return QString::fromLatin1(kStyleNames[static_cast<std::size_t>(style)]);
 }
 
-QComboBox* makeList(const QString& objectName, int minimumChars, QWidget* parent) {
+QComboBox* makeList(const QString& objectName, const QString& accessibleName, int minimumChars,
+                    QWidget* parent) {
     auto* list = new QComboBox(parent);
     list->setObjectName(objectName);
     // Editable so that a face or size the list does not hold can still be
     // typed or restored; typed text never joins the list.
     list->setEditable(true);
+    list->setAccessibleName(accessibleName);
+    list->lineEdit()->setAccessibleName(accessibleName);
     list->setInsertPolicy(QComboBox::NoInsert);
     list->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     list->setMinimumContentsLength(minimumChars);
@@ -45,8 +49,10 @@ QComboBox* makeList(const QString& objectName, int minimumChars, QWidget* parent
 } // namespace
 
 FontToolbar::FontToolbar(QWidget* parent)
-    : QWidget(parent), m_name(makeList(QStringLiteral("cboFontName"), 14, this)),
-      m_size(makeList(QStringLiteral("cboFontSize"), 3, this)), m_toolbar(new QToolBar(this)) {
+    : QWidget(parent),
+      m_name(makeList(QStringLiteral("cboFontName"), QStringLiteral("Font"), 14, this)),
+      m_size(makeList(QStringLiteral("cboFontSize"), QStringLiteral("Font size"), 3, this)),
+      m_toolbar(new QToolBar(this)) {
     m_toolbar->setObjectName(QStringLiteral("tbFont"));
     m_toolbar->setIconSize(kSmilieSize);
     m_toolbar->setToolButtonStyle(Qt::ToolButtonTextOnly);

@@ -1,58 +1,58 @@
 #include "controls/image_list.h"
 
+#include "platform/painted_icon.h"
+
 #include <QPainter>
 #include <QPainterPath>
-#include <QPixmap>
 
 namespace velmora::images {
 
 namespace {
 
-// A small person: head and shoulders in the presence colour.
-QPixmap person(const QColor& fill, int size) {
-    QPixmap pm(size, size);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(fill.darker(160), size / 16.0));
+// The pictures are drawn on a square of this side and scaled to each size
+// and pixel ratio asked for.
+constexpr double kDesign = 32;
+
+// A small person: head and shoulders in the presence colour, on a square of
+// side `s` at the painter's origin.
+void person(QPainter& p, const QColor& fill, double s) {
+    p.setPen(QPen(fill.darker(160), s / 16.0));
     p.setBrush(fill);
-    const double s = size;
     p.drawEllipse(QRectF(s * 0.32, s * 0.06, s * 0.36, s * 0.36));
     QPainterPath body;
     body.moveTo(s * 0.12, s * 0.94);
     body.cubicTo(s * 0.12, s * 0.52, s * 0.88, s * 0.52, s * 0.88, s * 0.94);
     body.closeSubpath();
     p.drawPath(body);
-    return pm;
 }
 
 // Two people side by side for a group of buddies.
-QPixmap group(const QColor& fill, int size) {
-    QPixmap pm(size, size);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    const QPixmap back = person(fill.lighter(130), size * 3 / 4);
-    const QPixmap front = person(fill, size * 3 / 4);
-    p.drawPixmap(size / 4, 0, back);
-    p.drawPixmap(0, size / 4, front);
-    return pm;
+void group(QPainter& p, const QColor& fill) {
+    const double s = kDesign * 3 / 4;
+    p.save();
+    p.translate(kDesign / 4, 0);
+    person(p, fill.lighter(130), s);
+    p.restore();
+    p.save();
+    p.translate(0, kDesign / 4);
+    person(p, fill, s);
+    p.restore();
 }
 
-QPixmap trayBadge(const QColor& fill, int size) {
-    QPixmap pm(size, size);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    QRadialGradient g(size * 0.35, size * 0.35, size * 0.6);
+void trayBadge(QPainter& p, const QColor& fill) {
+    const double s = kDesign;
+    QRadialGradient g(s * 0.35, s * 0.35, s * 0.6);
     g.setColorAt(0, fill.lighter(170));
     g.setColorAt(1, fill);
     p.setBrush(g);
     p.setPen(QPen(fill.darker(170), 1));
-    p.drawEllipse(QRectF(1, 1, size - 2, size - 2));
-    p.setPen(QPen(Qt::white, size / 8.0));
-    p.setFont(QFont(QStringLiteral("DejaVu Sans"), size / 2, QFont::Bold));
-    p.drawText(QRectF(0, 0, size, size), Qt::AlignCenter, QStringLiteral("V"));
-    return pm;
+    p.drawEllipse(QRectF(1, 1, s - 2, s - 2));
+    p.setPen(QPen(Qt::white, s / 8.0));
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(int(s / 2));
+    font.setBold(true);
+    p.setFont(font);
+    p.drawText(QRectF(0, 0, s, s), Qt::AlignCenter, QStringLiteral("V"));
 }
 
 const QColor kOnline(0x2e, 0xa0, 0x43);
@@ -61,20 +61,20 @@ const QColor kOffline(0x9a, 0x9a, 0x9a);
 } // namespace
 
 QIcon mainImage(int index) {
-    constexpr int kSize = 32;
+    const int size = int(kDesign);
     switch (index) {
     case kOnlineGroup:
-        return QIcon(group(kOnline, kSize));
+        return paintedIcon(size, [](QPainter& p) { group(p, kOnline); });
     case kOfflineGroup:
-        return QIcon(group(kOffline, kSize));
+        return paintedIcon(size, [](QPainter& p) { group(p, kOffline); });
     case kOnlineBuddy:
-        return QIcon(person(kOnline, kSize));
+        return paintedIcon(size, [](QPainter& p) { person(p, kOnline, kDesign); });
     case kOfflineBuddy:
-        return QIcon(person(kOffline, kSize));
+        return paintedIcon(size, [](QPainter& p) { person(p, kOffline, kDesign); });
     case kTrayOnline:
-        return QIcon(trayBadge(kOnline, kSize));
+        return paintedIcon(size, [](QPainter& p) { trayBadge(p, kOnline); });
     case kTrayOffline:
-        return QIcon(trayBadge(kOffline, kSize));
+        return paintedIcon(size, [](QPainter& p) { trayBadge(p, kOffline); });
     default:
         return QIcon();
     }

@@ -87,9 +87,11 @@ ChatWindow::ChatWindow(Session& session, const Form& form)
     resize(form.size);
 
     brwMessage_->setObjectName(QStringLiteral("brwMessage"));
+    brwMessage_->setAccessibleName(QStringLiteral("Conversation"));
     tbFontSettings_->setObjectName(QStringLiteral("tbFontSettings"));
     tbFontSettings_->loadSmilies(session.appFolder());
     txtSendMsg_->setObjectName(QStringLiteral("txtSendMsg"));
+    txtSendMsg_->setAccessibleName(QStringLiteral("Message"));
     txtSendMsg_->setTabChangesFocus(true);
     txtSendMsg_->installEventFilter(this);
     cmdSend_->setObjectName(QStringLiteral("cmdSend"));

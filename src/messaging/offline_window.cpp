@@ -48,6 +48,7 @@ OfflineMessagesWindow::OfflineMessagesWindow(Session& session) : session_(sessio
 
     lvMessages_ = new QTreeWidget;
     lvMessages_->setObjectName(QStringLiteral("lvMessages"));
+    lvMessages_->setAccessibleName(QStringLiteral("Offline messages"));
     lvMessages_->setRootIsDecorated(false);
     lvMessages_->setUniformRowHeights(true);
     lvMessages_->setHeaderLabels(
@@ -57,6 +58,7 @@ OfflineMessagesWindow::OfflineMessagesWindow(Session& session) : session_(sessio
 
     brwMessage_ = new HtmlMessageView(session.desktop());
     brwMessage_->setObjectName(QStringLiteral("brwMessage"));
+    brwMessage_->setAccessibleName(QStringLiteral("Message"));
     brwMessage_->setContextMenuPolicy(Qt::NoContextMenu);
 
     auto* split = new QSplitter(Qt::Vertical);

@@ -7,6 +7,7 @@
 #include "platform/desktop.h"
 #include "platform/html_message_view.h"
 #include "platform/prompter.h"
+#include "session/desktop_notice.h"
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "transfer/file_sender.h"
@@ -161,6 +162,7 @@ PMWindow* OpenPMWindow(Session& session, const QString& name) {
 void ReceivePM(Session& session, const QString& sender, const QString& text,
                const QString& fontName, const QString& fontSize, const QString& style) {
     PMWindow* window = findPMWindow(session, sender);
+    const bool inFront = window && window->isActiveWindow();
     if (!window) {
         OpenPMWindow(session, sender);
         window = findPMWindow(session, sender);
@@ -173,6 +175,11 @@ void ReceivePM(Session& session, const QString& sender, const QString& text,
                       window->messageView(), style, formatterOptions(session));
     window->setStatusText(QStringLiteral("Last IM Received: ") +
                           QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
+    if (!inFront) {
+        notifyUser(session, sender, firstLine(text), [&session, sender] {
+            session.desktop().bringToFront(OpenPMWindow(session, sender));
+        });
+    }
     if (session.preferences().newPM == 1) {
         session.desktop().bringToFront(window);
     }

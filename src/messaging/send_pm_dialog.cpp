@@ -52,9 +52,11 @@ SendPMDialog::SendPMDialog(Session& session, QWidget* parent)
                 [this, i] { session_.trap([this, i] { optUserClick(i); }); });
     }
     tvUsers_->setObjectName(QStringLiteral("tvUsers"));
+    tvUsers_->setAccessibleName(QStringLiteral("Online buddies"));
     tvUsers_->setHeaderHidden(true);
     tvUsers_->setIndentation(12);
     txtUserName_->setObjectName(QStringLiteral("txtUserName"));
+    txtUserName_->setAccessibleName(QStringLiteral("User name"));
     txtUserName_->setMaxLength(64);
     cmdOpen_->setObjectName(QStringLiteral("cmdOpen"));
     cmdOpen_->setDefault(true);

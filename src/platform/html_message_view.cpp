@@ -4,6 +4,7 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QDesktopServices>
+#include <QPalette>
 #include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
@@ -79,6 +80,14 @@ HtmlMessageView::HtmlMessageView(Desktop& desktop, QWidget* parent) : QTextBrows
 }
 
 void HtmlMessageView::setUp() {
+    // Messages carry colours their senders chose against a white page, so
+    // the page stays white under a dark desktop palette too.
+    QPalette page = palette();
+    page.setColor(QPalette::Base, Qt::white);
+    page.setColor(QPalette::Text, Qt::black);
+    page.setColor(QPalette::Link, QColor(0x00, 0x00, 0xee));
+    page.setColor(QPalette::LinkVisited, QColor(0x55, 0x1a, 0x8b));
+    setPalette(page);
     // A clicked link must never replace the conversation with the page.
     setOpenLinks(false);
     // A chat of thousands of lines needs no undo history.

@@ -70,4 +70,9 @@ bool QtDesktop::hasSystemTray() const {
     return QSystemTrayIcon::isSystemTrayAvailable();
 }
 
+void QtDesktop::notify(const QString& title, const QString& body, std::function<void()> activated,
+                       std::function<void()> unavailable) {
+    notifications_.show(title, body, std::move(activated), std::move(unavailable));
+}
+
 } // namespace velmora

@@ -1,8 +1,10 @@
 // The desktop around the client on a real screen: the user's browser,
-// sound output, a help window and window activation.
+// sound output, a help window, window activation and notifications.
 #pragma once
 
+#include "platform/dbus_notifications.h"
 #include "platform/desktop.h"
+#include "platform/secret_keychain.h"
 
 #include <QObject>
 #include <QPointer>
@@ -28,12 +30,17 @@ public:
     void showHelp(const QString& helpPath, const QString& topic, QWidget* owner) override;
     void bringToFront(QWidget* window) override;
     [[nodiscard]] bool hasSystemTray() const override;
+    void notify(const QString& title, const QString& body, std::function<void()> activated,
+                std::function<void()> unavailable) override;
+    [[nodiscard]] Keychain& keychain() override { return keychain_; }
 
     // The help window while it is open.
     [[nodiscard]] QTextBrowser* helpWindow() const { return help_; }
 
 private:
     QPointer<QTextBrowser> help_;
+    DbusNotifications notifications_;
+    SecretKeychain keychain_;
 };
 
 } // namespace velmora

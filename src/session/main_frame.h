@@ -6,6 +6,8 @@
 
 #include <QString>
 
+#include <functional>
+
 class QAction;
 class QWidget;
 
@@ -57,6 +59,10 @@ public:
     virtual void setOpenConferenceVisible(bool visible) = 0;
     virtual void resetBuddyTree() = 0;
     virtual void setTrayStatus(int image, const QString& text) = 0;
+    // A balloon from the tray icon, for desktops without notifications;
+    // `activated` runs when the user clicks it.
+    virtual void showTrayMessage(const QString& title, const QString& body,
+                                 std::function<void()> activated) = 0;
 
 protected:
     ~MainFrame() = default;

@@ -11,6 +11,7 @@
 #include "session/user_name.h"
 #include "settings/server_list.h"
 #include "shell/registration_window.h"
+#include "shell/saved_password.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -79,6 +80,7 @@ LoginWindow::LoginWindow(Session& session, QWidget* owner)
 void LoginWindow::buildForm() {
     cboHost_->setObjectName(QStringLiteral("cboHost"));
     cboHost_->setEditable(true);
+    cboHost_->lineEdit()->setAccessibleName(QStringLiteral("Server"));
     // Enter logs in; it must not also add the typed address to the list.
     cboHost_->setInsertPolicy(QComboBox::NoInsert);
     txtUName_->setObjectName(QStringLiteral("txtUName"));
@@ -157,7 +159,7 @@ void LoginWindow::loadDetails() {
     session_.trap([&] {
         Settings& settings = session_.settings();
         txtUName_->setText(settings.loginUser());
-        txtPWord_->setText(settings.loginPass());
+        txtPWord_->setText(SavedPassword::of(session_).load(settings.loginUser()));
         chkSaveDetails_->setChecked(settings.loginCheck() == 1);
         chkAutoLogin_->setChecked(settings.loginAutoConnect() == 1);
         chkEncrypted_->setChecked(settings.loginEncrypted() == 1);
@@ -253,11 +255,12 @@ void LoginWindow::onLoginReply(LoginResult result) {
             Settings& settings = session_.settings();
             if (saveDetails) {
                 settings.setLoginUser(user);
-                settings.setLoginPass(password);
+                SavedPassword::of(session_).save(user, password);
                 settings.setLoginHost(host);
             } else {
+                const QString savedUser = settings.loginUser();
                 settings.setLoginUser(QString());
-                settings.setLoginPass(QString());
+                SavedPassword::of(session_).forget(savedUser);
                 settings.setLoginHost(QString::fromLatin1(kDefaultServerHost));
             }
             settings.setLoginAutoConnect(autoLogin);

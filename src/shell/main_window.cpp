@@ -29,6 +29,7 @@ MainWindow::MainWindow(Session& session)
     resize(300, 560);
 
     tvBuddies_->setObjectName(QStringLiteral("tvBuddies"));
+    tvBuddies_->setAccessibleName(QStringLiteral("Buddies"));
     tvBuddies_->setHeaderHidden(true);
     // The chains are always open and drawn flat; a double click opens a
     // conversation instead of folding a chain.
@@ -218,6 +219,11 @@ void MainWindow::buildTray() {
                     onTrayNotification(kTrayRightButtonDown);
                 }
             });
+    connect(pctSys_, &QSystemTrayIcon::messageClicked, this, [this] {
+        if (trayMessageClicked_) {
+            session_.trap([this] { trayMessageClicked_(); });
+        }
+    });
     if (session_.desktop().hasSystemTray()) {
         pctSys_->show();
     }
@@ -333,6 +339,15 @@ void MainWindow::setTrayStatus(int image, const QString& text) {
     trayImage_ = image;
     pctSys_->setToolTip(QString::fromLatin1(Session::kAppTitle) + QStringLiteral(" - ") + text);
     pctSys_->setIcon(images::mainImage(image));
+}
+
+void MainWindow::showTrayMessage(const QString& title, const QString& body,
+                                 std::function<void()> activated) {
+    if (!pctSys_->isVisible()) {
+        return;
+    }
+    trayMessageClicked_ = std::move(activated);
+    pctSys_->showMessage(title, body, pctSys_->icon());
 }
 
 QString MainWindow::trayTip() const {

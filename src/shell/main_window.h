@@ -68,6 +68,8 @@ public:
     // Tray icon image (main image list index) and tip: title + " - " + text.
     void setTrayStatus(int image, const QString& text) override;
     [[nodiscard]] QString trayTip() const;
+    void showTrayMessage(const QString& title, const QString& body,
+                         std::function<void()> activated) override;
     [[nodiscard]] int trayImage() const { return trayImage_; }
     // One tray notification, by code (see kTray*).
     void onTrayNotification(int code);
@@ -115,6 +117,8 @@ private:
     int trayImage_ = kImageOffline;
     Actions actions_;
     QPointer<LoginWindow> loginWindow_;
+    // What a click on the tray's balloon opens.
+    std::function<void()> trayMessageClicked_;
 };
 
 } // namespace velmora

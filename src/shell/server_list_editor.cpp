@@ -26,7 +26,9 @@ ServerListEditor::ServerListEditor(Session& session, QWidget* owner)
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Server List"));
     lstServers_->setObjectName(QStringLiteral("lstServers"));
+    lstServers_->setAccessibleName(QStringLiteral("Servers"));
     txtServer_->setObjectName(QStringLiteral("txtServer"));
+    txtServer_->setAccessibleName(QStringLiteral("Server address"));
     txtServer_->setPlaceholderText(QStringLiteral("host or host:port"));
     cmdAdd_->setObjectName(QStringLiteral("cmdAdd"));
     cmdDelete_->setObjectName(QStringLiteral("cmdDelete"));

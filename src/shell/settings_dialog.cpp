@@ -1,6 +1,7 @@
 #include "shell/settings_dialog.h"
 
 #include "session/session.h"
+#include "shell/desktop_options_page.h"
 #include "shell/font_options_page.h"
 #include "shell/general_options_page.h"
 #include "shell/sound_options_page.h"
@@ -25,7 +26,9 @@ SettingsDialog::SettingsDialog(Session& session, QWidget* owner)
     tabs_->addTab(general, QStringLiteral("General Settings"));
     tabs_->addTab(font, QStringLiteral("Default Font Settings"));
     tabs_->addTab(sounds, QStringLiteral("Sound Settings"));
-    pages_ = {general, font, sounds};
+    auto* desktop = new DesktopOptionsPage(session_, tabs_);
+    tabs_->addTab(desktop, QStringLiteral("Desktop"));
+    pages_ = {general, font, sounds, desktop};
     for (OptionsPage* page : pages_) {
         session_.trap([&] { page->restoreOptions(session_.settings()); });
     }

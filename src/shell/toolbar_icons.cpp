@@ -1,8 +1,9 @@
 #include "shell/toolbar_icons.h"
 
+#include "platform/painted_icon.h"
+
 #include <QPainter>
 #include <QPainterPath>
-#include <QPixmap>
 
 namespace velmora::toolbar_icons {
 
@@ -12,12 +13,6 @@ constexpr int kSize = 48;
 const QColor kBlue(0x2f, 0x6f, 0xc4);
 const QColor kGreen(0x2e, 0xa0, 0x43);
 const QColor kAmber(0xe0, 0x9a, 0x1f);
-
-QPixmap canvas() {
-    QPixmap pm(kSize, kSize);
-    pm.fill(Qt::transparent);
-    return pm;
-}
 
 void prepare(QPainter& p, const QColor& fill) {
     p.setRenderHint(QPainter::Antialiasing);
@@ -47,20 +42,15 @@ void person(QPainter& p, double x, double y, double s, const QColor& fill) {
     p.drawPath(body);
 }
 
-QPixmap sendIM() {
-    QPixmap pm = canvas();
-    QPainter p(&pm);
+void sendIM(QPainter& p) {
     bubble(p, QRectF(4, 6, 40, 26), kBlue);
     p.setPen(QPen(Qt::white, 3, Qt::SolidLine, Qt::RoundCap));
     for (int i = 0; i < 3; ++i) {
         p.drawPoint(QPointF(15 + i * 9, 19));
     }
-    return pm;
 }
 
-QPixmap sendFile() {
-    QPixmap pm = canvas();
-    QPainter p(&pm);
+void sendFile(QPainter& p) {
     prepare(p, QColor(0xf4, 0xf4, 0xf0));
     QPainterPath page;
     page.moveTo(10, 4);
@@ -77,12 +67,9 @@ QPixmap sendFile() {
     p.drawLine(QPointF(17, 30), QPointF(33, 30));
     p.drawLine(QPointF(27, 24), QPointF(33, 30));
     p.drawLine(QPointF(27, 36), QPointF(33, 30));
-    return pm;
 }
 
-QPixmap viewProfile() {
-    QPixmap pm = canvas();
-    QPainter p(&pm);
+void viewProfile(QPainter& p) {
     prepare(p, QColor(0xe8, 0xee, 0xf8));
     p.drawRoundedRect(QRectF(3, 9, 42, 30), 5, 5);
     person(p, 7, 15, 18, kBlue);
@@ -90,12 +77,9 @@ QPixmap viewProfile() {
     p.drawLine(QPointF(29, 19), QPointF(40, 19));
     p.drawLine(QPointF(29, 26), QPointF(40, 26));
     p.drawLine(QPointF(29, 33), QPointF(36, 33));
-    return pm;
 }
 
-QPixmap addContact() {
-    QPixmap pm = canvas();
-    QPainter p(&pm);
+void addContact(QPainter& p) {
     person(p, 2, 6, 34, kGreen);
     p.setPen(QPen(kAmber.darker(140), 1.5));
     p.setBrush(kAmber);
@@ -103,16 +87,12 @@ QPixmap addContact() {
     p.setPen(QPen(Qt::white, 3.5, Qt::SolidLine, Qt::RoundCap));
     p.drawLine(QPointF(37, 30), QPointF(37, 40));
     p.drawLine(QPointF(32, 35), QPointF(42, 35));
-    return pm;
 }
 
-QPixmap openConference() {
-    QPixmap pm = canvas();
-    QPainter p(&pm);
+void openConference(QPainter& p) {
     person(p, 18, 4, 26, kBlue.lighter(130));
     person(p, 4, 4, 26, kGreen.lighter(115));
     person(p, 11, 18, 28, kBlue);
-    return pm;
 }
 
 } // namespace
@@ -120,15 +100,15 @@ QPixmap openConference() {
 QIcon button(int index) {
     switch (index) {
     case 1:
-        return QIcon(sendIM());
+        return paintedIcon(kSize, sendIM);
     case 2:
-        return QIcon(sendFile());
+        return paintedIcon(kSize, sendFile);
     case 3:
-        return QIcon(viewProfile());
+        return paintedIcon(kSize, viewProfile);
     case 4:
-        return QIcon(addContact());
+        return paintedIcon(kSize, addContact);
     case 5:
-        return QIcon(openConference());
+        return paintedIcon(kSize, openConference);
     default:
         return QIcon();
     }

@@ -50,6 +50,43 @@ QStringList RecordingPrompter::texts() const {
     return texts;
 }
 
+Keychain::Result MemoryKeychain::read(const QString& account, QString& password) {
+    if (!available) {
+        return Result::Unavailable;
+    }
+    if (!passwords.contains(account)) {
+        return Result::NotFound;
+    }
+    password = passwords.value(account);
+    return Result::Done;
+}
+
+Keychain::Result MemoryKeychain::write(const QString& account, const QString& password) {
+    if (!available) {
+        return Result::Unavailable;
+    }
+    passwords.insert(account, password);
+    return Result::Done;
+}
+
+Keychain::Result MemoryKeychain::remove(const QString& account) {
+    if (!available) {
+        return Result::Unavailable;
+    }
+    passwords.remove(account);
+    return Result::Done;
+}
+
+void RecordingDesktop::notify(const QString& title, const QString& body,
+                              std::function<void()> activated, std::function<void()> unavailable) {
+    if (!notificationService) {
+        unavailable();
+        return;
+    }
+    notifications << title + QLatin1Char('|') + body;
+    notificationClicks << std::move(activated);
+}
+
 std::optional<QString> ScriptedChooser::chooseFile(const FileRequest& request) {
     requests.append(request);
     return answers.isEmpty() ? std::nullopt : answers.takeFirst();

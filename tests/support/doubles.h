@@ -5,9 +5,11 @@
 #include "controls/file_chooser.h"
 #include "platform/app_error.h"
 #include "platform/desktop.h"
+#include "platform/keychain.h"
 #include "platform/prompter.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QPointer>
 #include <QStringList>
@@ -52,6 +54,17 @@ public:
     int beeps = 0;
 };
 
+// A keychain in memory; switched off, every call finds no service.
+class MemoryKeychain : public Keychain {
+public:
+    Result read(const QString& account, QString& password) override;
+    Result write(const QString& account, const QString& password) override;
+    Result remove(const QString& account) override;
+
+    QHash<QString, QString> passwords;
+    bool available = true;
+};
+
 class RecordingDesktop : public Desktop {
 public:
     void openUrl(const QString& url) override { urls << url; }
@@ -63,6 +76,11 @@ public:
     }
     void bringToFront(QWidget* window) override { broughtToFront << window; }
     [[nodiscard]] bool hasSystemTray() const override { return tray; }
+    // Recorded as "title|body"; without a notification service each one is
+    // turned away at once.
+    void notify(const QString& title, const QString& body, std::function<void()> activated,
+                std::function<void()> unavailable) override;
+    [[nodiscard]] Keychain& keychain() override { return secrets; }
 
     QStringList urls;
     QStringList sounds;
@@ -70,6 +88,11 @@ public:
     QPointer<QWidget> helpOwner;
     QList<QPointer<QWidget>> broughtToFront;
     bool tray = true;
+    QStringList notifications;
+    // What clicking each recorded notification runs.
+    QList<std::function<void()>> notificationClicks;
+    bool notificationService = true;
+    MemoryKeychain secrets;
 };
 
 // Answers each file or folder dialog with the next queued path (nothing, or

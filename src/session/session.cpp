@@ -1,5 +1,6 @@
 #include "session/session.h"
 
+#include "controls/spell_checker.h"
 #include "platform/desktop.h"
 #include "platform/number_text.h"
 #include "platform/prompter.h"
@@ -116,6 +117,8 @@ void Session::sendPrivateMessage(const QString& recipient, const QString& text,
                                  const QString& style) {
     send(p::buildCommand(p::kHeadPM, {bytes(values_.userName), bytes(recipient), bytes(text),
                                       bytes(fontName), bytes(fontSize), bytes(style)}));
+    emit lineExchanged(ConversationLine{
+        recipient, false, ChatLine{values_.userName, text, fontName, fontSize, style}});
 }
 
 void Session::addBuddy(const QString& name) {
@@ -132,10 +135,12 @@ void Session::searchUsers(const QString& query) {
 
 void Session::joinRoom(const QString& room) {
     send(p::buildCommand(p::kHeadCO, {bytes(values_.userName), bytes(room)}));
+    room_ = room;
 }
 
 void Session::leaveRoom(const QString& room) {
     send(p::buildCommand(p::kHeadCE, {bytes(values_.userName), bytes(room)}));
+    room_.clear();
 }
 
 void Session::sendRoomMessage(const QString& room, const QString& text, const QString& fontName,
@@ -226,8 +231,11 @@ void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> h
 }
 
 void Session::onPrivateMessage(std::function<void(const ChatLine&)> handler) {
-    dispatcher_->setHandler(
-        Reply::PM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+    dispatcher_->setHandler(Reply::PM, [this, handler = std::move(handler)](const Record& r) {
+        const ChatLine line = chatLine(r);
+        handler(line);
+        emit lineExchanged(ConversationLine{line.sender, false, line});
+    });
 }
 
 void Session::addPresenceHandler(std::function<void(const QString&, bool)> handler) {
@@ -280,8 +288,13 @@ void Session::onRoomMemberLeft(std::function<void(const QString&)> handler) {
 }
 
 void Session::onRoomMessage(std::function<void(const ChatLine&)> handler) {
-    dispatcher_->setHandler(
-        Reply::CM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+    dispatcher_->setHandler(Reply::CM, [this, handler = std::move(handler)](const Record& r) {
+        const ChatLine line = chatLine(r);
+        handler(line);
+        if (!room_.isEmpty()) {
+            emit lineExchanged(ConversationLine{room_, true, line});
+        }
+    });
 }
 
 void Session::onFileOffered(std::function<void()> handler) {
@@ -373,6 +386,7 @@ void Session::onConnectionClosed() {
         step([&] { frame_->resetBuddyTree(); });
     }
     step([&] {
+        room_.clear();
         values_.lngNodeKey = 2;
         values_.strProfileSite.clear();
         values_.userName.clear();
@@ -444,6 +458,14 @@ void Session::deleteSessionWindows() {
         delete window.data();
     }
     windows_.clear();
+}
+
+SpellChecker& Session::spellChecker() {
+    if (!spellChecker_) {
+        spellChecker_ = std::make_unique<SpellChecker>(appFolder_);
+        spellChecker_->setLanguage(SpellChecker::chosenLanguage(settings_.spellLanguage()));
+    }
+    return *spellChecker_;
 }
 
 void Session::playSoundFile(const QString& path) {

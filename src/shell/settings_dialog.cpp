@@ -3,7 +3,9 @@
 #include "session/session.h"
 #include "shell/font_options_page.h"
 #include "shell/general_options_page.h"
+#include "shell/history_options_page.h"
 #include "shell/sound_options_page.h"
+#include "shell/spelling_options_page.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>
@@ -26,6 +28,11 @@ SettingsDialog::SettingsDialog(Session& session, QWidget* owner)
     tabs_->addTab(font, QStringLiteral("Default Font Settings"));
     tabs_->addTab(sounds, QStringLiteral("Sound Settings"));
     pages_ = {general, font, sounds};
+    auto* history = new HistoryOptionsPage(session_, tabs_);
+    auto* spelling = new SpellingOptionsPage(session_.spellChecker(), tabs_);
+    tabs_->addTab(history, QStringLiteral("History"));
+    tabs_->addTab(spelling, QStringLiteral("Spelling"));
+    pages_ << history << spelling;
     for (OptionsPage* page : pages_) {
         session_.trap([&] { page->restoreOptions(session_.settings()); });
     }

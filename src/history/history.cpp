@@ -1,5 +1,6 @@
 #include "history/history.h"
 
+#include "history/history_writer.h"
 #include "platform/app_error.h"
 #include "session/session.h"
 #include "session/space_mark.h"
@@ -8,6 +9,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 namespace velmora {
 
@@ -15,21 +17,36 @@ namespace {
 
 constexpr qint64 kDayMs = 24LL * 60 * 60 * 1000;
 
+QString connectionName(const Session& session, const char* side) {
+    return QStringLiteral("history.db/") + QLatin1StringView(side) + QLatin1Char('/') +
+           QString::number(reinterpret_cast<quintptr>(&session), 16);
+}
+
 } // namespace
 
 History::History(Session& session)
     : QObject(&session), session_(session), folder_(session.appFolder()),
-      connectionName_(QStringLiteral("history.db/") +
-                      QString::number(reinterpret_cast<quintptr>(&session), 16)) {
+      connectionName_(connectionName(session, "read")),
+      writer_(new HistoryWriter(folder_, connectionName(session, "write"))) {
+    thread_.setObjectName(QStringLiteral("history writer"));
+    writer_->moveToThread(&thread_);
+    connect(writer_, &HistoryWriter::failed, this, &History::switchOff);
+    connect(writer_, &HistoryWriter::removed, this, &History::changed);
+    thread_.start(QThread::LowPriority);
     flushTimer_.setSingleShot(true);
     flushTimer_.setInterval(kFlushDelayMs);
     connect(&flushTimer_, &QTimer::timeout, this, &History::flush);
+    applyRetention();
 }
 
 History::~History() {
-    if (!pending_.isEmpty() && open()) {
-        write();
-    }
+    flush();
+    QMetaObject::invokeMethod(
+        writer_, [writer = writer_] { writer->close(); }, Qt::BlockingQueuedConnection);
+    thread_.quit();
+    thread_.wait();
+    delete writer_;
+    reader_.reset();
 }
 
 History* History::of(const Session& session) {
@@ -53,88 +70,86 @@ void History::record(const ConversationLine& line) {
 
 void History::flush() {
     flushTimer_.stop();
-    if (!pending_.isEmpty() && store()) {
-        write();
+    if (pending_.isEmpty()) {
+        return;
     }
-}
-
-void History::write() {
-    try {
-        store_->add(pending_);
-        pending_.clear();
-    } catch (const AppError& error) {
-        fail(error);
-    }
-}
-
-bool History::open() {
-    if (store_) {
-        return true;
-    }
-    if (!problem_.isEmpty()) {
-        return false;
-    }
-    try {
-        store_ = std::make_unique<HistoryStore>(folder_, connectionName_);
-        return true;
-    } catch (const AppError& error) {
-        fail(error);
-        return false;
-    }
-}
-
-HistoryStore* History::store() {
-    if (!open()) {
-        return nullptr;
-    }
-    // Old lines go when the file is opened, and once a day after that.
+    QMetaObject::invokeMethod(
+        writer_, [writer = writer_, lines = std::exchange(pending_, {})] { writer->write(lines); },
+        Qt::QueuedConnection);
+    // Old lines also go once a day in a session that runs for days.
     if (QDateTime::currentMSecsSinceEpoch() - retainedAt_ >= kDayMs) {
         applyRetention();
     }
-    return store_.get();
+}
+
+void History::waitForWriter() {
+    flush();
+    QMetaObject::invokeMethod(
+        writer_, [] {}, Qt::BlockingQueuedConnection);
+}
+
+HistoryStore* History::store() {
+    waitForWriter();
+    if (!problem_.isEmpty()) {
+        return nullptr;
+    }
+    if (!reader_) {
+        try {
+            reader_ = std::make_unique<HistoryStore>(folder_, connectionName_);
+        } catch (const AppError& error) {
+            switchOff(error.description);
+        }
+    }
+    return reader_.get();
 }
 
 void History::applyRetention() {
-    if (!open()) {
-        return;
-    }
     retainedAt_ = QDateTime::currentMSecsSinceEpoch();
+    qint32 days = 0;
     try {
-        const qint32 days = session_.settings().historyKeepDays();
-        if (days > 0 && store_->removeBefore(retainedAt_ - days * kDayMs) > 0) {
-            emit changed();
-        }
+        days = session_.settings().historyKeepDays();
     } catch (const AppError& error) {
         // A bad "KeepDays" keeps every line: forgetting is the one thing a
         // history must not do by mistake.
         qWarning().noquote() << "history: old lines kept:" << error.description;
+    }
+    if (days > 0) {
+        QMetaObject::invokeMethod(
+            writer_,
+            [writer = writer_, before = retainedAt_ - days * kDayMs] {
+                writer->removeBefore(before);
+            },
+            Qt::QueuedConnection);
     }
 }
 
 void History::clear() {
     flushTimer_.stop();
     pending_.clear();
-    store_.reset();
+    reader_.reset();
+    QMetaObject::invokeMethod(
+        writer_, [writer = writer_] { writer->close(); }, Qt::BlockingQueuedConnection);
     problem_.clear();
     const QDir folder(folder_);
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const QString path =
             folder.filePath(QLatin1StringView(HistoryStore::kFileName) + QLatin1StringView(suffix));
-        if (QFile::exists(path) && !QFile::remove(path)) {
-            problem_ = QStringLiteral("Could not delete ") + path;
-            qWarning().noquote() << "history:" << problem_;
+        if (QFileInfo::exists(path) && !QFile::remove(path)) {
+            switchOff(QStringLiteral("Could not delete ") + QDir::toNativeSeparators(path));
+            break;
         }
     }
-    if (problem_.isEmpty()) {
-        (void)open();
-    }
+    (void)store();
     emit changed();
 }
 
-void History::fail(const AppError& error) {
-    store_.reset();
+void History::switchOff(const QString& problem) {
+    if (!problem_.isEmpty()) {
+        return;
+    }
+    problem_ = problem;
     pending_.clear();
-    problem_ = error.description;
+    reader_.reset();
     qWarning().noquote() << "history: switched off:" << problem_;
 }
 

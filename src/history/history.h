@@ -1,6 +1,7 @@
-// The session's message history: each line the session sends or receives is
-// queued here and written to "history.db" in batches, so the conversation
-// never waits for the disk; searches and the history window read it back.
+// The session's message history. Each line the session sends or receives is
+// queued here and handed in batches to a writer on a thread of its own, so
+// the conversation never waits for the disk; searches and the history
+// window read the file on this thread through a connection of their own.
 // A history that cannot be opened or written is switched off for the rest
 // of the session with a logged warning, and problem() says why; messaging
 // goes on as before. Clearing the history starts a new file, which is also
@@ -11,25 +12,27 @@
 
 #include <QList>
 #include <QObject>
+#include <QThread>
 #include <QTimer>
 
 #include <memory>
 
 namespace velmora {
 
-class AppError;
+class HistoryWriter;
 class Session;
 struct ConversationLine;
 
 class History : public QObject {
     Q_OBJECT
 public:
-    // Lines wait at most this long before they are written.
+    // Lines wait at most this long before they go to the writer.
     static constexpr int kFlushDelayMs = 500;
-    // More waiting lines than this are written at once.
+    // More waiting lines than this go at once.
     static constexpr qsizetype kBatchLines = 256;
 
-    // Owned by `session`, whose lines it records from now on.
+    // Owned by `session`, whose lines it records from now on. Removes the
+    // lines older than the settings keep, on the writer's thread.
     explicit History(Session& session);
     ~History() override;
 
@@ -38,11 +41,12 @@ public:
 
     // Queues one line; cheap, the write comes later.
     void record(const ConversationLine& line);
-    // Writes the waiting lines now.
+    // Hands the waiting lines to the writer.
     void flush();
 
-    // The store with every line written, opened when needed; null when the
-    // history is switched off (problem() says why).
+    // The store for reading, with every line recorded so far written;
+    // opened when needed. Null when the history is switched off (problem()
+    // says why).
     [[nodiscard]] HistoryStore* store();
     // Why the history is off; empty while it works.
     [[nodiscard]] QString problem() const { return problem_; }
@@ -56,16 +60,16 @@ signals:
     void changed();
 
 private:
-    // Opens the file without asking the session (the destructor runs after
-    // the session's own parts are gone); false when switched off.
-    bool open();
-    void write();
-    void fail(const AppError& error);
+    // Waits until the writer has done everything handed to it.
+    void waitForWriter();
+    void switchOff(const QString& problem);
 
     Session& session_;
     QString folder_;
     QString connectionName_;
-    std::unique_ptr<HistoryStore> store_;
+    QThread thread_;
+    HistoryWriter* writer_;
+    std::unique_ptr<HistoryStore> reader_;
     QList<HistoryLine> pending_;
     QTimer flushTimer_;
     QString problem_;

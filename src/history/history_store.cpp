@@ -31,6 +31,11 @@ QSqlDatabase database(const QString& connectionName) {
     return QSqlDatabase::database(connectionName, false);
 }
 
+// A null QString binds as NULL; the columns want text, if empty.
+QVariant text(const QString& value) {
+    return value.isNull() ? QVariant(QLatin1StringView("")) : QVariant(value);
+}
+
 const QString kColumns =
     QStringLiteral("id, at, owner, room, conversation, sender, body, font_name, font_size, style");
 
@@ -55,6 +60,7 @@ HistoryStore::HistoryStore(const QString& folder, const QString& connectionName)
     try {
         QSqlQuery version = run(QStringLiteral("PRAGMA user_version"), {}, doing);
         const int found = version.next() ? version.value(0).toInt() : 0;
+        version.finish();
         if (found != 0 && found != kSchemaVersion) {
             throw AppError(kDatabaseError, kSource,
                            doing +
@@ -79,7 +85,7 @@ HistoryStore::HistoryStore(const QString& folder, const QString& connectionName)
                      "CREATE INDEX IF NOT EXISTS lines_of_conversation ON lines "
                      "(owner, room, conversation, id)",
                      "CREATE VIRTUAL TABLE IF NOT EXISTS lines_text USING fts5(body, "
-                     "content='lines', content_rowid='id', "
+                     "content='lines', content_rowid='id', prefix='3 4', "
                      "tokenize='unicode61 remove_diacritics 2')",
                      "CREATE TRIGGER IF NOT EXISTS lines_added AFTER INSERT ON lines BEGIN "
                      "INSERT INTO lines_text (rowid, body) VALUES (new.id, new.body); END",
@@ -137,14 +143,14 @@ void HistoryStore::add(QList<HistoryLine>& lines) {
         }
         for (HistoryLine& line : lines) {
             insert.bindValue(0, line.at);
-            insert.bindValue(1, line.owner);
+            insert.bindValue(1, text(line.owner));
             insert.bindValue(2, line.room ? 1 : 0);
-            insert.bindValue(3, line.conversation);
-            insert.bindValue(4, line.sender);
-            insert.bindValue(5, line.text);
-            insert.bindValue(6, line.fontName);
-            insert.bindValue(7, line.fontSize);
-            insert.bindValue(8, line.style);
+            insert.bindValue(3, text(line.conversation));
+            insert.bindValue(4, text(line.sender));
+            insert.bindValue(5, text(line.text));
+            insert.bindValue(6, text(line.fontName));
+            insert.bindValue(7, text(line.fontSize));
+            insert.bindValue(8, text(line.style));
             if (!insert.exec()) {
                 raise(doing, insert.lastError());
             }
@@ -160,11 +166,17 @@ void HistoryStore::add(QList<HistoryLine>& lines) {
 }
 
 QString HistoryStore::matchQuery(const QString& words) {
-    // The words as the index cuts them: runs of letters and digits.
+    // The words as the index cuts them: runs of letters and digits. A word
+    // of three letters or more also finds the words it begins ("meet" finds
+    // "meeting"): the index keeps every word's first three and four letters
+    // apart, so even "the" or "that" cost no more than a rare word; shorter
+    // ones would match half the file, so they match whole words only.
     static const QRegularExpression word(QStringLiteral("[\\p{L}\\p{M}\\p{N}]+"));
     QStringList terms;
     for (const QRegularExpressionMatch& match : word.globalMatch(words)) {
-        terms.append(QLatin1Char('"') + match.captured() + QStringLiteral("\"*"));
+        const QString term = match.captured();
+        terms.append(QLatin1Char('"') + term +
+                     (term.size() >= 3 ? QStringLiteral("\"*") : QStringLiteral("\"")));
     }
     return terms.join(QLatin1Char(' '));
 }

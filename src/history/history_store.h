@@ -43,9 +43,9 @@ public:
     // none. Their ids are set.
     void add(QList<HistoryLine>& lines);
 
-    // The newest `limit` lines holding every word of `words` (each as the
-    // start of a word, ignoring case and accents), newest first. No words,
-    // no lines.
+    // The newest `limit` lines holding every word of `words` (ignoring case
+    // and accents; a word of three letters or more also as the start of a
+    // longer one), newest first. No words, no lines.
     [[nodiscard]] QList<HistoryLine> search(const QString& words, int limit);
     // The lines of `line`'s conversation around it: up to `before` lines
     // before it, the line itself and up to `after` lines after it, in order.
@@ -54,7 +54,7 @@ public:
     int removeBefore(qint64 at);
     [[nodiscard]] qint64 lineCount();
 
-    // The FTS5 query for what the user typed: each word quoted, as a prefix.
+    // The FTS5 query for what the user typed: each word quoted.
     [[nodiscard]] static QString matchQuery(const QString& words);
 
 private:

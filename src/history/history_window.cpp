@@ -136,11 +136,7 @@ QString HistoryWindow::statusText() const {
 
 QString HistoryWindow::markedText() const {
     const QList<QTextEdit::ExtraSelection> marked = brwConversation_->extraSelections();
-    return marked.isEmpty() ? QString()
-                            : marked.first()
-                                  .cursor.selectedText()
-                                  .replace(QChar::ParagraphSeparator, QLatin1Char(' '))
-                                  .trimmed();
+    return marked.isEmpty() ? QString() : marked.first().cursor.selectedText().simplified();
 }
 
 void HistoryWindow::cmdSearch_Click() {
@@ -216,22 +212,27 @@ void HistoryWindow::showConversation(const HistoryLine& line) {
     if (!store) {
         return;
     }
-    QTextCursor mark(brwConversation_->document());
+    // The line's place in the view, by character: a cursor would move along
+    // with the text written after it.
+    const auto end = [this] { return brwConversation_->document()->characterCount() - 1; };
+    int markFrom = -1;
+    int markTo = -1;
     for (const HistoryLine& each : store->around(line, kContextLines, kContextLines)) {
         const bool chosen = each.id == line.id;
         if (chosen) {
-            mark.movePosition(QTextCursor::End);
+            markFrom = end();
         }
         writeLine(each);
         if (chosen) {
-            const int end = brwConversation_->document()->characterCount() - 1;
-            // Past the break the view keeps after the line.
-            mark.setPosition(qMax(mark.position(), end - 1), QTextCursor::KeepAnchor);
+            markTo = end();
         }
     }
-    if (!mark.hasSelection()) {
+    if (markFrom < 0) {
         return;
     }
+    QTextCursor mark(brwConversation_->document());
+    mark.setPosition(markFrom);
+    mark.setPosition(markTo, QTextCursor::KeepAnchor);
     QTextEdit::ExtraSelection marked;
     marked.cursor = mark;
     marked.format.setBackground(QColor(0xFF, 0xF0, 0x9E));

@@ -196,8 +196,9 @@ int main(int argc, char** argv) {
         const char* what;
     };
     const Query queries[] = {
-        {"meeting", "common word"},      {"the", "most common word"}, {"kadolzenmi", "rare word"},
-        {"lunch tomorrow", "two words"}, {"deadl", "prefix"},         {"zzzzz", "no match"},
+        {"meeting", "common word"},    {"the", "most common word"}, {"that", "common 4 letters"},
+        {"there", "common 5 letters"}, {"kadolzenmi", "rare word"}, {"lunch tomorrow", "two words"},
+        {"deadl", "prefix"},           {"zzzzz", "no match"},
     };
     HistoryLine opened;
     for (const Query& query : queries) {

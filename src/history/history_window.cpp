@@ -90,7 +90,7 @@ void HistoryWindow::buildForm() {
                                  QStringLiteral("Conversation"), QStringLiteral("Message")});
     lvResults_->setRootIsDecorated(false);
     lvResults_->setUniformRowHeights(true);
-    lvResults_->setColumnWidth(kTime, 130);
+    lvResults_->header()->setSectionResizeMode(kTime, QHeaderView::ResizeToContents);
     lvResults_->setColumnWidth(kFrom, 90);
     lvResults_->setColumnWidth(kConversation, 110);
     lblConversation_->setObjectName(QStringLiteral("lblConversation"));

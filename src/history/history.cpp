@@ -40,7 +40,12 @@ History::History(Session& session)
 }
 
 History::~History() {
-    flush();
+    // The session's own parts are gone by now: only the waiting lines go.
+    if (!pending_.isEmpty()) {
+        QMetaObject::invokeMethod(
+            writer_, [writer = writer_, lines = pending_] { writer->write(lines); },
+            Qt::QueuedConnection);
+    }
     QMetaObject::invokeMethod(
         writer_, [writer = writer_] { writer->close(); }, Qt::BlockingQueuedConnection);
     thread_.quit();

@@ -186,6 +186,9 @@ private slots:
         QCOMPARE(search(*found, QStringLiteral("line")),
                  QStringList{"alicia | alicia | line from 1 days ago"});
 
+        // Lines older than any newer line: all of them.
+        QCOMPARE(history->store()->removeBefore(QDateTime::currentMSecsSinceEpoch() + 1), 1);
+
         child<QPushButton>(*historyPage(rig.client), "cmdClearHistory")->click();
         QCOMPARE(rig.prompter.boxes.last().text,
                  QStringLiteral("This deletes every stored line of every conversation from this "
@@ -194,6 +197,22 @@ private slots:
         QCOMPARE(found->lvResults().topLevelItemCount(), 0);
         QCOMPARE(search(*found, QStringLiteral("line")), QStringList());
         QCOMPARE(history->store()->lineCount(), 0);
+    }
+
+    void linesWaitingAtExitAreKept() {
+        test::TempHome home;
+        test::RecordingPrompter prompter;
+        test::RecordingDesktop desktop;
+        auto client = std::make_unique<Client>(home.path(), prompter, desktop);
+        client->session().values().userName = QStringLiteral("bobby");
+        client->session().dispatcher().dispatchBatch(
+            QStringLiteral(" ## +PM /$/ alicia /$/ good%%night /$/ Arial /$/ 10 /$/ "));
+        client.reset();
+        HistoryStore next(home.path(), QStringLiteral("next run"));
+        const QList<HistoryLine> kept = next.search(QStringLiteral("night"), 10);
+        QCOMPARE(kept.size(), 1);
+        QCOMPARE(kept[0].owner + " " + kept[0].sender + ": " + kept[0].text,
+                 QStringLiteral("bobby alicia: good night"));
     }
 
     void aDamagedFileCostsAMessageNeverMessaging() {

@@ -136,6 +136,9 @@ private slots:
         nextRun.setLanguage(QStringLiteral("en_US"));
         QVERIFY(nextRun.isCorrect(QStringLiteral("velmorian")));
         QVERIFY(!nextRun.isCorrect(QStringLiteral("Ths")));
+        // A country without a dictionary of its own takes its language's.
+        nextRun.setLanguage(QStringLiteral("en_ZA"));
+        QCOMPARE(nextRun.language(), QStringLiteral("en_US"));
 
         // "None" on the settings dialog: nothing underlined, the choice kept.
         rig.action("mnuEditSettings")->trigger();

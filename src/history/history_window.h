@@ -2,8 +2,8 @@
 // newest first, show when, who, in which conversation and what; choosing one
 // shows that conversation below, read-only, around the line, with the line
 // marked and scrolled into view. The live message window only holds what
-// came since it opened, so it could not show a line from last month; the
-// button beside the results still opens it to answer.
+// came since it opened, so it could not show a line from last month; Open
+// Conversation still opens it to answer.
 #pragma once
 
 #include "history/history_store.h"

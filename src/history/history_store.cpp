@@ -16,20 +16,9 @@ namespace velmora {
 namespace {
 
 const QString kSource = QString::fromLatin1(HistoryStore::kFileName);
+const QString kOpening = QStringLiteral("Could not open the message history");
 // Marks the file as ours, in the layout below.
 constexpr int kSchemaVersion = 1;
-
-[[noreturn]] void raise(const QString& doing, const QSqlError& error) {
-    QString words = error.databaseText();
-    if (words.isEmpty()) {
-        words = error.driverText();
-    }
-    throw AppError(HistoryStore::kDatabaseError, kSource, doing + QStringLiteral(": ") + words);
-}
-
-QSqlDatabase database(const QString& connectionName) {
-    return QSqlDatabase::database(connectionName, false);
-}
 
 // A null QString binds as NULL; the columns want text, if empty.
 QVariant text(const QString& value) {
@@ -42,104 +31,65 @@ const QString kColumns =
 } // namespace
 
 HistoryStore::HistoryStore(const QString& folder, const QString& connectionName)
-    : connectionName_(connectionName) {
-    const QString doing = QStringLiteral("Could not open the message history");
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName_);
-        db.setDatabaseName(QDir(folder).filePath(kSource));
-        // Another client on the same folder holds the file only while it
-        // writes one batch; waiting longer would hold up the conversation.
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=250"));
-        if (!db.open()) {
-            const QSqlError error = db.lastError();
-            db = QSqlDatabase();
-            QSqlDatabase::removeDatabase(connectionName_);
-            raise(doing, error);
-        }
+    // Another client on the same folder holds the file only while it writes
+    // one batch; waiting longer would hold up the conversation.
+    : file_(QDir(folder).filePath(kSource), connectionName, 250,
+            SqlFile::Errors{kDatabaseError, kSource}, kOpening) {
+    QSqlQuery version = file_.run(QStringLiteral("PRAGMA user_version"), {}, kOpening);
+    const int found = version.next() ? version.value(0).toInt() : 0;
+    version.finish();
+    if (found != 0 && found != kSchemaVersion) {
+        throw AppError(kDatabaseError, kSource,
+                       kOpening +
+                           QStringLiteral(": the file has a layout this version of the "
+                                          "program does not know (version ") +
+                           QString::number(found) + QLatin1Char(')'));
     }
-    try {
-        QSqlQuery version = run(QStringLiteral("PRAGMA user_version"), {}, doing);
-        const int found = version.next() ? version.value(0).toInt() : 0;
-        version.finish();
-        if (found != 0 && found != kSchemaVersion) {
-            throw AppError(kDatabaseError, kSource,
-                           doing +
-                               QStringLiteral(": the file has a layout this version of the "
-                                              "program does not know (version ") +
-                               QString::number(found) + QLatin1Char(')'));
+    // Write-ahead logging without a disk flush per commit: a crash of the
+    // program keeps every committed batch; a power cut may lose the last
+    // few, which for a history is the better trade than a flush per line.
+    file_.exec(QStringLiteral("PRAGMA journal_mode=WAL"), kOpening);
+    file_.exec(QStringLiteral("PRAGMA synchronous=NORMAL"), kOpening);
+    if (found == 0) {
+        // The text index holds only the words; the lines themselves stay
+        // in `lines`, which the index reads back for a match. Triggers
+        // keep both in step.
+        for (const char* sql : {
+                 "CREATE TABLE IF NOT EXISTS lines (id INTEGER PRIMARY KEY, at INTEGER NOT "
+                 "NULL, owner TEXT NOT NULL COLLATE NOCASE, room INTEGER NOT NULL, "
+                 "conversation TEXT NOT NULL COLLATE NOCASE, sender TEXT NOT NULL, body TEXT "
+                 "NOT NULL, font_name TEXT, font_size TEXT, style TEXT)",
+                 "CREATE INDEX IF NOT EXISTS lines_of_conversation ON lines "
+                 "(owner, room, conversation, id)",
+                 "CREATE VIRTUAL TABLE IF NOT EXISTS lines_text USING fts5(body, "
+                 "content='lines', content_rowid='id', prefix='3 4', "
+                 "tokenize='unicode61 remove_diacritics 2')",
+                 "CREATE TRIGGER IF NOT EXISTS lines_added AFTER INSERT ON lines BEGIN "
+                 "INSERT INTO lines_text (rowid, body) VALUES (new.id, new.body); END",
+                 "CREATE TRIGGER IF NOT EXISTS lines_removed AFTER DELETE ON lines BEGIN "
+                 "INSERT INTO lines_text (lines_text, rowid, body) "
+                 "VALUES ('delete', old.id, old.body); END",
+                 "PRAGMA user_version = 1",
+             }) {
+            file_.exec(QString::fromLatin1(sql), kOpening);
         }
-        // Write-ahead logging without a disk flush per commit: a crash of the
-        // program keeps every committed batch; a power cut may lose the last
-        // few, which for a history is the better trade than a flush per line.
-        exec(QStringLiteral("PRAGMA journal_mode=WAL"), doing);
-        exec(QStringLiteral("PRAGMA synchronous=NORMAL"), doing);
-        if (found == 0) {
-            // The text index holds only the words; the lines themselves stay
-            // in `lines`, which the index reads back for a match. Triggers
-            // keep both in step.
-            for (const char* sql : {
-                     "CREATE TABLE IF NOT EXISTS lines (id INTEGER PRIMARY KEY, at INTEGER NOT "
-                     "NULL, owner TEXT NOT NULL COLLATE NOCASE, room INTEGER NOT NULL, "
-                     "conversation TEXT NOT NULL COLLATE NOCASE, sender TEXT NOT NULL, body TEXT "
-                     "NOT NULL, font_name TEXT, font_size TEXT, style TEXT)",
-                     "CREATE INDEX IF NOT EXISTS lines_of_conversation ON lines "
-                     "(owner, room, conversation, id)",
-                     "CREATE VIRTUAL TABLE IF NOT EXISTS lines_text USING fts5(body, "
-                     "content='lines', content_rowid='id', prefix='3 4', "
-                     "tokenize='unicode61 remove_diacritics 2')",
-                     "CREATE TRIGGER IF NOT EXISTS lines_added AFTER INSERT ON lines BEGIN "
-                     "INSERT INTO lines_text (rowid, body) VALUES (new.id, new.body); END",
-                     "CREATE TRIGGER IF NOT EXISTS lines_removed AFTER DELETE ON lines BEGIN "
-                     "INSERT INTO lines_text (lines_text, rowid, body) "
-                     "VALUES ('delete', old.id, old.body); END",
-                     "PRAGMA user_version = 1",
-                 }) {
-                exec(QString::fromLatin1(sql), doing);
-            }
-        }
-    } catch (...) {
-        database(connectionName_).close();
-        QSqlDatabase::removeDatabase(connectionName_);
-        throw;
     }
 }
 
-HistoryStore::~HistoryStore() {
-    database(connectionName_).close();
-    QSqlDatabase::removeDatabase(connectionName_);
-}
-
-void HistoryStore::exec(const QString& sql, const QString& doing) {
-    run(sql, {}, doing);
-}
-
-QSqlQuery HistoryStore::run(const QString& sql, const QVariantList& values, const QString& doing) {
-    QSqlQuery query(database(connectionName_));
-    query.setForwardOnly(true);
-    if (!query.prepare(sql)) {
-        raise(doing, query.lastError());
-    }
-    for (const QVariant& value : values) {
-        query.addBindValue(value);
-    }
-    if (!query.exec()) {
-        raise(doing, query.lastError());
-    }
-    return query;
-}
+HistoryStore::~HistoryStore() = default;
 
 void HistoryStore::add(QList<HistoryLine>& lines) {
     const QString doing = QStringLiteral("Could not store a line of the message history");
-    QSqlDatabase db = database(connectionName_);
+    QSqlDatabase db = file_.database();
     if (!db.transaction()) {
-        raise(doing, db.lastError());
+        file_.raise(doing, db.lastError());
     }
     try {
         QSqlQuery insert(db);
         if (!insert.prepare(QStringLiteral(
                 "INSERT INTO lines (at, owner, room, conversation, sender, body, font_name, "
                 "font_size, style) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"))) {
-            raise(doing, insert.lastError());
+            file_.raise(doing, insert.lastError());
         }
         for (HistoryLine& line : lines) {
             insert.bindValue(0, line.at);
@@ -152,12 +102,12 @@ void HistoryStore::add(QList<HistoryLine>& lines) {
             insert.bindValue(7, text(line.fontSize));
             insert.bindValue(8, text(line.style));
             if (!insert.exec()) {
-                raise(doing, insert.lastError());
+                file_.raise(doing, insert.lastError());
             }
             line.id = insert.lastInsertId().toLongLong();
         }
         if (!db.commit()) {
-            raise(doing, db.lastError());
+            file_.raise(doing, db.lastError());
         }
     } catch (...) {
         db.rollback();
@@ -183,7 +133,7 @@ QString HistoryStore::matchQuery(const QString& words) {
 
 QList<HistoryLine> HistoryStore::lines(const QString& sql, const QVariantList& values,
                                        const QString& doing) {
-    QSqlQuery query = run(sql, values, doing);
+    QSqlQuery query = file_.run(sql, values, doing);
     QList<HistoryLine> found;
     while (query.next()) {
         found.append(HistoryLine{query.value(0).toLongLong(), query.value(1).toLongLong(),
@@ -193,7 +143,7 @@ QList<HistoryLine> HistoryStore::lines(const QString& sql, const QVariantList& v
                                  query.value(8).toString(), query.value(9).toString()});
     }
     if (query.lastError().isValid()) {
-        raise(doing, query.lastError());
+        file_.raise(doing, query.lastError());
     }
     return found;
 }
@@ -231,7 +181,7 @@ int HistoryStore::removeBefore(qint64 at) {
     // Lines are stored in time order, so the old ones are those before the
     // first line that is new enough: found by walking up from the oldest,
     // without an index on the time that every insert would have to keep.
-    QSqlQuery query = run(
+    QSqlQuery query = file_.run(
         QStringLiteral("DELETE FROM lines WHERE id < coalesce((SELECT id FROM lines WHERE at >= ? "
                        "ORDER BY id LIMIT 1), (SELECT max(id) + 1 FROM lines))"),
         {at}, QStringLiteral("Could not remove old lines from the message history"));
@@ -239,8 +189,8 @@ int HistoryStore::removeBefore(qint64 at) {
 }
 
 qint64 HistoryStore::lineCount() {
-    QSqlQuery query = run(QStringLiteral("SELECT count(*) FROM lines"), {},
-                          QStringLiteral("Could not count the lines of the message history"));
+    QSqlQuery query = file_.run(QStringLiteral("SELECT count(*) FROM lines"), {},
+                                QStringLiteral("Could not count the lines of the message history"));
     return query.next() ? query.value(0).toLongLong() : 0;
 }
 

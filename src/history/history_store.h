@@ -6,6 +6,8 @@
 // words>).
 #pragma once
 
+#include "platform/sql_file.h"
+
 #include <QList>
 #include <QSqlQuery>
 #include <QString>
@@ -58,11 +60,9 @@ public:
     [[nodiscard]] static QString matchQuery(const QString& words);
 
 private:
-    void exec(const QString& sql, const QString& doing);
-    QSqlQuery run(const QString& sql, const QVariantList& values, const QString& doing);
     QList<HistoryLine> lines(const QString& sql, const QVariantList& values, const QString& doing);
 
-    QString connectionName_;
+    SqlFile file_;
 };
 
 } // namespace velmora

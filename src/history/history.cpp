@@ -62,9 +62,9 @@ void History::record(const ConversationLine& line) {
     if (!problem_.isEmpty()) {
         return;
     }
-    pending_.append(HistoryLine{0, QDateTime::currentMSecsSinceEpoch(), session_.values().userName,
-                                line.room, line.conversation, line.line.sender,
-                                marksToSpaces(line.line.text), line.line.fontName,
+    pending_.append(HistoryLine{0, line.at ? line.at : QDateTime::currentMSecsSinceEpoch(),
+                                session_.values().userName, line.room, line.conversation,
+                                line.line.sender, marksToSpaces(line.line.text), line.line.fontName,
                                 line.line.fontSize, line.line.style});
     if (pending_.size() >= kBatchLines) {
         flush();

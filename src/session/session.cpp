@@ -12,6 +12,7 @@
 #include "session/offline_aware.h"
 #include "session/reconnect.h"
 
+#include <QDateTime>
 #include <QWidget>
 
 namespace velmora {
@@ -219,7 +220,7 @@ void Session::onBuddyList(std::function<void(const QList<BuddyListItem>&)> handl
 }
 
 void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> handler) {
-    dispatcher_->setHandler(Reply::OM, [handler = std::move(handler)](const Record& r) {
+    dispatcher_->setHandler(Reply::OM, [this, handler = std::move(handler)](const Record& r) {
         // Element 0 is what comes before the first separator: never a message.
         const QStringList elements = splitField(r.field(1), p::kListItemSep);
         QList<QStringList> messages;
@@ -227,6 +228,16 @@ void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> h
             messages.append(splitField(elements[i], p::kNameListSep));
         }
         handler(messages);
+        for (const QStringList& fields : std::as_const(messages)) {
+            if (fields.size() >= 2) {
+                // The server's clock wrote the time ("2026-11-23 18:40:00").
+                const QDateTime sent =
+                    QDateTime::fromString(fields.value(2), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+                emit lineExchanged(ConversationLine{fields[1], false,
+                                                    ChatLine{fields[1], fields[0], {}, {}, {}},
+                                                    sent.isValid() ? sent.toMSecsSinceEpoch() : 0});
+            }
+        }
     });
 }
 

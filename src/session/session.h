@@ -46,11 +46,13 @@ struct ChatLine {
 };
 
 // A line of a conversation this user took part in: a private message sent or
-// received, or a line of the room the user is in.
+// received (also one that waited on the server), or a line of the room the
+// user is in.
 struct ConversationLine {
     QString conversation; // the other user, or the room
     bool room = false;
     ChatLine line;
+    qint64 at = 0; // when it was sent, in ms since 1970, if not just now
 };
 
 class Session : public QObject {
@@ -197,8 +199,8 @@ signals:
     void conversationRequested(const QString& name);
     // The server closed the connection; the disconnect procedure has run.
     void connectionLost();
-    // A private message was sent or received, or a line of the room came:
-    // after the windows have shown it.
+    // A private message was sent or received (or came from the offline
+    // store), or a line of the room came: after the windows have shown it.
     void lineExchanged(const ConversationLine& line);
 
 private:

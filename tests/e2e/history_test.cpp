@@ -199,20 +199,27 @@ private slots:
         QCOMPARE(history->store()->lineCount(), 0);
     }
 
-    void linesWaitingAtExitAreKept() {
+    void linesWaitingAtExitAreKeptWithTheirTime() {
         test::TempHome home;
         test::RecordingPrompter prompter;
         test::RecordingDesktop desktop;
         auto client = std::make_unique<Client>(home.path(), prompter, desktop);
         client->session().values().userName = QStringLiteral("bobby");
+        // A message that waited on the server keeps the time it was sent.
+        client->session().dispatcher().dispatchBatch(QStringLiteral(
+            " ## +OM /$/ 1 :%: sleep%%well%%night :/ carol1 :/ 2026-01-02 03:04:05"));
         client->session().dispatcher().dispatchBatch(
             QStringLiteral(" ## +PM /$/ alicia /$/ good%%night /$/ Arial /$/ 10 /$/ "));
         client.reset();
         HistoryStore next(home.path(), QStringLiteral("next run"));
         const QList<HistoryLine> kept = next.search(QStringLiteral("night"), 10);
-        QCOMPARE(kept.size(), 1);
+        QCOMPARE(kept.size(), 2);
         QCOMPARE(kept[0].owner + " " + kept[0].sender + ": " + kept[0].text,
                  QStringLiteral("bobby alicia: good night"));
+        QCOMPARE(kept[1].conversation + ": " + kept[1].text,
+                 QStringLiteral("carol1: sleep well night"));
+        QCOMPARE(QDateTime::fromMSecsSinceEpoch(kept[1].at),
+                 QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5)));
     }
 
     void aDamagedFileCostsAMessageNeverMessaging() {

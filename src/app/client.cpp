@@ -2,6 +2,7 @@
 
 #include "conference/install.h"
 #include "contacts/install.h"
+#include "history/install.h"
 #include "messaging/install.h"
 #include "shell/install.h"
 #include "shell/login_window.h"
@@ -27,6 +28,7 @@ Client::Client(const QString& appFolder, Prompter& prompter, Desktop& desktop, Q
     installOfflineMessages(s);
     installConferences(s);
     installTransfer(s);
+    installHistory(s);
     QObject::connect(mainWindow_.get(), &MainWindow::buddyActivated, &s,
                      [&s](const QString& name) { s.requestConversation(name); });
 }

@@ -3,6 +3,7 @@
 #include "controls/common_dialog.h"
 #include "controls/font_toolbar.h"
 #include "controls/form_position.h"
+#include "controls/spell_highlighter.h"
 #include "messaging/chat_menus.h"
 #include "messaging/conversation_log.h"
 #include "platform/html_message_view.h"
@@ -94,6 +95,7 @@ ChatWindow::ChatWindow(Session& session, const Form& form)
     txtSendMsg_->setAccessibleName(QStringLiteral("Message"));
     txtSendMsg_->setTabChangesFocus(true);
     txtSendMsg_->installEventFilter(this);
+    new SpellHighlighter(*txtSendMsg_, session.spellChecker());
     cmdSend_->setObjectName(QStringLiteral("cmdSend"));
 
     connect(cmdSend_, &QPushButton::clicked, this, [this] { cmdSend_Click(); });

@@ -4,6 +4,8 @@
 // database raises AppError(kDatabaseError, "omess.db", <the driver's words>).
 #pragma once
 
+#include "platform/sql_file.h"
+
 #include <QSqlQuery>
 #include <QString>
 #include <QVariantList>
@@ -54,10 +56,7 @@ public:
     void remove(qint64 index);
 
 private:
-    void exec(const QString& sql, const QString& doing);
-    QSqlQuery run(const QString& sql, const QVariantList& values, const QString& doing);
-
-    QString connectionName_;
+    SqlFile file_;
 };
 
 } // namespace velmora

@@ -31,6 +31,7 @@ struct Actions {
     QAction* toolsSearchUsers = nullptr;
     QAction* toolsOpenConference = nullptr;
     QAction* toolsOfflineMsgs = nullptr;
+    QAction* toolsSearchHistory = nullptr;
     QAction* helpHelp = nullptr;
     QAction* helpAbout = nullptr;
     QAction* sysSHA = nullptr;

@@ -1,5 +1,6 @@
 #include "session/session.h"
 
+#include "controls/spell_checker.h"
 #include "platform/desktop.h"
 #include "platform/number_text.h"
 #include "platform/prompter.h"
@@ -12,6 +13,7 @@
 #include "session/offline_aware.h"
 #include "session/reconnect.h"
 
+#include <QDateTime>
 #include <QWidget>
 
 namespace velmora {
@@ -132,6 +134,8 @@ void Session::sendPrivateMessage(const QString& recipient, const QString& text,
                                  const QString& style) {
     send(p::buildCommand(p::kHeadPM, {bytes(values_.userName), bytes(recipient), bytes(text),
                                       bytes(fontName), bytes(fontSize), bytes(style)}));
+    emit lineExchanged(ConversationLine{
+        recipient, false, ChatLine{values_.userName, text, fontName, fontSize, style}});
 }
 
 void Session::addBuddy(const QString& name) {
@@ -148,10 +152,12 @@ void Session::searchUsers(const QString& query) {
 
 void Session::joinRoom(const QString& room) {
     send(p::buildCommand(p::kHeadCO, {bytes(values_.userName), bytes(room)}));
+    room_ = room;
 }
 
 void Session::leaveRoom(const QString& room) {
     send(p::buildCommand(p::kHeadCE, {bytes(values_.userName), bytes(room)}));
+    room_.clear();
 }
 
 void Session::sendRoomMessage(const QString& room, const QString& text, const QString& fontName,
@@ -230,7 +236,7 @@ void Session::onBuddyList(std::function<void(const QList<BuddyListItem>&)> handl
 }
 
 void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> handler) {
-    dispatcher_->setHandler(Reply::OM, [handler = std::move(handler)](const Record& r) {
+    dispatcher_->setHandler(Reply::OM, [this, handler = std::move(handler)](const Record& r) {
         // Element 0 is what comes before the first separator: never a message.
         const QStringList elements = splitField(r.field(1), p::kListItemSep);
         QList<QStringList> messages;
@@ -238,12 +244,25 @@ void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> h
             messages.append(splitField(elements[i], p::kNameListSep));
         }
         handler(messages);
+        for (const QStringList& fields : std::as_const(messages)) {
+            if (fields.size() >= 2) {
+                // The server's clock wrote the time ("2026-11-23 18:40:00").
+                const QDateTime sent =
+                    QDateTime::fromString(fields.value(2), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+                emit lineExchanged(ConversationLine{fields[1], false,
+                                                    ChatLine{fields[1], fields[0], {}, {}, {}},
+                                                    sent.isValid() ? sent.toMSecsSinceEpoch() : 0});
+            }
+        }
     });
 }
 
 void Session::onPrivateMessage(std::function<void(const ChatLine&)> handler) {
-    dispatcher_->setHandler(
-        Reply::PM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+    dispatcher_->setHandler(Reply::PM, [this, handler = std::move(handler)](const Record& r) {
+        const ChatLine line = chatLine(r);
+        handler(line);
+        emit lineExchanged(ConversationLine{line.sender, false, line});
+    });
 }
 
 void Session::addPresenceHandler(std::function<void(const QString&, bool)> handler) {
@@ -296,8 +315,13 @@ void Session::onRoomMemberLeft(std::function<void(const QString&)> handler) {
 }
 
 void Session::onRoomMessage(std::function<void(const ChatLine&)> handler) {
-    dispatcher_->setHandler(
-        Reply::CM, [handler = std::move(handler)](const Record& r) { handler(chatLine(r)); });
+    dispatcher_->setHandler(Reply::CM, [this, handler = std::move(handler)](const Record& r) {
+        const ChatLine line = chatLine(r);
+        handler(line);
+        if (!room_.isEmpty()) {
+            emit lineExchanged(ConversationLine{room_, true, line});
+        }
+    });
 }
 
 void Session::onFileOffered(std::function<void()> handler) {
@@ -389,6 +413,7 @@ void Session::onConnectionClosed() {
         step([&] { frame_->resetBuddyTree(); });
     }
     step([&] {
+        room_.clear();
         values_.lngNodeKey = 2;
         values_.strProfileSite.clear();
         values_.userName.clear();
@@ -460,6 +485,14 @@ void Session::deleteSessionWindows() {
         delete window.data();
     }
     windows_.clear();
+}
+
+SpellChecker& Session::spellChecker() {
+    if (!spellChecker_) {
+        spellChecker_ = std::make_unique<SpellChecker>(appFolder_);
+        spellChecker_->setLanguage(SpellChecker::chosenLanguage(settings_.spellLanguage()));
+    }
+    return *spellChecker_;
 }
 
 void Session::playSoundFile(const QString& path) {

@@ -33,6 +33,7 @@ class Dispatcher;
 class MainFrame;
 class Prompter;
 class Reconnect;
+class SpellChecker;
 
 enum class LoginResult { Accepted, Refused, UpgradeNeeded, Invalid };
 enum class SignUpResult { Created, NameTaken, Disabled, Invalid };
@@ -44,6 +45,16 @@ struct ChatLine {
     QString fontName;
     QString fontSize;
     QString style;
+};
+
+// A line of a conversation this user took part in: a private message sent or
+// received (also one that waited on the server), or a line of the room the
+// user is in.
+struct ConversationLine {
+    QString conversation; // the other user, or the room
+    bool room = false;
+    ChatLine line;
+    qint64 at = 0; // when it was sent, in ms since 1970, if not just now
 };
 
 class Session : public QObject {
@@ -72,6 +83,9 @@ public:
     // Logging in again after a dropped connection.
     [[nodiscard]] Reconnect& reconnect() { return *reconnect_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
+    // The spelling dictionary every input box of the session shares, in the
+    // language the settings choose; loaded at the first use.
+    [[nodiscard]] SpellChecker& spellChecker();
 
     // The connection to the IM server.
     [[nodiscard]] bool isConnected() const;
@@ -191,6 +205,9 @@ signals:
     void conversationRequested(const QString& name);
     // The server closed the connection; the disconnect procedure has run.
     void connectionLost();
+    // A private message was sent or received (or came from the offline
+    // store), or a line of the room came: after the windows have shown it.
+    void lineExchanged(const ConversationLine& line);
 
 private:
     void send(const std::string& command);
@@ -208,7 +225,9 @@ private:
     std::unique_ptr<Dispatcher> dispatcher_;
     std::unique_ptr<Reconnect> reconnect_;
     std::unique_ptr<CertificateTrust> certificates_;
+    std::unique_ptr<SpellChecker> spellChecker_;
     QString address_; // the last address connected to
+    QString room_;    // the room joined last, whose lines "+CM" brings
     MainFrame* frame_ = nullptr;
     QList<QPointer<QWidget>> windows_;
     std::vector<std::function<void(const QString&, bool)>> presence_;

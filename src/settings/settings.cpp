@@ -15,6 +15,8 @@ constexpr const char* kSounds = "Sounds";
 constexpr const char* kLogin = "Login Options";
 constexpr const char* kFont = "Font";
 constexpr const char* kFormPos = "FormPos";
+constexpr const char* kHistory = "History";
+constexpr const char* kSpelling = "Spelling";
 
 QString switchText(bool on) {
     return on ? QStringLiteral("1") : QStringLiteral("0");
@@ -110,6 +112,22 @@ qint16 Settings::reconnect() const {
 
 void Settings::setReconnect(bool on) {
     write(kSettings, QStringLiteral("Reconnect"), switchText(on));
+}
+
+qint32 Settings::historyKeepDays() const {
+    return number_text::toInt32(read(kHistory, QStringLiteral("KeepDays"), QStringLiteral("0")));
+}
+
+void Settings::setHistoryKeepDays(qint32 days) {
+    write(kHistory, QStringLiteral("KeepDays"), QString::number(days));
+}
+
+QString Settings::spellLanguage() const {
+    return read(kSpelling, QStringLiteral("Language"), QString());
+}
+
+void Settings::setSpellLanguage(const QString& language) {
+    write(kSpelling, QStringLiteral("Language"), language);
 }
 
 QString Settings::soundPath(const QString& name) const {

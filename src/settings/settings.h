@@ -81,6 +81,18 @@ public:
     [[nodiscard]] qint16 reconnect() const;
     void setReconnect(bool on);
 
+    // Section "History", "KeepDays": how many days of conversation history
+    // to keep; 0, and a missing key, keep it forever.
+    [[nodiscard]] qint32 historyKeepDays() const;
+    void setHistoryKeepDays(qint32 days);
+
+    // Section "Spelling", "Language": the dictionary the input boxes check
+    // against ("en_US"), kSpellingOff for none; empty when the file does not
+    // choose, which means the language of the desktop.
+    static constexpr const char* kSpellingOff = "Off";
+    [[nodiscard]] QString spellLanguage() const;
+    void setSpellLanguage(const QString& language);
+
     // Section "Sounds"; `name` is one of sound::k*.
     [[nodiscard]] QString soundPath(const QString& name) const;
     [[nodiscard]] qint16 soundEnabled(const QString& name) const;

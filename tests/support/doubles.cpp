@@ -51,38 +51,24 @@ QStringList RecordingPrompter::texts() const {
 }
 
 Keychain::Result MemoryKeychain::read(const QString& account, QString& password) {
-    if (!available) {
-        return Result::Unavailable;
-    }
-    if (!passwords.contains(account)) {
-        return Result::NotFound;
+    if (!available || !passwords.contains(account)) {
+        return available ? Result::NotFound : Result::Unavailable;
     }
     password = passwords.value(account);
     return Result::Done;
 }
 
 Keychain::Result MemoryKeychain::write(const QString& account, const QString& password) {
-    if (!available) {
-        return Result::Unavailable;
-    }
-    passwords.insert(account, password);
-    return Result::Done;
+    return available ? (passwords.insert(account, password), Result::Done) : Result::Unavailable;
 }
 
 Keychain::Result MemoryKeychain::remove(const QString& account) {
-    if (!available) {
-        return Result::Unavailable;
-    }
-    passwords.remove(account);
-    return Result::Done;
+    return available ? (passwords.remove(account), Result::Done) : Result::Unavailable;
 }
 
 void RecordingDesktop::notify(const QString& title, const QString& body,
-                              std::function<void()> activated, std::function<void()> unavailable) {
-    if (!notificationService) {
-        unavailable();
-        return;
-    }
+                              std::function<void()> activated,
+                              std::function<void()> /*unavailable*/) {
     notifications << title + QLatin1Char('|') + body;
     notificationClicks << std::move(activated);
 }

@@ -76,8 +76,7 @@ public:
     }
     void bringToFront(QWidget* window) override { broughtToFront << window; }
     [[nodiscard]] bool hasSystemTray() const override { return tray; }
-    // Recorded as "title|body"; without a notification service each one is
-    // turned away at once.
+    // Recorded as "title|body".
     void notify(const QString& title, const QString& body, std::function<void()> activated,
                 std::function<void()> unavailable) override;
     [[nodiscard]] Keychain& keychain() override { return secrets; }
@@ -91,7 +90,6 @@ public:
     QStringList notifications;
     // What clicking each recorded notification runs.
     QList<std::function<void()>> notificationClicks;
-    bool notificationService = true;
     MemoryKeychain secrets;
 };
 

@@ -15,6 +15,7 @@
 #include <QMessageBox>
 #include <QPixmap>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QTest>
 #include <QTimer>
@@ -57,18 +58,15 @@ bool VelmoradProcess::start(const QStringList& moreArgs) {
         out += process_.readAllStandardOutput();
         return out.contains(last) || process_.state() == QProcess::NotRunning;
     };
-    const QByteArray prefix = "listening on 127.0.0.1:";
-    const qsizetype at = QTest::qWaitFor(firstLine, 10000) ? out.indexOf(prefix) : -1;
-    if (at < 0) {
-        return false;
+    QList<quint16> ports;
+    auto found =
+        QRegularExpression(QStringLiteral("listening on 127.0.0.1:(\\d+)"))
+            .globalMatch(QTest::qWaitFor(firstLine, 10000) ? QString::fromLatin1(out) : "");
+    while (found.hasNext()) {
+        ports << found.next().captured(1).toUShort();
     }
-    port_ =
-        static_cast<quint16>(out.mid(at + prefix.size()).split('\n').value(0).trimmed().toUInt());
-    if (!tls.isEmpty()) {
-        const qsizetype tlsAt = out.indexOf(prefix, at + prefix.size());
-        tlsPort_ = static_cast<quint16>(
-            out.mid(tlsAt + prefix.size()).split(' ').value(0).trimmed().toUInt());
-    }
+    port_ = ports.value(0);
+    tlsPort_ = tls.isEmpty() ? tlsPort_ : ports.value(1);
     return port_ != 0 && (tls.isEmpty() || tlsPort_ != 0);
 }
 
@@ -152,15 +150,22 @@ bool saveScreenshot(const ShownBox& box, const QString& file) {
     return saved;
 }
 
+namespace {
+// Shows `window` in front and waits until the window manager has placed
+// and painted it.
+bool showForPicture(QWidget& window) {
+    window.show();
+    window.raise();
+    window.activateWindow();
+    QTest::qWait(300);
+    return QTest::qWaitForWindowExposed(&window);
+}
+} // namespace
+
 bool saveScreenshot(QWidget& window, const QString& file) {
     const QString folder = qEnvironmentVariable("VELMORA_SCREENSHOTS");
-    if (folder.isEmpty()) {
-        return true;
-    }
-    window.show();
-    window.activateWindow();
-    QTest::qWait(300); // let the window manager place and paint it
-    return QTest::qWaitForWindowExposed(&window) && window.grab().save(QDir(folder).filePath(file));
+    return folder.isEmpty() ||
+           (showForPicture(window) && window.grab().save(QDir(folder).filePath(file)));
 }
 
 bool saveScreenshotWithMenu(QMainWindow& window, QMenu& menu, const QString& file) {
@@ -168,11 +173,7 @@ bool saveScreenshotWithMenu(QMainWindow& window, QMenu& menu, const QString& fil
     if (folder.isEmpty()) {
         return true;
     }
-    window.show();
-    window.raise();
-    window.activateWindow();
-    QTest::qWait(300);
-    if (!QTest::qWaitForWindowExposed(&window)) {
+    if (!showForPicture(window)) {
         return false;
     }
     QMenuBar* bar = window.menuBar();

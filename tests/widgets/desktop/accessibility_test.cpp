@@ -10,6 +10,7 @@
 #include "support/client_rig.h"
 
 #include <QAccessible>
+#include <QSet>
 #include <QTreeWidget>
 
 using namespace velmora;
@@ -18,26 +19,12 @@ using velmora::test::ClientRig;
 namespace {
 
 bool isInteractive(QAccessible::Role role) {
-    switch (role) {
-    case QAccessible::Button:
-    case QAccessible::ButtonMenu:
-    case QAccessible::ButtonDropDown:
-    case QAccessible::CheckBox:
-    case QAccessible::RadioButton:
-    case QAccessible::ComboBox:
-    case QAccessible::EditableText:
-    case QAccessible::SpinBox:
-    case QAccessible::Slider:
-    case QAccessible::PageTab:
-    case QAccessible::List:
-    case QAccessible::Tree:
-    case QAccessible::Table:
-    case QAccessible::MenuItem:
-    case QAccessible::Link:
-        return true;
-    default:
-        return false;
-    }
+    using A = QAccessible;
+    static const QSet<QAccessible::Role> kRoles{
+        A::Button,   A::ButtonMenu,   A::ButtonDropDown, A::CheckBox, A::RadioButton,
+        A::ComboBox, A::EditableText, A::SpinBox,        A::Slider,   A::PageTab,
+        A::List,     A::Tree,         A::Table,          A::MenuItem, A::Link};
+    return kRoles.contains(role);
 }
 
 // "window/objectName (role)" for each visible interactive control without
@@ -85,7 +72,7 @@ class AccessibilityTest : public QObject {
 private slots:
     void everyControlOfEveryWindowHasAName() {
         ClientRig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        QVERIFY(rig.logIn("alicia"));
         Session& session = rig.client.session();
         MainWindow& main = rig.client.mainWindow();
         main.show();
@@ -96,12 +83,11 @@ private slots:
               "mnuToolsSearchUsers", "mnuToolsOfflineMsgs", "mnuToolsOpenConference"}) {
             rig.action(item)->trigger();
         }
-        OpenPMWindow(session, QStringLiteral("bobby"));
+        OpenPMWindow(session, "bobby");
         auto* sendPM = new SendPMDialog(session, &main);
         sendPM->setAttribute(Qt::WA_DeleteOnClose);
         sendPM->show();
-        ConfWindow& room =
-            session.findChild<ConferenceRooms*>()->showRoom(QStringLiteral("lounge"));
+        ConfWindow& room = session.findChild<ConferenceRooms*>()->showRoom("lounge");
         QVERIFY(rig.feed(" ## +CDet /$/ 1 /$/ alicia /$/ bobby",
                          [&] { return !room.findChildren<QWidget*>().isEmpty(); }));
         room.inviteUsers();
@@ -125,7 +111,7 @@ private slots:
 
     void theBuddyTreeSaysWhoIsOnline() {
         ClientRig rig;
-        QVERIFY(rig.logIn(QStringLiteral("bobby")));
+        QVERIFY(rig.logIn("bobby"));
         QTreeWidget& tree = rig.client.mainWindow().tvBuddies();
         rig.client.mainWindow().show();
         QVERIFY(rig.feed(" ## +BL /$/ n %/ alicia :%: f %/ carol1",

@@ -48,29 +48,12 @@ void setDesktopOptions(ClientRig& rig, bool notify, bool keychain) {
     child<QPushButton>(*dialog, "cmdOK")->click();
 }
 
-// A dark palette as a desktop with a dark theme hands the program.
-QPalette darkPalette() {
-    QPalette dark;
-    const QColor window(0x35, 0x35, 0x35);
-    const QColor base(0x2a, 0x2a, 0x2a);
-    for (auto [role, colour] :
-         {std::pair{QPalette::Window, window}, std::pair{QPalette::Button, window},
-          std::pair{QPalette::Base, base}, std::pair{QPalette::AlternateBase, window},
-          std::pair{QPalette::WindowText, QColor(Qt::white)},
-          std::pair{QPalette::Text, QColor(Qt::white)},
-          std::pair{QPalette::ButtonText, QColor(Qt::white)},
-          std::pair{QPalette::Highlight, QColor(0x2a, 0x82, 0xda)}}) {
-        dark.setColor(role, colour);
-    }
-    return dark;
-}
-
 // Logs in through the login window with the details saved.
 bool logInSaving(ClientRig& rig, const QString& password) {
     LoginWindow& login = rig.client.loginWindow();
     login.show();
     child<QComboBox>(login, "cboHost")->setEditText(rig.server.address());
-    child<QLineEdit>(login, "txtUName")->setText(QStringLiteral("alicia"));
+    child<QLineEdit>(login, "txtUName")->setText("alicia");
     child<QLineEdit>(login, "txtPWord")->setText(password);
     child<QCheckBox>(login, "chkSaveDetails")->setChecked(true);
     login.cmdLogin_Click();
@@ -90,7 +73,7 @@ class DesktopTest : public QObject {
 private slots:
     void messagesAndInvitationsFromElsewhereNotify() {
         ClientRig rig("[Settings]\r\nNewPM=0\r\n");
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        QVERIFY(rig.logIn("alicia"));
         MainWindow& main = rig.client.mainWindow();
         QVERIFY(activate(main));
 
@@ -139,7 +122,7 @@ private slots:
 
     void theDesktopPageTurnsNotificationsOffAndWritesOnlyWhatChanged() {
         ClientRig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        QVERIFY(rig.logIn("alicia"));
         // Untouched, the page writes neither of its keys.
         setDesktopOptions(rig, true, false);
         QVERIFY(!ini(rig).contains("Notify") && !ini(rig).contains("Keychain"));
@@ -149,17 +132,16 @@ private slots:
         QVERIFY(activate(rig.client.mainWindow()));
         QVERIFY(rig.feed(" ## +PM /$/ bobby /$/ quiet /$/ Arial /$/ 10 /$/ ",
                          [&] { return !rig.windows<PMWindow>().isEmpty(); }));
-        QVERIFY(rig.feed(" ## +PM /$/ carol1 /$/ still%%quiet /$/ Arial /$/ 10 /$/ ",
-                         [&] { return rig.windows<PMWindow>().size() == 2; }));
         QVERIFY(rig.desktop.notifications.isEmpty());
     }
 
     void aDarkPaletteDarkensEverythingButTheChatPages() {
         const QPalette before = QApplication::palette();
         QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-        QApplication::setPalette(darkPalette());
+        // A dark palette as a desktop with a dark theme hands the program.
+        QApplication::setPalette(QPalette(QColor(0x35, 0x35, 0x35)));
         ClientRig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
+        QVERIFY(rig.logIn("alicia"));
         MainWindow& main = rig.client.mainWindow();
         main.show();
         QVERIFY(rig.feed(" ## +BL /$/ n %/ bobby :%: f %/ carol1",
@@ -188,8 +170,8 @@ private slots:
         QVERIFY2(light.isEmpty(), qPrintable(light.join('\n')));
         QCOMPARE(chat.brwMessage().palette().color(QPalette::Text), QColor(Qt::black));
 
-        QVERIFY(test::saveScreenshot(main, QStringLiteral("dark-main-window.png")));
-        QVERIFY(test::saveScreenshot(chat, QStringLiteral("dark-conversation.png")));
+        QVERIFY(test::saveScreenshot(main, "dark-main-window.png"));
+        QVERIFY(test::saveScreenshot(chat, "dark-conversation.png"));
         // With a notification service on the desktop's bus (a real one under
         // Xvfb), the screen with Velmora's notification on it.
         if (!qEnvironmentVariableIsEmpty("VELMORA_SCREENSHOTS") &&

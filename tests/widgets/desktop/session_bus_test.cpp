@@ -172,7 +172,6 @@ private slots:
             },
             10000));
 
-        QCOMPARE(keychain.read("alicia", password), Keychain::Result::NotFound);
         QCOMPARE(keychain.write("alicia", "secret1"), Keychain::Result::Done);
         QCOMPARE(keychain.write("bobby", "bobby1"), Keychain::Result::Done);
         QCOMPARE(keychain.write("Alicia", QStringLiteral("sécret 2")), Keychain::Result::Done);

@@ -95,14 +95,14 @@ const QString kNotice =
 
 // alicia, logged in against the loopback server.
 struct ConfRig : velmora::test::ClientRig {
-    ConfRig() { (void)logIn(QStringLiteral("alicia")); }
+    ConfRig() { (void)logIn("alicia"); }
     ConferenceRooms& rooms() { return *client.session().findChild<ConferenceRooms*>(); }
     ConfWindow* room() { return rooms().room(); }
 
     // Room "lobby" open with these members; the join command is forgotten.
     ConfWindow& lobby(const QByteArray& members) {
-        ConfWindow& room = rooms().showRoom(QStringLiteral("lobby"));
-        rooms().sendJoin(QStringLiteral("lobby"));
+        ConfWindow& room = rooms().showRoom("lobby");
+        rooms().sendJoin("lobby");
         (void)sent();
         if (!members.isEmpty()) {
             (void)feed(" ## +CDet /$/  :/ " + members,
@@ -137,8 +137,8 @@ class ChatTest : public QObject {
 private slots:
     void sentLinesGoOutInWireFormAndShowInTheOwnColour() {
         Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("alicia")));
-        PMWindow* w = OpenPMWindow(rig.client.session(), QStringLiteral("bobby"));
+        QVERIFY(rig.logIn("alicia"));
+        PMWindow* w = OpenPMWindow(rig.client.session(), "bobby");
         QVERIFY(
             shownText(w->brwMessage())
                 .startsWith("Remember: You should never give out personal information online!"));
@@ -147,7 +147,7 @@ private slots:
                  QStringLiteral("MS Sans Serif10BIU"));
         test::useFont(w->tbFontSettings(), "Arial", "12", "B");
         // Typed "%%" is a space, and runs of spaces shrink to one.
-        test::say(w->txtSendMsg(), QStringLiteral("hello  %%world :)"));
+        test::say(w->txtSendMsg(), "hello  %%world :)");
         QCOMPARE(rig.sent(),
                  QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ hello%%world%%:) /:/ Arial /:/ 12 "
                             "/:/ B"));
@@ -157,18 +157,18 @@ private slots:
 
         // The style letters always come as B, I, U; line breaks stay.
         test::useFont(w->tbFontSettings(), "Courier New", "10", "UIB");
-        w->txtSendMsg().setPlainText(QStringLiteral("line one\nline two"));
+        w->txtSendMsg().setPlainText("line one\nline two");
         child<QPushButton>(*w, "cmdSend")->click();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdPM /:/ alicia /:/ bobby /:/ line%%one\r\nline%%two "
                                         "/:/ Courier New /:/ 10 /:/ BIU"));
 
         // Blanks only: a beep, nothing sent. To oneself (any case): shown, never sent.
         const QString before = w->brwMessage().source();
-        test::say(w->txtSendMsg(), QStringLiteral("   "));
+        test::say(w->txtSendMsg(), "   ");
         QCOMPARE(rig.prompter.beeps, 1);
         QCOMPARE(w->brwMessage().source(), before);
-        PMWindow* self = OpenPMWindow(rig.client.session(), QStringLiteral("ALICIA"));
-        test::say(self->txtSendMsg(), QStringLiteral("note to self"));
+        PMWindow* self = OpenPMWindow(rig.client.session(), "ALICIA");
+        test::say(self->txtSendMsg(), "note to self");
         QVERIFY(shownText(self->brwMessage()).endsWith("alicia: note to self "));
         QCOMPARE(rig.sent(), QByteArray());
 
@@ -177,10 +177,10 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray(" ## cmdAB /:/ alicia /:/ bobby"));
 
         // The saved log reads as the window does.
-        w = OpenPMWindow(rig.client.session(), QStringLiteral("carol1"));
+        w = OpenPMWindow(rig.client.session(), "carol1");
         rig.client.session().dispatcher().dispatchBatch(
             " ## +PM /$/ carol1 /$/ hi%%:)%%see%%www.x.org\r\n<b>&%%\"q\" /$/ Arial /$/ 10 /$/ B");
-        test::say(w->txtSendMsg(), QStringLiteral("Grüße, 你好 ;) www"));
+        test::say(w->txtSendMsg(), "Grüße, 你好 ;) www");
         test::ScriptedChooser chooser;
         w->setFileChooser(&chooser);
         w->saveLog(); // cancelled: nothing written
@@ -206,7 +206,7 @@ private slots:
 
     void receivedLinesAndSmiliesFindTheirPlace() {
         Rig rig;
-        QVERIFY(rig.logIn(QStringLiteral("bobby")));
+        QVERIFY(rig.logIn("bobby"));
         emit rig.client.mainWindow().buddyActivated(QStringLiteral("alicia"));
         PMWindow* open = rig.pm(QStringLiteral("alicia - Instant Message"));
         QVERIFY(open);
@@ -233,7 +233,7 @@ private slots:
 
         // Smilies go to the caret, except in the server's own notices,
         // which cannot be answered.
-        open->txtSendMsg().setPlainText(QStringLiteral("ab"));
+        open->txtSendMsg().setPlainText("ab");
         QTextCursor caret = open->txtSendMsg().textCursor();
         caret.setPosition(1);
         open->txtSendMsg().setTextCursor(caret);
@@ -253,7 +253,7 @@ private slots:
                   "Underlined=False\r\n[FormPos]\r\nfrmPM-Left=40\r\nfrmPM-Top=50\r\n"
                   "frmPM-Height=333\r\nfrmPM-Width=444\r\n[Settings]\r\nNewPM=0\r\n"
                   "[Sounds]\r\nReceiveIMEnabled=0\r\n");
-        PMWindow* v = OpenPMWindow(saved.client.session(), QStringLiteral("bobby"));
+        PMWindow* v = OpenPMWindow(saved.client.session(), "bobby");
         // Switched off, a message neither sounds nor brings its window forward.
         saved.client.session().dispatcher().dispatchBatch(
             " ## +PM /$/ bobby /$/ hi /$/ Arial /$/ 10 /$/ ");
@@ -275,7 +275,7 @@ private slots:
                               "frmPM-Width=520"));
         // A position that is no number is reported, and the window still opens.
         Rig bad("[FormPos]\r\nfrmPM-Left=far\r\n");
-        QVERIFY(OpenPMWindow(bad.client.session(), QStringLiteral("bobby")));
+        QVERIFY(OpenPMWindow(bad.client.session(), "bobby"));
         QCOMPARE(bad.prompter.texts().size(), 1);
         QVERIFY(bad.prompter.texts()[0].startsWith(QStringLiteral("Error #13 ")));
     }
@@ -304,7 +304,7 @@ private slots:
             typed.txtUserName().setText(QString::fromUtf8(bad));
             QVERIFY2(!typed.cmdOpen().isEnabled(), bad);
         }
-        typed.txtUserName().setText(QStringLiteral("DAVE_2"));
+        typed.txtUserName().setText("DAVE_2");
         typed.optUser(0).click(); // the list, where nothing is selected
         QVERIFY(!typed.cmdOpen().isEnabled());
         typed.optUser(1).click();
@@ -422,8 +422,7 @@ private slots:
 
         // Reply opens the sender's message window; this one stays.
         child<QPushButton>(window, "cmdReply")->click();
-        QVERIFY(
-            bobby.client.session().findWindowByCaption(QStringLiteral("DAVE1 - Instant Message")));
+        QVERIFY(bobby.client.session().findWindowByCaption("DAVE1 - Instant Message"));
         QVERIFY(window.isVisible());
         // Delete clears the view and leaves Reply and Delete off until a row
         // is shown again; the last one leaves the empty page.
@@ -447,10 +446,10 @@ private slots:
         auto* open = rig.windows<QDialog>("frmConfOpen").value(0);
         QVERIFY(open);
         auto* name = child<QLineEdit>(*open, "txtConfName");
-        name->setText(QStringLiteral("lob"));
+        name->setText("lob");
         child<QPushButton>(*open, "cmdOK")->click();
         QCOMPARE(rig.prompter.beeps, 1);
-        name->setText(QStringLiteral("lob by"));
+        name->setText("lob by");
         child<QPushButton>(*open, "cmdOK")->click();
         QCOMPARE(rig.prompter.texts(),
                  QStringList{"Error: You have not entered a valid conference name!\r\n"
@@ -460,7 +459,7 @@ private slots:
         QVERIFY(!rig.room());
         QCOMPARE(rig.sent(), QByteArray());
 
-        name->setText(QStringLiteral("Lob_1"));
+        name->setText("Lob_1");
         child<QPushButton>(*open, "cmdOK")->click();
         QCOMPARE(rig.sent(), QByteArray(" ## cmdCO /:/ alicia /:/ Lob_1"));
         QVERIFY(rig.room() && rig.room()->isVisible());
@@ -531,14 +530,14 @@ private slots:
         // is drawn only when the server echoes it.
         const QString shown = room.brwMessage().source();
         test::useFont(room.tbFontSettings(), "Arial", "12", "IU");
-        test::say(room.txtSendMsg(), QStringLiteral("see  you%%there"));
+        test::say(room.txtSendMsg(), "see  you%%there");
         QCOMPARE(rig.sent(),
                  QByteArray(" ## cmdCM /:/ alicia /:/ lobby /:/ see%%you%%there /:/ Arial /:/ 12 "
                             "/:/ IU"));
         QVERIFY(room.txtSendMsg().toPlainText().isEmpty() && room.txtSendMsg().isEnabled());
         QCOMPARE(room.brwMessage().source(), shown);
         // Blanks only: a beep and nothing on the wire.
-        room.txtSendMsg().setPlainText(QStringLiteral("  %% "));
+        room.txtSendMsg().setPlainText("  %% ");
         child<QPushButton>(room, "cmdSend")->click();
         QCOMPARE(rig.prompter.beeps, 1);
         QCOMPARE(rig.sent(), QByteArray());
@@ -566,7 +565,7 @@ private slots:
 
         // A lost connection leaves the window open but mute.
         ConfWindow& again = rig.lobby("alicia :/ bobby");
-        again.txtSendMsg().setPlainText(QStringLiteral("unsent"));
+        again.txtSendMsg().setPlainText("unsent");
         rig.server.closePeer();
         QVERIFY(QTest::qWaitFor([&] { return again.confName().isEmpty(); }));
         QVERIFY(again.isVisible() && !again.txtSendMsg().isEnabled());
@@ -593,7 +592,7 @@ private slots:
         QVERIFY(dialog->isVisible());
 
         dialog->tvUsers().topLevelItem(0)->setCheckState(0, Qt::Checked);
-        dialog->txtSendMsg().setPlainText(QStringLiteral("come in"));
+        dialog->txtSendMsg().setPlainText("come in");
         invite->click();
         QCOMPARE(rig.sent(),
                  QByteArray(" ## cmdCI /:/ alicia /:/ lobby /:/  :/ bobby /:/ come%%in"));

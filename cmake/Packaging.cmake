@@ -72,7 +72,10 @@ set(CPACK_DEBIAN_VELMORAD_PACKAGE_NAME velmorad)
 
 # Qt loads these as plugins, so the library scan does not see them.
 set(CPACK_DEBIAN_VELMORA_PACKAGE_DEPENDS "libqt6sql6-sqlite, libqt6svg6")
-set(CPACK_DEBIAN_VELMORA_PACKAGE_SUGGESTS velmorad)
+# A dictionary for the spell check, and a keychain for the password when
+# the user asks for one; without them the client simply does without.
+set(CPACK_DEBIAN_VELMORA_PACKAGE_RECOMMENDS "hunspell-en-us | hunspell-dictionary")
+set(CPACK_DEBIAN_VELMORA_PACKAGE_SUGGESTS "velmorad, gnome-keyring")
 set(CPACK_COMPONENT_VELMORA_DESCRIPTION
     "instant messenger with buddy list, conferences and offline messages\n\
 Velmora is a desktop instant messenger in the spirit of the classic IM\n\

@@ -3,7 +3,6 @@
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "session/space_mark.h"
-#include "settings/desktop_settings.h"
 
 #include <QPointer>
 
@@ -11,7 +10,7 @@ namespace velmora {
 
 void notifyUser(Session& session, const QString& title, const QString& text,
                 std::function<void()> activated) {
-    if (DesktopSettings(session.settings()).notify() != 1) {
+    if (session.settings().notify() != 1) {
         return;
     }
     // A click runs under the session's error trap, long after this returns.

@@ -114,6 +114,14 @@ void Settings::setReconnect(bool on) {
     write(kSettings, QStringLiteral("Reconnect"), switchText(on));
 }
 
+qint16 Settings::notify() const {
+    return number_text::toInt16(read(kSettings, QStringLiteral("Notify"), QStringLiteral("1")));
+}
+
+void Settings::setNotify(bool on) {
+    write(kSettings, QStringLiteral("Notify"), switchText(on));
+}
+
 qint32 Settings::historyKeepDays() const {
     return number_text::toInt32(read(kHistory, QStringLiteral("KeepDays"), QStringLiteral("0")));
 }
@@ -192,6 +200,14 @@ void Settings::setLoginEncrypted(bool on) {
     if ((loginEncrypted() == 1) != on) {
         write(kLogin, QStringLiteral("L-Encrypted"), switchText(on));
     }
+}
+
+qint16 Settings::keychain() const {
+    return number_text::toInt16(read(kLogin, QStringLiteral("L-Keychain"), QStringLiteral("0")));
+}
+
+void Settings::setKeychain(bool on) {
+    write(kLogin, QStringLiteral("L-Keychain"), switchText(on));
 }
 
 void Settings::setLoginCheck(bool on) {

@@ -80,6 +80,10 @@ public:
     // reading never writes the key).
     [[nodiscard]] qint16 reconnect() const;
     void setReconnect(bool on);
+    // "Notify": a desktop notification for a message or an invitation that
+    // arrives while its window is not in front (on when absent).
+    [[nodiscard]] qint16 notify() const;
+    void setNotify(bool on);
 
     // Section "History", "KeepDays": how many days of conversation history
     // to keep; 0, and a missing key, keep it forever.
@@ -114,6 +118,10 @@ public:
     // it changes, so a user who never turns it on never has the key.
     [[nodiscard]] qint16 loginEncrypted() const;
     void setLoginEncrypted(bool on);
+    // "L-Keychain": a saved password lives in the system keychain and
+    // "L-Pass" stays empty (off when absent).
+    [[nodiscard]] qint16 keychain() const;
+    void setKeychain(bool on);
 
     // Section "Font": the default message font. Styles read "True"/"False"
     // (or a number); other text raises AppError 13. `missing` stands in for

@@ -1,6 +1,6 @@
 #include "shell/desktop_options_page.h"
 
-#include "settings/desktop_settings.h"
+#include "settings/settings.h"
 #include "shell/saved_password.h"
 
 #include <QCheckBox>
@@ -28,19 +28,17 @@ DesktopOptionsPage::DesktopOptionsPage(Session& session, QWidget* parent)
 }
 
 void DesktopOptionsPage::restoreOptions(const Settings& settings) {
-    const DesktopSettings desktop(settings);
-    chkNotify_->setChecked(desktop.notify() == 1);
-    chkKeychain_->setChecked(desktop.keychain() == 1);
+    chkNotify_->setChecked(settings.notify() == 1);
+    chkKeychain_->setChecked(settings.keychain() == 1);
 }
 
 void DesktopOptionsPage::applyOptions(Settings& settings, MainWindowValues& /*values*/) {
     // Written only when changed: a file that never had the keys keeps it so.
-    DesktopSettings desktop(settings);
-    if (chkNotify_->isChecked() != (desktop.notify() == 1)) {
-        desktop.setNotify(chkNotify_->isChecked());
+    if (chkNotify_->isChecked() != (settings.notify() == 1)) {
+        settings.setNotify(chkNotify_->isChecked());
     }
-    if (chkKeychain_->isChecked() != (desktop.keychain() == 1)) {
-        desktop.setKeychain(chkKeychain_->isChecked());
+    if (chkKeychain_->isChecked() != (settings.keychain() == 1)) {
+        settings.setKeychain(chkKeychain_->isChecked());
         SavedPassword::of(session_).keychainChanged(chkKeychain_->isChecked());
     }
 }

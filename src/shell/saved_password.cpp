@@ -3,7 +3,6 @@
 #include "platform/keychain.h"
 #include "platform/prompter.h"
 #include "session/session.h"
-#include "settings/desktop_settings.h"
 
 namespace velmora {
 
@@ -20,7 +19,7 @@ QString SavedPassword::load(const QString& user) {
     Settings& settings = session_.settings();
     // A password still in the file (saved where no keychain answered) wins.
     const QString inFile = settings.loginPass();
-    if (!inFile.isEmpty() || DesktopSettings(settings).keychain() != 1 || user.isEmpty()) {
+    if (!inFile.isEmpty() || settings.keychain() != 1 || user.isEmpty()) {
         return inFile;
     }
     QString password;
@@ -32,7 +31,7 @@ QString SavedPassword::load(const QString& user) {
 
 void SavedPassword::save(const QString& user, const QString& password) {
     Settings& settings = session_.settings();
-    if (DesktopSettings(settings).keychain() == 1) {
+    if (settings.keychain() == 1) {
         if (session_.desktop().keychain().write(user, password) == Keychain::Result::Done) {
             settings.setLoginPass(QString());
             return;
@@ -44,7 +43,7 @@ void SavedPassword::save(const QString& user, const QString& password) {
 
 void SavedPassword::forget(const QString& user) {
     session_.settings().setLoginPass(QString());
-    if (DesktopSettings(session_.settings()).keychain() == 1 && !user.isEmpty()) {
+    if (session_.settings().keychain() == 1 && !user.isEmpty()) {
         session_.desktop().keychain().remove(user);
     }
 }

@@ -122,6 +122,8 @@ private:
     void invite(const Session& me, const protocol::FieldViews& f, Effects& fx);
     void leaveRoom(const Session& me, Effects& fx);
     void toRoom(const Room& room, const std::string& record, Effects& fx);
+    // The user's room, when it is the one named.
+    [[nodiscard]] std::optional<Room> roomNamed(const Session& me, std::string_view name);
 
     // Counts a protocol violation: the first is logged, the last closes.
     void violation(ConnId conn, const std::string& what, Effects& fx);

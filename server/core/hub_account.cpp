@@ -10,8 +10,6 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {} // namespace
-
 void Hub::login(ConnId conn, const p::FieldViews& f, Effects& fx) {
     const std::string name(f[1]);
     const std::string password(f[2]);

@@ -3,8 +3,6 @@
 
 #include "core/names.h"
 
-#include <algorithm>
-
 namespace velmora::server::core {
 
 namespace p = protocol;
@@ -30,8 +28,7 @@ void Hub::addBuddy(ConnId conn, const Session& me, const p::FieldViews& f, Effec
         return;
     }
     const auto current = store_.buddies(me.id);
-    const bool listed = std::any_of(current.begin(), current.end(),
-                                    [&](const std::string& n) { return sameName(n, buddy->name); });
+    const bool listed = holdsName(current, buddy->name);
     if (!listed && current.size() >= kMaxBuddies) {
         log_.line(who(conn) + " buddy list full, " + buddy->name + " not added");
     } else if (!listed) {

@@ -4,18 +4,9 @@
 #include "core/names.h"
 #include "protocol/names.h"
 
-#include <algorithm>
-
 namespace velmora::server::core {
 
 namespace p = protocol;
-
-namespace {
-bool holds(const Room& room, std::string_view user) {
-    return std::any_of(room.members.begin(), room.members.end(),
-                       [&](const std::string& m) { return sameName(m, user); });
-}
-} // namespace
 
 void Hub::toRoom(const Room& room, const std::string& record, Effects& fx) {
     bool first = true;
@@ -65,9 +56,14 @@ void Hub::openRoom(ConnId conn, const Session& me, const p::FieldViews& f, Effec
     fx.send(conn, p::buildReply(p::reply::CDet, {list}));
 }
 
+std::optional<Room> Hub::roomNamed(const Session& me, std::string_view name) {
+    auto room = rooms_.roomOf(me.name);
+    return room && sameName(room->name, name) ? room : std::nullopt;
+}
+
 void Hub::roomMessage(const Session& me, const p::FieldViews& f, Effects& fx) {
-    const auto room = rooms_.roomOf(me.name);
-    if (!room || !sameName(room->name, f[2])) {
+    const auto room = roomNamed(me, f[2]);
+    if (!room) {
         log_.line(me.name + " cmdCM to a room they are not in ignored");
         return;
     }
@@ -75,7 +71,7 @@ void Hub::roomMessage(const Session& me, const p::FieldViews& f, Effects& fx) {
 }
 
 void Hub::exitRoom(const Session& me, const p::FieldViews& f, Effects& fx) {
-    if (const auto room = rooms_.roomOf(me.name); room && sameName(room->name, f[2])) {
+    if (roomNamed(me, f[2])) {
         leaveRoom(me, fx);
     }
 }
@@ -87,8 +83,8 @@ void Hub::leaveRoom(const Session& me, Effects& fx) {
 }
 
 void Hub::invite(const Session& me, const p::FieldViews& f, Effects& fx) {
-    const auto room = rooms_.roomOf(me.name);
-    if (!room || !sameName(room->name, f[2])) {
+    const auto room = roomNamed(me, f[2]);
+    if (!room) {
         log_.line(me.name + " cmdCI for a room they are not in ignored");
         return;
     }
@@ -97,8 +93,7 @@ void Hub::invite(const Session& me, const p::FieldViews& f, Effects& fx) {
     std::vector<std::string> invited;
     for (std::size_t i = 1; i < names.size(); ++i) {
         const auto& name = names[i];
-        if (holds(*room, name) || std::any_of(invited.begin(), invited.end(),
-                                              [&](const auto& n) { return sameName(n, name); })) {
+        if (holdsName(room->members, name) || holdsName(invited, name)) {
             continue;
         }
         if (toUser(name, record, fx)) {

@@ -34,6 +34,11 @@ bool sameName(std::string_view a, std::string_view b) {
             }));
 }
 
+bool holdsName(const std::vector<std::string>& names, std::string_view name) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& n) { return sameName(n, name); });
+}
+
 std::size_t NameHash::operator()(std::string_view name) const {
     // FNV-1a over the upper-cased bytes.
     std::size_t hash = 1469598103934665603ull;

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velmora::server::core {
 
@@ -16,6 +17,9 @@ namespace velmora::server::core {
 [[nodiscard]] std::string nameKey(std::string_view name);
 
 [[nodiscard]] bool sameName(std::string_view a, std::string_view b);
+
+// True when one of `names` is `name`, ignoring case.
+[[nodiscard]] bool holdsName(const std::vector<std::string>& names, std::string_view name);
 
 // Hash and equality for maps keyed by name, ignoring case, that are looked up
 // with a string_view without building a key.

@@ -433,7 +433,7 @@ void Server::commitTurn() {
     });
     // Delivering may end a connection, and its end may hold new records.
     auto held = std::exchange(held_, {});
-    const auto wrote = std::exchange(heldWrote_, {});
+    auto wrote = std::exchange(heldWrote_, {});
     std::size_t dropped = 0;
     for (std::size_t i = 0; i < held.out.size(); ++i) {
         auto& out = held.out[i];
@@ -448,6 +448,13 @@ void Server::commitTurn() {
     }
     if (dropped > 0) {
         log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
+    }
+    // Nothing was held meanwhile: the next turn reuses these buffers.
+    if (held_.out.empty()) {
+        held.clear();
+        wrote.clear();
+        held_ = std::move(held);
+        heldWrote_ = std::move(wrote);
     }
 }
 

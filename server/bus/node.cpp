@@ -12,11 +12,14 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <unordered_set>
 
 namespace velmora::server::bus {
 
 namespace {
 constexpr std::string_view kEveryNode = "velmora:all";
+// A session's flags as the scripts keep them: "r" for delivery receipts.
+constexpr std::string_view kReceiptsFlag = "r";
 constexpr std::string_view kNodes = "velmora:nodes";
 // A wait on Redis longer than this counts as Redis out of reach.
 constexpr auto kWaitLimit = std::chrono::milliseconds(500);
@@ -137,9 +140,10 @@ void Node::resync() {
     keys.reserve(users.size());
     Command args{self_};
     for (const auto& user : users) {
-        keys.push_back(core::nameKey(user));
+        keys.push_back(core::nameKey(user.name));
         args.push_back(keys.back());
-        args.push_back(user);
+        args.push_back(user.name);
+        args.push_back(user.receipts ? kReceiptsFlag : std::string_view());
     }
     const auto taken = names(commands_.script(scripts::kResync, args).get());
     if (!taken.empty()) {
@@ -147,18 +151,29 @@ void Node::resync() {
                        [&] { return hub_->replacedElsewhere(taken); });
     }
     const auto all = commands_.command({"HGETALL", "velmora:online"});
+    const auto flagged = commands_.command({"HGETALL", "velmora:flags"});
+    std::unordered_set<std::string> receipts;
+    for (std::size_t i = 0; i + 1 < flagged->elements; i += 2) {
+        if (text(flagged->element[i + 1]) == kReceiptsFlag) {
+            receipts.insert(std::string(text(flagged->element[i])));
+        }
+    }
     std::vector<core::Directory::Entry> entries;
     for (std::size_t i = 1; i < all->elements; i += 2) {
         const auto [node, name] = firstWord(text(all->element[i]));
-        entries.push_back({std::string(node), std::string(name)});
+        entries.push_back({std::string(node), std::string(name),
+                           receipts.contains(std::string(text(all->element[i - 1])))});
     }
     server_->enact("taking presence from the bus", [&] { return hub_->resynced(entries); });
     resyncNeeded_ = false;
 }
 
-std::optional<std::int64_t> Node::claim(const std::string& name) {
+std::optional<std::int64_t> Node::claim(const std::string& name, bool receipts) {
     try {
-        return commands_.script(scripts::kClaim, {core::nameKey(name), self_, name})->integer;
+        return commands_
+            .script(scripts::kClaim,
+                    {core::nameKey(name), self_, name, receipts ? kReceiptsFlag : ""})
+            ->integer;
     } catch (const BusError& e) {
         lost(e);
         return std::nullopt;
@@ -288,10 +303,12 @@ void Node::onPayload(std::string_view payload) {
             server_->enact("a relayed record", [&] { return hub_->relayed(word, rest); });
             break;
         case kOnline: {
-            const auto [node, name] = firstWord(rest);
+            const auto [node, nameAndFlags] = firstWord(rest);
+            const auto [name, flags] = firstWord(nameAndFlags);
             const std::int64_t claim = std::atoll(word.c_str());
             server_->enact("a login elsewhere", [&] {
-                return hub_->userOnline(std::string(node), std::string(name), claim);
+                return hub_->userOnline(std::string(node), std::string(name), claim,
+                                        flags == kReceiptsFlag);
             });
             break;
         }

@@ -47,7 +47,7 @@ public:
     void stop();
 
     [[nodiscard]] const std::string& self() const override { return self_; }
-    std::optional<std::int64_t> claim(const std::string& name) override;
+    std::optional<std::int64_t> claim(const std::string& name, bool receipts) override;
     bool release(const std::string& name) override;
     [[nodiscard]] core::RoomBook& rooms() override { return rooms_; }
     void relay(const core::Effects& effects) override;

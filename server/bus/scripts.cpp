@@ -5,6 +5,14 @@ namespace velmora::server::bus::scripts {
 namespace {
 // Items as bus/items.h writes them.
 #define VELMORA_ITEM_LUA "local function item(kind, body) return kind .. #body .. ':' .. body end\n"
+// A session's flags live beside its entry in velmora:online, which keeps the
+// form "node name"; an announcement carries them after the name.
+#define VELMORA_FLAGS_LUA                                                                          \
+    "local function flags(key, value)\n"                                                           \
+    "  if value == '' then redis.call('HDEL', 'velmora:flags', key) return '' end\n"               \
+    "  redis.call('HSET', 'velmora:flags', key, value)\n"                                          \
+    "  return ' ' .. value\n"                                                                      \
+    "end\n"
 #define VELMORA_ROOM_LUA                                                                           \
     "local function room(key)\n"                                                                   \
     "  local out = {redis.call('HGET', 'velmora:room-name', key) or key}\n"                        \
@@ -21,10 +29,12 @@ namespace {
     "end\n"
 } // namespace
 
-const std::string_view kClaim = VELMORA_ITEM_LUA R"(
+// ARGV: key, node, name, flags ("r" for delivery receipts, or "").
+const std::string_view kClaim = VELMORA_ITEM_LUA VELMORA_FLAGS_LUA R"(
 local claim = redis.call('INCR', 'velmora:claims')
 redis.call('HSET', 'velmora:online', ARGV[1], ARGV[2] .. ' ' .. ARGV[3])
-redis.call('PUBLISH', 'velmora:all', item('+', claim .. ' ' .. ARGV[2] .. ' ' .. ARGV[3]))
+local shown = flags(ARGV[1], ARGV[4])
+redis.call('PUBLISH', 'velmora:all', item('+', claim .. ' ' .. ARGV[2] .. ' ' .. ARGV[3] .. shown))
 return claim
 )";
 
@@ -32,15 +42,17 @@ const std::string_view kRelease = VELMORA_ITEM_LUA R"(
 local entry = ARGV[2] .. ' ' .. ARGV[3]
 if redis.call('HGET', 'velmora:online', ARGV[1]) == entry then
   redis.call('HDEL', 'velmora:online', ARGV[1])
+  redis.call('HDEL', 'velmora:flags', ARGV[1])
   redis.call('PUBLISH', 'velmora:all', item('-', entry))
 end
 return 1
 )";
 
-const std::string_view kResync = VELMORA_ITEM_LUA R"(
+// ARGV: node, then key, name and flags of each of its users.
+const std::string_view kResync = VELMORA_ITEM_LUA VELMORA_FLAGS_LUA R"(
 local node = ARGV[1]
 local mine, taken = {}, {}
-for i = 2, #ARGV, 2 do
+for i = 2, #ARGV, 3 do
   local key, name = ARGV[i], ARGV[i + 1]
   local entry = redis.call('HGET', 'velmora:online', key)
   local holder = entry and string.match(entry, '^(%S+) ')
@@ -48,10 +60,11 @@ for i = 2, #ARGV, 2 do
     taken[#taken + 1] = name
   else
     mine[key] = true
+    local shown = flags(key, ARGV[i + 2])
     if entry ~= node .. ' ' .. name then
       local claim = redis.call('INCR', 'velmora:claims')
       redis.call('HSET', 'velmora:online', key, node .. ' ' .. name)
-      redis.call('PUBLISH', 'velmora:all', item('+', claim .. ' ' .. node .. ' ' .. name))
+      redis.call('PUBLISH', 'velmora:all', item('+', claim .. ' ' .. node .. ' ' .. name .. shown))
     end
   end
 end
@@ -59,6 +72,7 @@ local all = redis.call('HGETALL', 'velmora:online')
 for i = 1, #all, 2 do
   if not mine[all[i]] and string.sub(all[i + 1], 1, #node + 1) == node .. ' ' then
     redis.call('HDEL', 'velmora:online', all[i])
+    redis.call('HDEL', 'velmora:flags', all[i])
     redis.call('PUBLISH', 'velmora:all', item('-', all[i + 1]))
   end
 end
@@ -74,6 +88,7 @@ for _, node in ipairs(redis.call('SMEMBERS', 'velmora:nodes')) do
     for i = 1, #all, 2 do
       if string.sub(all[i + 1], 1, #node + 1) == node .. ' ' then
         redis.call('HDEL', 'velmora:online', all[i])
+        redis.call('HDEL', 'velmora:flags', all[i])
         gone[#gone + 1] = string.sub(all[i + 1], #node + 2)
       end
     end

@@ -21,7 +21,9 @@ public:
     // Records `name` as logged in here and tells every node, this one
     // included. The claim's place in the cluster's order of claims, or
     // nothing when the bus cannot be reached.
-    virtual std::optional<std::int64_t> claim(const std::string& name) = 0;
+    // `receipts`: the session confirms what it kept, so the other nodes store
+    // a private message for it before they pass it on.
+    virtual std::optional<std::int64_t> claim(const std::string& name, bool receipts) = 0;
     // Records `name` as logged out here, if this node still holds it; false
     // when the bus cannot be reached.
     virtual bool release(const std::string& name) = 0;

@@ -1,5 +1,6 @@
 #include "core/command_table.h"
 
+#include "protocol/receipts.h"
 #include "protocol/wire.h"
 
 namespace velmora::server::core {
@@ -41,6 +42,8 @@ std::optional<CommandInfo> commandInfo(std::string_view code) {
         return CommandInfo{Command::ExitRoom, 2};
     case key(cmd::CI):
         return CommandInfo{Command::Invite, 4};
+    case key(cmd::RC):
+        return CommandInfo{Command::Confirm, 2};
     default:
         return std::nullopt;
     }

@@ -20,7 +20,9 @@ enum class Command {
     OpenRoom,
     RoomMessage,
     ExitRoom,
-    Invite
+    Invite,
+    // Delivery receipts: the client kept these messages.
+    Confirm
 };
 
 struct CommandInfo {

@@ -4,12 +4,12 @@
 
 namespace velmora::server::core {
 
-std::string Directory::set(const std::string& node, const std::string& name) {
-    auto [it, added] = byUser_.try_emplace(name, Entry{node, name});
+std::string Directory::set(const std::string& node, const std::string& name, bool receipts) {
+    auto [it, added] = byUser_.try_emplace(name, Entry{node, name, receipts});
     if (added) {
         return {};
     }
-    return std::exchange(it->second, Entry{node, name}).node;
+    return std::exchange(it->second, Entry{node, name, receipts}).node;
 }
 
 bool Directory::erase(const std::string& node, std::string_view name) {

@@ -17,15 +17,22 @@ public:
     struct Entry {
         std::string node;
         std::string name; // as registered
+        // The session there confirms what it kept (delivery receipts).
+        bool receipts = false;
     };
 
+    // Where `user` is logged in, or nullptr.
+    [[nodiscard]] const Entry* find(std::string_view user) const {
+        const auto it = byUser_.find(user);
+        return it == byUser_.end() ? nullptr : &it->second;
+    }
     // The node `user` is on, or nullptr.
     [[nodiscard]] const std::string* nodeOf(std::string_view user) const {
-        const auto it = byUser_.find(user);
-        return it == byUser_.end() ? nullptr : &it->second.node;
+        const Entry* entry = find(user);
+        return entry ? &entry->node : nullptr;
     }
     // Records `name` on `node`; the node it was on before ("" when none).
-    std::string set(const std::string& node, const std::string& name);
+    std::string set(const std::string& node, const std::string& name, bool receipts = false);
     // Forgets `name` if it is on `node`; false when it was not.
     bool erase(const std::string& node, std::string_view name);
     // Forgets every user of `node`; their names.

@@ -17,8 +17,8 @@ std::string randomPassword() {
 } // namespace
 
 Hub::Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster)
-    : store_(store), config_(std::move(config)), log_(log), hasher_(config_.hashCost),
-      decoyHash_(hasher_.hash(randomPassword())),
+    : store_(store), storeId_(store.storeId()), config_(std::move(config)), log_(log),
+      hasher_(config_.hashCost), decoyHash_(hasher_.hash(randomPassword())),
       credentials_(config_.credentialCacheEntries, config_.credentialCacheAge),
       failures_(config_.maxLoginsPerMinute), cluster_(cluster),
       rooms_(cluster ? cluster->rooms() : localRooms_) {}
@@ -93,6 +93,9 @@ void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     case Command::Invite:
         invite(self, f, fx);
         break;
+    case Command::Confirm:
+        confirm(self, f, conn, fx);
+        break;
     case Command::Login:
     case Command::SignUp:
         break; // handled above
@@ -158,10 +161,10 @@ bool Hub::toUser(std::string_view name, std::string_view record, Effects& fx) {
     return false;
 }
 
-const std::string* Hub::remoteNodeOf(std::string_view name) const {
-    const std::string* node = cluster_ ? directory_.nodeOf(name) : nullptr;
+const Directory::Entry* Hub::remoteEntryOf(std::string_view name) const {
+    const Directory::Entry* entry = cluster_ ? directory_.find(name) : nullptr;
     // This node's own entries are sessions that ended a moment ago.
-    return node && *node != cluster_->self() ? node : nullptr;
+    return entry && entry->node != cluster_->self() ? entry : nullptr;
 }
 
 void Hub::announce(const Session& user, std::string_view code, Effects& fx) {

@@ -19,6 +19,7 @@
 #include "store/store.h"
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -57,7 +58,7 @@ public:
     // Events of the cluster, in the bus's order (hub_cluster.cpp).
     // `name` logged in on `node`, by the claim numbered `claim`.
     [[nodiscard]] Effects userOnline(const std::string& node, const std::string& name,
-                                     std::int64_t claim);
+                                     std::int64_t claim, bool receipts = false);
     [[nodiscard]] Effects userOffline(const std::string& node, const std::string& name);
     // A node stopped beating: its users are gone.
     [[nodiscard]] Effects nodeGone(const std::string& node);
@@ -71,8 +72,8 @@ public:
     [[nodiscard]] Effects relayed(const std::string& user, std::string_view record);
     // A relay of this node that no node took: its node is gone.
     [[nodiscard]] Effects undelivered(const std::string& user, std::string_view record);
-    // The names logged in here.
-    [[nodiscard]] std::vector<std::string> localUsers() const;
+    // The users logged in here.
+    [[nodiscard]] std::vector<Directory::Entry> localUsers() const;
 
 private:
     struct Peer {
@@ -80,6 +81,8 @@ private:
         Clock::time_point since;
         int violations = 0;
         bool passwordPending = false;
+        // The login asked for delivery receipts.
+        bool receipts = false;
     };
 
     // Sessions
@@ -92,12 +95,16 @@ private:
     // Sends a record to a user wherever they are logged in; false when nowhere.
     bool toUser(std::string_view name, std::string_view record, Effects& fx);
     // The other node `name` is logged in on, or nullptr.
-    [[nodiscard]] const std::string* remoteNodeOf(std::string_view name) const;
+    [[nodiscard]] const std::string* remoteNodeOf(std::string_view name) const {
+        const Directory::Entry* entry = remoteEntryOf(name);
+        return entry ? &entry->node : nullptr;
+    }
+    [[nodiscard]] const Directory::Entry* remoteEntryOf(std::string_view name) const;
     [[nodiscard]] bool isOnline(std::string_view name) const {
         return sessions_.isOnline(name) || remoteNodeOf(name);
     }
     void noteOnline(const std::string& node, const std::string& name, std::int64_t claim,
-                    Effects& fx);
+                    bool receipts, Effects& fx);
     void noteOffline(const std::string& node, const std::string& name, Effects& fx);
     // Tells this node's users whose buddy list holds `name`.
     void announceRemote(const std::string& name, std::string_view code, Effects& fx);
@@ -114,6 +121,22 @@ private:
     // Private and offline messages
     void privateMessage(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
     void sendOfflinePage(ConnId conn, const Session& me, Effects& fx);
+    // The recipient's mailbox has room for one more; else the sender is told.
+    bool mailboxHasRoom(ConnId sender, const store::User& recipient, Effects& fx);
+
+    // Delivery receipts (hub_receipts.cpp)
+    // A private message for a session that confirms what it kept: stored,
+    // then sent with its number, unless the mailbox pages still on their way
+    // bring it. `fields` are the sender and the text, font, size and style.
+    void keepAndSend(ConnId sender, ConnId to, std::initializer_list<std::string_view> fields,
+                     Effects& fx);
+    void confirm(const Session& me, const protocol::FieldViews& f, ConnId conn, Effects& fx);
+    // The numbered form of a relayed +PM, when it is one: what it says
+    // without the number, and the number.
+    [[nodiscard]] static std::optional<std::pair<std::string_view, std::int64_t>>
+    numbered(std::string_view record);
+    // A relayed private message for `conn` here.
+    void deliverRelayed(ConnId conn, std::string_view record, Effects& fx);
 
     // Rooms
     void openRoom(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
@@ -130,6 +153,8 @@ private:
     [[nodiscard]] std::string who(ConnId conn) const;
 
     store::Store& store_;
+    // What the numbers of delivery receipts are numbers of.
+    std::string storeId_;
     CoreConfig config_;
     Log& log_;
     PasswordHasher hasher_;

@@ -5,6 +5,7 @@
 
 #include "core/names.h"
 #include "protocol/names.h"
+#include "protocol/receipts.h"
 
 namespace velmora::server::core {
 
@@ -18,6 +19,9 @@ void Hub::login(ConnId conn, const p::FieldViews& f, Effects& fx) {
         violation(conn, "cmdLI on a connection that is logged in or logging in ignored", fx);
         return;
     }
+    // A field after the version asks for an extension; a client that does
+    // not ask gets the plain protocol, byte for byte.
+    peer.receipts = f.size() > 4 && f[4] == p::kReceiptsToken;
     const auto now = Clock::now();
     if (failures_.blocked(peer.address, now)) {
         log_.line(who(conn) + " login refused: too many failed attempts from this address");
@@ -51,13 +55,17 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
         fx.close.push_back({*older, "replaced by a new login"});
     }
     Session session{user.id, user.name};
+    session.receipts = peers_[conn].receipts;
     // In a cluster the buddies hear of the login when the bus brings it back.
-    const auto claim = cluster_ ? cluster_->claim(user.name) : std::nullopt;
+    const auto claim = cluster_ ? cluster_->claim(user.name, session.receipts) : std::nullopt;
     session.claim = claim.value_or(0);
     sessions_.attach(conn, session);
-    log_.line(who(conn) + " logged in");
+    log_.line(who(conn) + " logged in" + (session.receipts ? " (receipts)" : ""));
 
     fx.send(conn, p::buildReply(p::reply::LI, {"Login=True"}));
+    if (session.receipts) {
+        fx.send(conn, p::buildReply(p::reply::RC, {storeId_}));
+    }
     fx.send(conn, p::buildReply(p::reply::SO,
                                 {config_.profileSite, std::to_string(config_.roomLimit), "1"}));
     fx.send(conn, buddyListRecord(session));
@@ -65,7 +73,7 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
     if (!cluster_) {
         announce(session, p::reply::LOn, fx);
     } else if (!claim) {
-        noteOnline(cluster_->self(), user.name, 0, fx); // the bus is out of reach
+        noteOnline(cluster_->self(), user.name, 0, session.receipts, fx); // the bus is out of reach
     }
 }
 

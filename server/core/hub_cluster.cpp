@@ -23,8 +23,8 @@ void Hub::announceRemote(const std::string& name, std::string_view code, Effects
 }
 
 void Hub::noteOnline(const std::string& node, const std::string& name, std::int64_t claim,
-                     Effects& fx) {
-    const std::string before = directory_.set(node, name);
+                     bool receipts, Effects& fx) {
+    const std::string before = directory_.set(node, name, receipts);
     if (before == node) {
         return;
     }
@@ -48,9 +48,10 @@ void Hub::noteOffline(const std::string& node, const std::string& name, Effects&
     }
 }
 
-Effects Hub::userOnline(const std::string& node, const std::string& name, std::int64_t claim) {
+Effects Hub::userOnline(const std::string& node, const std::string& name, std::int64_t claim,
+                        bool receipts) {
     Effects fx;
-    noteOnline(node, name, claim, fx);
+    noteOnline(node, name, claim, receipts, fx);
     return fx;
 }
 
@@ -94,7 +95,7 @@ Effects Hub::resynced(const std::vector<Directory::Entry>& entries) {
         }
     }
     for (const auto& entry : entries) {
-        noteOnline(entry.node, entry.name, 0, fx);
+        noteOnline(entry.node, entry.name, 0, entry.receipts, fx);
     }
     log_.line("presence of " + std::to_string(entries.size()) + " users taken from the bus again");
     return fx;
@@ -115,16 +116,24 @@ Effects Hub::replacedElsewhere(const std::vector<std::string>& names) {
 Effects Hub::relayed(const std::string& user, std::string_view record) {
     Effects fx;
     if (const auto conn = sessions_.connectionOf(user)) {
-        fx.send(*conn, record);
-    } else {
+        deliverRelayed(*conn, record, fx);
+    } else if (!numbered(record)) {
         keepStray(user, record, false, fx);
-    }
+    } // a numbered message is stored already: it waits for the next login
     return fx;
 }
 
 Effects Hub::undelivered(const std::string& user, std::string_view record) {
     Effects fx;
-    keepStray(user, record, true, fx);
+    if (!numbered(record)) {
+        keepStray(user, record, true, fx);
+    } else if (const auto recipient = store_.findUser(user)) {
+        // Stored already; its sender hears what an offline recipient means.
+        const auto f = p::split(record, p::kReplyFieldSep);
+        if (const auto sender = sessions_.connectionOf(f[1])) {
+            fx.send(*sender, p::buildReply(p::reply::UNO, {recipient->name}));
+        }
+    }
     return fx;
 }
 
@@ -152,12 +161,13 @@ void Hub::keepStray(const std::string& user, std::string_view record, bool tellS
     }
 }
 
-std::vector<std::string> Hub::localUsers() const {
-    std::vector<std::string> names;
+std::vector<Directory::Entry> Hub::localUsers() const {
+    std::vector<Directory::Entry> users;
     for (const auto& [conn, session] : sessions_.all()) {
-        names.push_back(session.name);
+        users.push_back(
+            {cluster_ ? cluster_->self() : std::string(), session.name, session.receipts});
     }
-    return names;
+    return users;
 }
 
 } // namespace velmora::server::core

@@ -14,12 +14,17 @@ constexpr int kPageRows = 64;
 
 void Hub::privateMessage(ConnId conn, const Session& me, const p::FieldViews& f, Effects& fx) {
     // The busy path, a recipient who is online, needs no database.
-    if (const auto to = sessions_.connectionOf(f[2])) {
-        fx.reply(*to, p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
+    if (const auto to = sessions_.recipientOf(f[2])) {
+        if (to->receipts) {
+            keepAndSend(conn, to->conn, {me.name, f[3], f[4], f[5], f[6]}, fx);
+        } else {
+            fx.reply(to->conn, p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
+        }
         return;
     }
-    if (const std::string* node = remoteNodeOf(f[2])) {
-        fx.relayReply(*node, f[2], p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
+    const Directory::Entry* remote = remoteEntryOf(f[2]);
+    if (remote && !remote->receipts) {
+        fx.relayReply(remote->node, f[2], p::reply::PM, {me.name, f[3], f[4], f[5], f[6]});
         return;
     }
     const auto recipient = store_.findUser(std::string(f[2]));
@@ -27,14 +32,28 @@ void Hub::privateMessage(ConnId conn, const Session& me, const p::FieldViews& f,
         fx.send(conn, p::buildReply(p::reply::UNV, {f[2]}));
         return;
     }
-    if (store_.offlineCount(recipient->id) >= config_.maxOfflinePerUser) {
-        log_.line(who(conn) + " offline message to " + recipient->name + " refused: mailbox full");
-        fx.send(conn, notice("The offline mailbox of " + recipient->name +
-                             " is full; your message was not stored."));
+    if (!mailboxHasRoom(conn, *recipient, fx)) {
         return;
     }
-    store_.addOffline(recipient->id, me.name, std::string(f[3]), localTimestamp());
+    const auto id = store_.addOffline(recipient->id, me.name, std::string(f[3]), localTimestamp());
+    if (remote) {
+        // The other node sends it with its number once it is stored: the
+        // records of a turn that changed something leave after its commit.
+        fx.relayReply(remote->node, f[2], p::reply::PM,
+                      {me.name, f[3], f[4], f[5], f[6], std::to_string(id)});
+        return;
+    }
     fx.send(conn, p::buildReply(p::reply::UNO, {recipient->name}));
+}
+
+bool Hub::mailboxHasRoom(ConnId sender, const store::User& recipient, Effects& fx) {
+    if (store_.offlineCount(recipient.id) < config_.maxOfflinePerUser) {
+        return true;
+    }
+    log_.line(who(sender) + " message to " + recipient.name + " refused: mailbox full");
+    fx.send(sender, notice("The offline mailbox of " + recipient.name +
+                           " is full; your message was not stored."));
+    return false;
 }
 
 // One +OM record of the messages after the last one sent on this
@@ -51,6 +70,10 @@ void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
     for (const auto& m : store_.offline(me.id, after, kPageRows)) {
         std::string item = std::string(p::kListItemSep) + m.body + std::string(p::kNameListSep) +
                            m.sender + std::string(p::kNameListSep) + m.sent;
+        if (me.receipts) {
+            item += p::kNameListSep;
+            item += std::to_string(m.id);
+        }
         if (!ids.empty() && head + kCountRoom + items.size() + item.size() > kMaxRecordBytes) {
             break;
         }
@@ -63,6 +86,10 @@ void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
     }
     offlineCursor_[conn] = ids.back();
     const std::string record = p::buildReply(p::reply::OM, {std::to_string(ids.size()) + items});
+    if (me.receipts) {
+        // Forgotten when the client confirms them, not when its kernel has them.
+        ids.clear();
+    }
     fx.send(conn, record, std::move(ids));
 }
 

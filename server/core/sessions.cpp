@@ -5,7 +5,7 @@
 namespace velmora::server::core {
 
 void Sessions::attach(ConnId conn, Session session) {
-    byName_[session.name] = conn;
+    byName_[session.name] = Recipient{conn, session.receipts};
     byConnection_[conn] = std::move(session);
 }
 
@@ -26,6 +26,14 @@ const Session* Sessions::of(ConnId conn) const {
 }
 
 std::optional<ConnId> Sessions::connectionOf(std::string_view name) const {
+    const auto it = byName_.find(name);
+    if (it == byName_.end()) {
+        return std::nullopt;
+    }
+    return it->second.conn;
+}
+
+std::optional<Recipient> Sessions::recipientOf(std::string_view name) const {
     const auto it = byName_.find(name);
     if (it == byName_.end()) {
         return std::nullopt;

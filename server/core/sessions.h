@@ -17,6 +17,16 @@ struct Session {
     std::string name; // as registered
     // In a cluster, the claim that made this session the name's (Cluster::claim).
     std::int64_t claim = 0;
+    // The client confirms what it kept: its private messages are stored
+    // first and numbered.
+    bool receipts = false;
+};
+
+// Where a private message for a user goes: their connection, and whether
+// it is numbered there.
+struct Recipient {
+    ConnId conn = 0;
+    bool receipts = false;
 };
 
 class Sessions {
@@ -26,6 +36,8 @@ public:
 
     [[nodiscard]] const Session* of(ConnId conn) const;
     [[nodiscard]] std::optional<ConnId> connectionOf(std::string_view name) const;
+    // The same with the session's receipts, in one look-up: the relay's busy path.
+    [[nodiscard]] std::optional<Recipient> recipientOf(std::string_view name) const;
     [[nodiscard]] bool isOnline(std::string_view name) const {
         return connectionOf(name).has_value();
     }
@@ -33,7 +45,7 @@ public:
 
 private:
     std::unordered_map<ConnId, Session> byConnection_;
-    std::unordered_map<std::string, ConnId, NameHash, NameEqual> byName_;
+    std::unordered_map<std::string, Recipient, NameHash, NameEqual> byName_;
 };
 
 } // namespace velmora::server::core

@@ -1,5 +1,7 @@
 #include "net/framer.h"
 
+#include "protocol/receipts.h"
+
 #include "core/command_table.h"
 #include "core/config.h"
 
@@ -121,9 +123,14 @@ bool Framer::pendingIsWhole() const {
     }
     // A version cut by TCP would read as an older one: at worst that one
     // login is refused as too old. Waiting the quiet time instead would add
-    // it to every login.
-    const std::string_view last =
-        body.substr(body.rfind(p::kCommandFieldSep) + p::kCommandFieldSep.size());
+    // it to every login. An extension named after the version is whole when
+    // it is one this server knows; a cut one waits.
+    const std::size_t lastSep = body.rfind(p::kCommandFieldSep);
+    std::string_view last = body.substr(lastSep + p::kCommandFieldSep.size());
+    if (last == p::kReceiptsToken) {
+        const std::string_view before = body.substr(0, lastSep);
+        last = before.substr(before.rfind(p::kCommandFieldSep) + p::kCommandFieldSep.size());
+    }
     return core::parseVersion(last).has_value();
 }
 

@@ -350,7 +350,15 @@ void Server::enact(const std::string& what, const std::function<core::Effects()>
 
 void Server::apply(core::Effects& effects) {
     if (relay_ && !effects.relays.empty()) {
-        relay_->relay(effects);
+        if (store_.inTransaction()) {
+            // A relay may carry a message stored this turn: the other node
+            // must not send it before it is on disk.
+            for (const auto& r : effects.relays) {
+                held_.relay(r.node, r.user, effects.record(r));
+            }
+        } else {
+            relay_->relay(effects);
+        }
     }
     for (const auto& closing : effects.close) {
         if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
@@ -448,6 +456,9 @@ void Server::commitTurn() {
     }
     if (dropped > 0) {
         log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
+    }
+    if (relay_ && !held.relays.empty()) {
+        relay_->relay(held);
     }
     // Nothing was held meanwhile: the next turn reuses these buffers.
     if (held_.out.empty()) {

@@ -32,6 +32,9 @@ PgConnection& prepared(PgConnection& db) {
                           "WHERE recipient = $1 AND id > $2 ORDER BY id LIMIT $3");
     db.prepare("set_hash", "UPDATE users SET hash = $1 WHERE id = $2");
     db.prepare("remove_offline", "DELETE FROM offline WHERE id = ANY($1::bigint[])");
+    db.prepare("remove_offline_of",
+               "DELETE FROM offline WHERE id = ANY($1::bigint[]) AND recipient = $2");
+    db.prepare("store_id", "SELECT value FROM meta WHERE key = 'store-id'");
     return db;
 }
 
@@ -176,17 +179,35 @@ std::vector<OfflineMessage> PostgresStore::offline(UserId recipient, std::int64_
     return out;
 }
 
-void PostgresStore::removeOffline(const std::vector<std::int64_t>& ids) {
-    change();
-    if (ids.empty()) {
-        return;
-    }
+namespace {
+// A bigint[] literal.
+std::string idArray(const std::vector<std::int64_t>& ids) {
     std::string list = "{";
     for (const auto id : ids) {
         list += std::to_string(id) + ",";
     }
     list.back() = '}';
-    db().run("remove_offline", list);
+    return list;
+}
+} // namespace
+
+void PostgresStore::removeOffline(const std::vector<std::int64_t>& ids) {
+    change();
+    if (!ids.empty()) {
+        db().run("remove_offline", idArray(ids));
+    }
+}
+
+void PostgresStore::removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) {
+    change();
+    if (!ids.empty()) {
+        db().run("remove_offline_of", idArray(ids), recipient);
+    }
+}
+
+std::string PostgresStore::storeId() {
+    const auto rows = db().run("store_id");
+    return rows.rows() > 0 ? rows.text(0, 0) : std::string();
 }
 
 } // namespace velmora::server::store

@@ -25,6 +25,8 @@ public:
     int offlineCount(UserId recipient) override;
     std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after, int limit) override;
     void removeOffline(const std::vector<std::int64_t>& ids) override;
+    void removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) override;
+    std::string storeId() override;
 
 private:
     void begin() override;

@@ -8,7 +8,7 @@ namespace velmora::server::store {
 
 namespace {
 // Step i brings the schema from version i to version i + 1. Append only.
-constexpr std::array<std::string_view, 1> kSteps = {
+constexpr std::array<std::string_view, 2> kSteps = {
     R"sql(
     CREATE TABLE users (
         id      INTEGER PRIMARY KEY,
@@ -31,6 +31,12 @@ constexpr std::array<std::string_view, 1> kSteps = {
         sent      TEXT NOT NULL
     );
     CREATE INDEX offline_by_recipient ON offline(recipient, id);
+    )sql",
+    // Message ids are numbers a client keeps: the token tells one database's
+    // from another's (a new file starts its ids at 1 again).
+    R"sql(
+    CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT NOT NULL);
+    INSERT INTO meta VALUES ('store-id', lower(hex(randomblob(8))));
     )sql",
 };
 } // namespace

@@ -21,10 +21,11 @@ struct SqliteStore::Statements {
           offline(db, "SELECT id, sender, body, sent FROM offline WHERE recipient = ? AND id > ? "
                       "ORDER BY id LIMIT ?"),
           setHash(db, "UPDATE users SET hash = ? WHERE id = ?"),
-          removeOffline(db, "DELETE FROM offline WHERE id = ?") {}
+          removeOffline(db, "DELETE FROM offline WHERE id = ?"),
+          removeOfflineOf(db, "DELETE FROM offline WHERE id = ? AND recipient = ?") {}
 
     Statement insertUser, findUser, search, buddies, addBuddy, removeBuddy, watchers, addOffline,
-        countOffline, offline, setHash, removeOffline;
+        countOffline, offline, setHash, removeOffline, removeOfflineOf;
 };
 
 namespace {
@@ -143,6 +144,18 @@ void SqliteStore::removeOffline(const std::vector<std::int64_t>& ids) {
     for (const auto id : ids) {
         sql_->removeOffline.bind(id).run();
     }
+}
+
+void SqliteStore::removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) {
+    change();
+    for (const auto id : ids) {
+        sql_->removeOfflineOf.bind(id, recipient).run();
+    }
+}
+
+std::string SqliteStore::storeId() {
+    Statement query(db_.handle(), "SELECT value FROM meta WHERE key = 'store-id'");
+    return query.step() ? query.text(0) : std::string();
 }
 
 } // namespace velmora::server::store

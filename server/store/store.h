@@ -63,6 +63,11 @@ public:
     [[nodiscard]] virtual std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after,
                                                               int limit) = 0;
     virtual void removeOffline(const std::vector<std::int64_t>& ids) = 0;
+    // The same, for messages of `recipient` only: a client confirms its own.
+    virtual void removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) = 0;
+
+    // A token made with the database: message ids mean something only beside it.
+    [[nodiscard]] virtual std::string storeId() = 0;
 
     // Changes are grouped: the first one opens a transaction and commit()
     // ends it with one disk sync for all of them (the server commits once

@@ -9,7 +9,7 @@ namespace {
 class FakeCluster final : public core::Cluster {
 public:
     const std::string& self() const override { return self_; }
-    std::optional<std::int64_t> claim(const std::string& name) override {
+    std::optional<std::int64_t> claim(const std::string& name, bool /*receipts*/) override {
         claims.push_back(name);
         return static_cast<std::int64_t>(claims.size()) * 10;
     }

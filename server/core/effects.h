@@ -20,6 +20,9 @@ struct Outgoing {
     // Offline messages carried by this record: deleted once the peer
     // acknowledged its bytes.
     std::vector<std::int64_t> offlineIds;
+    // A page of the mailbox: the hub hears when it was written, and sends
+    // the next.
+    bool page = false;
 };
 
 // A record for a user logged in on another node, carried there by the bus.
@@ -47,14 +50,15 @@ struct Effects {
     std::vector<ConnId> mailboxes;
     std::vector<Relay> relays;
 
-    void send(ConnId to, std::string_view record, std::vector<std::int64_t> offlineIds = {}) {
-        out.push_back({to, bytes.size(), record.size(), std::move(offlineIds)});
+    void send(ConnId to, std::string_view record, std::vector<std::int64_t> offlineIds = {},
+              bool page = false) {
+        out.push_back({to, bytes.size(), record.size(), std::move(offlineIds), page});
         bytes += record;
     }
     void reply(ConnId to, std::string_view code, std::initializer_list<std::string_view> fields) {
         const std::size_t at = bytes.size();
         protocol::appendReply(bytes, code, fields);
-        out.push_back({to, at, bytes.size() - at, {}});
+        out.push_back({to, at, bytes.size() - at, {}, false});
     }
     void relay(std::string_view node, std::string_view user, std::string_view record) {
         relays.push_back({std::string(node), std::string(user), bytes.size(), record.size()});
@@ -69,7 +73,7 @@ struct Effects {
     // The record added last, to one more connection: every receiver of a
     // room's line reads the same bytes.
     void again(ConnId to) {
-        Outgoing copy{to, out.back().at, out.back().size, {}};
+        Outgoing copy{to, out.back().at, out.back().size, {}, false};
         out.push_back(std::move(copy));
     }
     [[nodiscard]] std::string_view record(const Outgoing& o) const {

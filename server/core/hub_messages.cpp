@@ -90,7 +90,7 @@ void Hub::sendOfflinePage(ConnId conn, const Session& me, Effects& fx) {
         // Forgotten when the client confirms them, not when its kernel has them.
         ids.clear();
     }
-    fx.send(conn, record, std::move(ids));
+    fx.send(conn, record, std::move(ids), true);
 }
 
 Effects Hub::openMailbox(ConnId conn) {

@@ -69,7 +69,7 @@ void Connection::post(void (Connection::*step)(), const char* what) {
     });
 }
 
-void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds) {
+void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds, bool page) {
     if (!open_) {
         return;
     }
@@ -80,7 +80,7 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
     }
     out_ += bytes;
     queuedTotal_ += bytes.size();
-    if (!offlineIds.empty()) {
+    if (!offlineIds.empty() || page) {
         offline_.push_back({queuedTotal_, std::move(offlineIds), false});
     }
     if (!writing_) {
@@ -325,6 +325,11 @@ void Connection::writeOut() {
         }
     }
     if (pagesWritten) {
+        // A page whose messages wait for the client's own confirmation
+        // waits for nothing more here.
+        std::erase_if(offline_, [](const OfflineMark& mark) {
+            return mark.written && mark.offlineIds.empty();
+        });
         checkAcknowledged();
         if (!offline_.empty()) {
             context_.owner.onAwaitingAcknowledgement(*this);

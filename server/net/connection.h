@@ -93,8 +93,10 @@ public:
     void start();
     // The socket's epoll events (edge-triggered: each says something changed).
     void ready(std::uint32_t events);
-    // Queues one or more records; `offlineIds` are the offline messages they carry.
-    void deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds = {});
+    // Queues one or more records; `offlineIds` are the offline messages they
+    // carry; a `page` of the mailbox is reported written (onOfflineWritten).
+    void deliver(std::string_view bytes, std::vector<std::int64_t> offlineIds = {},
+                 bool page = false);
     // Sends what is queued; called by the owner once per turn after onOutput().
     void flush();
     // Gives back the buffers that hold nothing; the owner calls it now and

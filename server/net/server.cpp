@@ -372,7 +372,7 @@ void Server::apply(core::Effects& effects) {
         // A reply may say that a change is stored (+UNO): it, and everything
         // after it, waits for the commit at the end of the turn.
         for (auto& out : effects.out) {
-            held_.send(out.to, effects.record(out), std::move(out.offlineIds));
+            held_.send(out.to, effects.record(out), std::move(out.offlineIds), out.page);
             heldWrote_.push_back(wrote);
         }
         awaitCommit();
@@ -381,7 +381,7 @@ void Server::apply(core::Effects& effects) {
         // share of them leaves in one send at the end of the turn.
         for (auto& out : effects.out) {
             if (const auto it = connections_.find(out.to); it != connections_.end()) {
-                it->second->deliver(effects.record(out), std::move(out.offlineIds));
+                it->second->deliver(effects.record(out), std::move(out.offlineIds), out.page);
             }
         }
     }
@@ -451,7 +451,7 @@ void Server::commitTurn() {
             continue;
         }
         if (const auto it = connections_.find(out.to); it != connections_.end()) {
-            it->second->deliver(held.record(out), std::move(out.offlineIds));
+            it->second->deliver(held.record(out), std::move(out.offlineIds), out.page);
         }
     }
     if (dropped > 0) {

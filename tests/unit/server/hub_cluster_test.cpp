@@ -97,6 +97,47 @@ TEST_P(HubClusterTest, EventsOfOtherNodesReachThisNodesUsersInOrder) {
               (Seen{{"alice", " ## +LOn /$/ carol"}}));
 }
 
+// Between nodes the sender's node stores a message for a session that
+// confirms, and the recipient's node sends it with that number; what no
+// session took stays stored.
+TEST_P(HubClusterTest, MessagesForSessionsWithReceiptsAreStoredBeforeTheyLeaveTheNode) {
+    FakeCluster bus;
+    cluster = &bus;
+    for (const char* name : {"alice1", "bobby", "carol"}) {
+        addUser(name);
+    }
+    (void)send("alice", " ## cmdLI /:/ alice1 /:/ secret /:/ 1.4");
+    (void)event([](core::Hub& h) { return h.userOnline("b", "carol", 15, true); });
+    const auto count = [&](const char* name) {
+        return store.offlineCount(store.findUser(name)->id);
+    };
+    const std::string numbered = " ## +PM /$/ alice1 /$/ hi /$/ A /$/ 9 /$/  /$/ 1";
+    play({{"alice",
+           " ## cmdPM /:/ alice1 /:/ carol /:/ hi /:/ A /:/ 9 /:/ ",
+           {{"b:carol", numbered}}}});
+    EXPECT_EQ(count("carol"), 1);
+    // Node b is gone before it took it: the sender hears of an offline
+    // recipient, and the message is not stored twice.
+    EXPECT_EQ(event([&](core::Hub& h) { return h.undelivered("carol", numbered); }),
+              (Seen{{"alice", " ## +UNO /$/ carol"}}));
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("carol", numbered); }), Seen{});
+    EXPECT_EQ(count("carol"), 1);
+
+    // Here, a session with receipts takes the numbered record as it is; one
+    // without takes the plain record, and the message counts as delivered.
+    const std::string toBobby = " ## +PM /$/ carol /$/ yo /$/ A /$/ 9 /$/  /$/ 7";
+    store.addOffline(store.findUser("bobby")->id, "carol", "yo", "2026-11-24 10:00:00");
+    (void)send("bobby", " ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby); }),
+              (Seen{{"bobby", " ## +PM /$/ carol /$/ yo /$/ A /$/ 9 /$/ "}}));
+    EXPECT_EQ(count("bobby"), 1) << "only its own number is removed";
+    (void)send("bobby", kDrop);
+    (void)send("bobby2", " ## cmdLI /:/ bobby /:/ secret /:/ 1.4 /:/ receipts");
+    (void)send("bobby2", " ## cmdRC /:/ bobby /:/ 2");
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby); }),
+              (Seen{{"bobby2", toBobby}}));
+}
+
 INSTANTIATE_TEST_SUITE_P(Sqlite, HubClusterTest, ::testing::Values("sqlite"));
 
 } // namespace

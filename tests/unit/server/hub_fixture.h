@@ -103,7 +103,7 @@ private:
             EXPECT_LT(record.size(), 16u * 1024u);
             seen[names_.at(out.to)] += std::regex_replace(record, time, "YYYY-MM-DD HH:MM:SS");
             written.insert(written.end(), out.offlineIds.begin(), out.offlineIds.end());
-            if (!out.offlineIds.empty()) { // written at once: the next page follows
+            if (out.page) { // written at once: the next page follows
                 collect(hub_->offlineWritten(out.to), seen);
             }
         }

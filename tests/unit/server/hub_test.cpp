@@ -256,6 +256,50 @@ TEST_P(HubTest, FieldsThatCouldForgeARecordAreRefusedAndViolationsClose) {
     EXPECT_EQ(text.find("cmdXY"), std::string::npos) << "only the first violation is logged";
 }
 
+TEST_P(HubTest, WithReceiptsAMessageIsForgottenOnlyWhenItsOwnerConfirmsIt) {
+    for (const char* name : {"alicia", "bobby", "carol1"}) {
+        addUser(name);
+    }
+    const std::string receipts = li("bobby") + " /:/ receipts";
+    const std::string plainIn = " ## +LI /$/ Login=True ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
+    const std::string in = " ## +LI /$/ Login=True ## +RC /$/ " + store.storeId() +
+                           " ## +SO /$/  /$/ 10 /$/ 1 ## +BL /$/ ";
+    const auto pm = [](const std::string& text) {
+        return " ## cmdPM /:/ alicia /:/ bobby /:/ " + text + " /:/ Arial /:/ 10 /:/ B";
+    };
+    const auto item = [](const std::string& text, int number) {
+        return " :%: " + text + " :/ alicia :/ YYYY-MM-DD HH:MM:SS :/ " + std::to_string(number);
+    };
+    ASSERT_EQ(store.storeId().size(), 16u);
+    send("alicia", li("alicia"));
+    play({
+        // Live messages are stored first and carry their number.
+        {"bobby", receipts, to("bobby", in)},
+        {"alicia", pm("one") + pm("two"),
+         to("bobby", " ## +PM /$/ alicia /$/ one /$/ Arial /$/ 10 /$/ B /$/ 1"
+                     " ## +PM /$/ alicia /$/ two /$/ Arial /$/ 10 /$/ B /$/ 2")},
+        {"bobby", " ## cmdRC /:/ bobby /:/ 1", {}},
+        // Nobody confirms what is not theirs; a list that is not one is refused.
+        {"carol1", li("carol1"), to("carol1", plainIn)},
+        {"carol1", " ## cmdRC /:/ carol1 /:/ 1-3 ## cmdRC /:/ carol1 /:/ 2,x", {}},
+        {"bobby", kDrop, {}},
+        {"alicia", pm("three"), to("alicia", " ## +UNO /$/ bobby")},
+        // What was not confirmed comes again, numbered as before, and stays
+        // whatever the kernel acknowledged ...
+        {"bobby", receipts, to("bobby", in + " ## +OM /$/ 2" + item("two", 2) + item("three", 3))},
+    });
+    EXPECT_TRUE(written.empty());
+    EXPECT_NE(logText.str().find("cmdRC with a list that is not numbers refused"),
+              std::string::npos);
+    // ... until it is confirmed. A client without receipts still reads the
+    // plain bytes, and the old rule holds for it.
+    play({{"bobby", " ## cmdRC /:/ bobby /:/ 3", {}},
+          {"bobby", kDrop, {}},
+          {"bobby", li("bobby"),
+           to("bobby", plainIn + " ## +OM /$/ 1 :%: two :/ alicia :/ YYYY-MM-DD HH:MM:SS")}});
+    EXPECT_EQ(written, std::vector<std::int64_t>{2});
+}
+
 TEST_P(HubTest, VerifiedPasswordsAreCachedAndWeakHashesUpgraded) {
     addUser("alicia"); // at the cheap cost
     config.hashCost = core::HashCost::Interactive;

@@ -32,6 +32,10 @@ public:
     [[nodiscard]] bool start(const QStringList& moreArgs = {});
     // Kills the server, dropping every connection.
     void stop();
+    // One more account for the first start(); the texts must outlive it.
+    void addUser(const char* name, const char* password) {
+        users_.append(std::make_pair(name, password));
+    }
     [[nodiscard]] QString address() const;
     // From the next start() on, also a TLS port with this certificate (the
     // same port at every start).

@@ -34,13 +34,18 @@ History::History(Session& session)
     connect(writer_, &HistoryWriter::removed, this, &History::changed);
     thread_.start(QThread::LowPriority);
     flushTimer_.setSingleShot(true);
-    flushTimer_.setInterval(kFlushDelayMs);
     connect(&flushTimer_, &QTimer::timeout, this, &History::flush);
+    receipts_ = &session.receipts();
+    receipts_->setKeeper(this);
     applyRetention();
 }
 
 History::~History() {
-    // The session's own parts are gone by now: only the waiting lines go.
+    // The session's own parts are gone by now: only the waiting lines go,
+    // and their messages come again at the next login to be confirmed.
+    if (receipts_) {
+        receipts_->setKeeper(nullptr);
+    }
     if (!pending_.isEmpty()) {
         QMetaObject::invokeMethod(
             writer_, [writer = writer_, lines = pending_] { writer->write(lines); },
@@ -65,11 +70,18 @@ void History::record(const ConversationLine& line) {
     pending_.append(HistoryLine{0, line.at ? line.at : QDateTime::currentMSecsSinceEpoch(),
                                 session_.values().userName, line.room, line.conversation,
                                 line.line.sender, marksToSpaces(line.line.text), line.line.fontName,
-                                line.line.fontSize, line.line.style});
+                                line.line.fontSize, line.line.style,
+                                line.receipt.isNull() ? QString() : line.receipt.key()});
+    if (!line.receipt.isNull()) {
+        pendingReceipts_.append(line.receipt);
+    }
     if (pending_.size() >= kBatchLines) {
         flush();
+    } else if (!line.receipt.isNull() &&
+               (!flushTimer_.isActive() || flushTimer_.remainingTime() > kReceiptFlushDelayMs)) {
+        flushTimer_.start(kReceiptFlushDelayMs);
     } else if (!flushTimer_.isActive()) {
-        flushTimer_.start();
+        flushTimer_.start(kFlushDelayMs);
     }
 }
 
@@ -78,12 +90,48 @@ void History::flush() {
     if (pending_.isEmpty()) {
         return;
     }
+    const quint64 batch = ++batches_;
+    const bool numbered = !pendingReceipts_.isEmpty();
+    if (numbered) {
+        writing_.insert(batch, std::exchange(pendingReceipts_, {}));
+    }
     QMetaObject::invokeMethod(
-        writer_, [writer = writer_, lines = std::exchange(pending_, {})] { writer->write(lines); },
+        writer_,
+        [this, writer = writer_, batch, numbered, lines = std::exchange(pending_, {})] {
+            if (writer->write(lines) && numbered) {
+                QMetaObject::invokeMethod(
+                    this, [this, batch] { written(batch); }, Qt::QueuedConnection);
+            }
+        },
         Qt::QueuedConnection);
     // Old lines also go once a day in a session that runs for days.
     if (QDateTime::currentMSecsSinceEpoch() - retainedAt_ >= kDayMs) {
         applyRetention();
+    }
+}
+
+void History::written(quint64 batch) {
+    confirm(writing_.take(batch));
+}
+
+void History::confirm(const QList<MessageReceipt>& receipts) {
+    if (receipts_ && !receipts.isEmpty()) {
+        receipts_->confirm(receipts);
+    }
+}
+
+bool History::hasKept(const MessageReceipt& receipt) {
+    if (!problem_.isEmpty()) {
+        return false;
+    }
+    try {
+        if (!reader_) {
+            reader_ = std::make_unique<HistoryStore>(folder_, connectionName_);
+        }
+        return reader_->holdsReceipt(receipt.user, receipt.key());
+    } catch (const AppError& error) {
+        switchOff(error.description);
+        return false;
     }
 }
 
@@ -131,6 +179,8 @@ void History::applyRetention() {
 void History::clear() {
     flushTimer_.stop();
     pending_.clear();
+    // Shown, and now never to be kept.
+    confirm(std::exchange(pendingReceipts_, {}));
     reader_.reset();
     QMetaObject::invokeMethod(
         writer_, [writer = writer_] { writer->close(); }, Qt::BlockingQueuedConnection);
@@ -156,6 +206,14 @@ void History::switchOff(const QString& problem) {
     pending_.clear();
     reader_.reset();
     qWarning().noquote() << "history: switched off:" << problem_;
+    // The writer writes nothing more: what it was given is confirmed as
+    // shown, as it is from now on, one batch at a time.
+    QList<QList<MessageReceipt>> given = writing_.values();
+    given.append(std::exchange(pendingReceipts_, {}));
+    writing_.clear();
+    for (const QList<MessageReceipt>& receipts : std::as_const(given)) {
+        confirm(receipts);
+    }
 }
 
 } // namespace velmora

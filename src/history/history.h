@@ -5,13 +5,18 @@
 // A history that cannot be opened or written is switched off for the rest
 // of the session with a logged warning, and problem() says why; messaging
 // goes on as before. Clearing the history starts a new file, which is also
-// the way out of a damaged one.
+// the way out of a damaged one. A message its server numbered is confirmed
+// once the batch holding its line is written, and known by its number when
+// it comes again.
 #pragma once
 
 #include "history/history_store.h"
+#include "session/receipts.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QThread>
 #include <QTimer>
 
@@ -23,11 +28,13 @@ class HistoryWriter;
 class Session;
 struct ConversationLine;
 
-class History : public QObject {
+class History : public QObject, public LineKeeper {
     Q_OBJECT
 public:
     // Lines wait at most this long before they go to the writer.
     static constexpr int kFlushDelayMs = 500;
+    // Or this long, when one of them is to be confirmed to the server.
+    static constexpr int kReceiptFlushDelayMs = 50;
     // More waiting lines than this go at once.
     static constexpr qsizetype kBatchLines = 256;
 
@@ -55,6 +62,11 @@ public:
     // Deletes the file with every line and starts a new one.
     void clear();
 
+    [[nodiscard]] bool keepsLines() const override { return problem_.isEmpty(); }
+    // Looks in the file without waiting for the writer: the lines of this
+    // run are known by number without it.
+    [[nodiscard]] bool hasKept(const MessageReceipt& receipt) override;
+
 signals:
     // Lines were removed or the history was cleared.
     void changed();
@@ -63,6 +75,9 @@ private:
     // Waits until the writer has done everything handed to it.
     void waitForWriter();
     void switchOff(const QString& problem);
+    // The writer wrote batch `batch`: its numbered messages are confirmed.
+    void written(quint64 batch);
+    void confirm(const QList<MessageReceipt>& receipts);
 
     Session& session_;
     QString folder_;
@@ -71,6 +86,12 @@ private:
     HistoryWriter* writer_;
     std::unique_ptr<HistoryStore> reader_;
     QList<HistoryLine> pending_;
+    QPointer<Receipts> receipts_;
+    // The numbered messages of the waiting lines, and of each batch handed
+    // to the writer and not yet written.
+    QList<MessageReceipt> pendingReceipts_;
+    QHash<quint64, QList<MessageReceipt>> writing_;
+    quint64 batches_ = 0;
     QTimer flushTimer_;
     QString problem_;
     qint64 retainedAt_ = 0; // when old lines were last removed

@@ -17,8 +17,11 @@ namespace {
 
 const QString kSource = QString::fromLatin1(HistoryStore::kFileName);
 const QString kOpening = QStringLiteral("Could not open the message history");
-// Marks the file as ours, in the layout below.
-constexpr int kSchemaVersion = 1;
+// Marks the file as ours, in the layout of HistoryStore::upgrade().
+constexpr int kSchemaVersion = 2;
+// Another client on the same folder holds the file only while it writes one
+// batch; waiting longer would hold up the conversation.
+constexpr int kBusyTimeoutMs = 250;
 
 // A null QString binds as NULL; the columns want text, if empty.
 QVariant text(const QString& value) {
@@ -31,14 +34,10 @@ const QString kColumns =
 } // namespace
 
 HistoryStore::HistoryStore(const QString& folder, const QString& connectionName)
-    // Another client on the same folder holds the file only while it writes
-    // one batch; waiting longer would hold up the conversation.
-    : file_(QDir(folder).filePath(kSource), connectionName, 250,
+    : file_(QDir(folder).filePath(kSource), connectionName, kBusyTimeoutMs,
             SqlFile::Errors{kDatabaseError, kSource}, kOpening) {
-    QSqlQuery version = file_.run(QStringLiteral("PRAGMA user_version"), {}, kOpening);
-    const int found = version.next() ? version.value(0).toInt() : 0;
-    version.finish();
-    if (found != 0 && found != kSchemaVersion) {
+    const int found = schemaVersion();
+    if (found < 0 || found > kSchemaVersion) {
         throw AppError(kDatabaseError, kSource,
                        kOpening +
                            QStringLiteral(": the file has a layout this version of the "
@@ -50,30 +49,64 @@ HistoryStore::HistoryStore(const QString& folder, const QString& connectionName)
     // few, which for a history is the better trade than a flush per line.
     file_.exec(QStringLiteral("PRAGMA journal_mode=WAL"), kOpening);
     file_.exec(QStringLiteral("PRAGMA synchronous=NORMAL"), kOpening);
-    if (found == 0) {
+    if (found < kSchemaVersion) {
+        upgrade();
+    }
+}
+
+int HistoryStore::schemaVersion() {
+    QSqlQuery version = file_.run(QStringLiteral("PRAGMA user_version"), {}, kOpening);
+    return version.next() ? version.value(0).toInt() : 0;
+}
+
+void HistoryStore::upgrade() {
+    // Each step takes the layout from the version before it to its own.
+    static const char* const steps[kSchemaVersion][6] = {
         // The text index holds only the words; the lines themselves stay
         // in `lines`, which the index reads back for a match. Triggers
-        // keep both in step.
-        for (const char* sql : {
-                 "CREATE TABLE IF NOT EXISTS lines (id INTEGER PRIMARY KEY, at INTEGER NOT "
-                 "NULL, owner TEXT NOT NULL COLLATE NOCASE, room INTEGER NOT NULL, "
-                 "conversation TEXT NOT NULL COLLATE NOCASE, sender TEXT NOT NULL, body TEXT "
-                 "NOT NULL, font_name TEXT, font_size TEXT, style TEXT)",
-                 "CREATE INDEX IF NOT EXISTS lines_of_conversation ON lines "
-                 "(owner, room, conversation, id)",
-                 "CREATE VIRTUAL TABLE IF NOT EXISTS lines_text USING fts5(body, "
-                 "content='lines', content_rowid='id', prefix='3 4', "
-                 "tokenize='unicode61 remove_diacritics 2')",
-                 "CREATE TRIGGER IF NOT EXISTS lines_added AFTER INSERT ON lines BEGIN "
-                 "INSERT INTO lines_text (rowid, body) VALUES (new.id, new.body); END",
-                 "CREATE TRIGGER IF NOT EXISTS lines_removed AFTER DELETE ON lines BEGIN "
-                 "INSERT INTO lines_text (lines_text, rowid, body) "
-                 "VALUES ('delete', old.id, old.body); END",
-                 "PRAGMA user_version = 1",
-             }) {
-            file_.exec(QString::fromLatin1(sql), kOpening);
+        // keep both in step. Earlier versions made these outside a
+        // transaction: a file they left half made is completed.
+        {"CREATE TABLE IF NOT EXISTS lines (id INTEGER PRIMARY KEY, at INTEGER NOT NULL, "
+         "owner TEXT NOT NULL COLLATE NOCASE, room INTEGER NOT NULL, conversation TEXT NOT "
+         "NULL COLLATE NOCASE, sender TEXT NOT NULL, body TEXT NOT NULL, font_name TEXT, "
+         "font_size TEXT, style TEXT)",
+         "CREATE INDEX IF NOT EXISTS lines_of_conversation ON lines "
+         "(owner, room, conversation, id)",
+         "CREATE VIRTUAL TABLE IF NOT EXISTS lines_text USING fts5(body, content='lines', "
+         "content_rowid='id', prefix='3 4', tokenize='unicode61 remove_diacritics 2')",
+         "CREATE TRIGGER IF NOT EXISTS lines_added AFTER INSERT ON lines BEGIN "
+         "INSERT INTO lines_text (rowid, body) VALUES (new.id, new.body); END",
+         "CREATE TRIGGER IF NOT EXISTS lines_removed AFTER DELETE ON lines BEGIN "
+         "INSERT INTO lines_text (lines_text, rowid, body) "
+         "VALUES ('delete', old.id, old.body); END",
+         nullptr},
+        // A message its server numbered is known again by its number when
+        // it comes a second time. Only those lines are in the index, and
+        // with the owner in it a lookup never walks a user's conversations.
+        {"ALTER TABLE lines ADD COLUMN receipt TEXT",
+         "CREATE INDEX lines_by_receipt ON lines (receipt, owner) WHERE receipt IS NOT NULL",
+         nullptr},
+    };
+    // One connection upgrades while the other waits for it, however long
+    // the new index takes to build over a long history, and then finds the
+    // work done.
+    file_.exec(QStringLiteral("PRAGMA busy_timeout = 30000"), kOpening);
+    file_.exec(QStringLiteral("BEGIN IMMEDIATE"), kOpening);
+    try {
+        for (int version = schemaVersion(); version < kSchemaVersion; ++version) {
+            for (const char* const* sql = steps[version]; *sql; ++sql) {
+                file_.exec(QString::fromLatin1(*sql), kOpening);
+            }
         }
+        file_.exec(QStringLiteral("PRAGMA user_version = ") + QString::number(kSchemaVersion),
+                   kOpening);
+        file_.exec(QStringLiteral("COMMIT"), kOpening);
+    } catch (const AppError&) {
+        file_.database().rollback();
+        throw;
     }
+    file_.exec(QStringLiteral("PRAGMA busy_timeout = ") + QString::number(kBusyTimeoutMs),
+               kOpening);
 }
 
 HistoryStore::~HistoryStore() = default;
@@ -88,7 +121,7 @@ void HistoryStore::add(QList<HistoryLine>& lines) {
         QSqlQuery insert(db);
         if (!insert.prepare(QStringLiteral(
                 "INSERT INTO lines (at, owner, room, conversation, sender, body, font_name, "
-                "font_size, style) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"))) {
+                "font_size, style, receipt) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"))) {
             file_.raise(doing, insert.lastError());
         }
         for (HistoryLine& line : lines) {
@@ -101,6 +134,8 @@ void HistoryStore::add(QList<HistoryLine>& lines) {
             insert.bindValue(6, text(line.fontName));
             insert.bindValue(7, text(line.fontSize));
             insert.bindValue(8, text(line.style));
+            // NULL keeps the line out of the index of receipts.
+            insert.bindValue(9, line.receipt.isEmpty() ? QVariant() : QVariant(line.receipt));
             if (!insert.exec()) {
                 file_.raise(doing, insert.lastError());
             }
@@ -192,6 +227,13 @@ qint64 HistoryStore::lineCount() {
     QSqlQuery query = file_.run(QStringLiteral("SELECT count(*) FROM lines"), {},
                                 QStringLiteral("Could not count the lines of the message history"));
     return query.next() ? query.value(0).toLongLong() : 0;
+}
+
+bool HistoryStore::holdsReceipt(const QString& owner, const QString& receipt) {
+    QSqlQuery query =
+        file_.run(QStringLiteral("SELECT 1 FROM lines WHERE receipt = ? AND owner = ? LIMIT 1"),
+                  {receipt, owner}, QStringLiteral("Could not look up a message in the history"));
+    return query.next();
 }
 
 } // namespace velmora

@@ -27,6 +27,7 @@ struct HistoryLine {
     QString fontName;
     QString fontSize;
     QString style;
+    QString receipt{}; // "store:number" of a message its server numbered
 };
 
 class HistoryStore {
@@ -55,11 +56,16 @@ public:
     // Removes the lines stored before `at` (ms since 1970); how many.
     int removeBefore(qint64 at);
     [[nodiscard]] qint64 lineCount();
+    // True when `owner` has the line of the numbered message `receipt`.
+    [[nodiscard]] bool holdsReceipt(const QString& owner, const QString& receipt);
 
     // The FTS5 query for what the user typed: each word quoted.
     [[nodiscard]] static QString matchQuery(const QString& words);
 
 private:
+    [[nodiscard]] int schemaVersion();
+    // Brings a new file, or one of an earlier layout, to the current one.
+    void upgrade();
     QList<HistoryLine> lines(const QString& sql, const QVariantList& values, const QString& doing);
 
     SqlFile file_;

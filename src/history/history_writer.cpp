@@ -9,28 +9,30 @@ HistoryWriter::HistoryWriter(const QString& folder, const QString& connectionNam
 
 HistoryWriter::~HistoryWriter() = default;
 
-template <typename Work> void HistoryWriter::attempt(Work&& work) {
+template <typename Work> bool HistoryWriter::attempt(Work&& work) {
     if (off_) {
-        return;
+        return false;
     }
     try {
         if (!store_) {
             store_ = std::make_unique<HistoryStore>(folder_, connectionName_);
         }
         work(*store_);
+        return true;
     } catch (const AppError& error) {
         store_.reset();
         off_ = true;
         emit failed(error.description);
+        return false;
     }
 }
 
-void HistoryWriter::write(QList<HistoryLine> lines) {
-    attempt([&](HistoryStore& store) { store.add(lines); });
+bool HistoryWriter::write(QList<HistoryLine> lines) {
+    return attempt([&](HistoryStore& store) { store.add(lines); });
 }
 
 void HistoryWriter::removeBefore(qint64 at) {
-    attempt([&](HistoryStore& store) {
+    (void)attempt([&](HistoryStore& store) {
         if (const int count = store.removeBefore(at); count > 0) {
             emit removed(count);
         }

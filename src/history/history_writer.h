@@ -21,8 +21,8 @@ public:
     HistoryWriter(const QString& folder, const QString& connectionName);
     ~HistoryWriter() override;
 
-    // These run on the writer's thread.
-    void write(QList<HistoryLine> lines);
+    // These run on the writer's thread. True when the lines were written.
+    bool write(QList<HistoryLine> lines);
     void removeBefore(qint64 at);
     // Closes the file, and forgets an earlier failure.
     void close();
@@ -33,8 +33,8 @@ signals:
 
 private:
     // Runs `work` on the store, opened when needed; a failure switches the
-    // writer off.
-    template <typename Work> void attempt(Work&& work);
+    // writer off. True when it ran without one.
+    template <typename Work> bool attempt(Work&& work);
 
     QString folder_;
     QString connectionName_;

@@ -8,8 +8,9 @@
 
 namespace velmora {
 
-void StoreOfflineMessages(Session& session, const QList<QStringList>& messages) {
+qsizetype StoreOfflineMessages(Session& session, const QList<QStringList>& messages) {
     const QString touser = session.values().userName;
+    qsizetype stored = 0;
     {
         OfflineDatabase database(session.appFolder(),
                                  OfflineDatabase::connectionName(session, "store"));
@@ -19,6 +20,7 @@ void StoreOfflineMessages(Session& session, const QList<QStringList>& messages) 
                     raiseSubscriptOutOfRange(QStringLiteral("Velmora"));
                 }
                 database.insert(fields[0], fields[1], fields[2], touser);
+                ++stored;
             }
             database.flush();
         } catch (const AppError& error) {
@@ -31,6 +33,7 @@ void StoreOfflineMessages(Session& session, const QList<QStringList>& messages) 
         }
     }
     ShowOfflineMessages(session);
+    return stored;
 }
 
 } // namespace velmora

@@ -14,7 +14,9 @@ class Session;
 // is shown afterwards. A message with a missing field, or a database that
 // refuses a row, ends the storing there with an error report: the rows
 // already stored stay and are shown. A database that cannot be opened at all
-// is reported and no window is shown.
-void StoreOfflineMessages(Session& session, const QList<QStringList>& messages);
+// is reported and no window is shown. Answers how many were stored: a row
+// committed counts even when making the file safe from a power cut failed,
+// for it survives a crash of the program.
+qsizetype StoreOfflineMessages(Session& session, const QList<QStringList>& messages);
 
 } // namespace velmora

@@ -11,7 +11,7 @@ namespace velmora {
 
 void installOfflineMessages(Session& session) {
     session.onOfflineMessages([&session](const QList<QStringList>& messages) {
-        StoreOfflineMessages(session, messages);
+        return StoreOfflineMessages(session, messages);
     });
     QObject::connect(session.frame().actions().toolsOfflineMsgs, &QAction::triggered, &session,
                      [&session] { session.trap([&] { ShowOfflineMessages(session); }); });

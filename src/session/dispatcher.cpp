@@ -55,7 +55,11 @@ void Dispatcher::dispatchRecord(const QStringList& fields) {
             continue;
         }
         QStringList args{code};
-        for (int n = 1; n <= kRoutes[i].fieldsUsed; ++n) {
+        const int used = kRoutes[i].fieldsUsed;
+        for (int n = 1; n <= used; ++n) {
+            args.append(record.field(n));
+        }
+        for (int n = used + 1; n <= used + kRoutes[i].optionalFields && n < record.size(); ++n) {
             args.append(record.field(n));
         }
         const Slot slot = handlers_[i];

@@ -3,6 +3,7 @@
 // compared exactly, in the fixed order below; the first match wins.
 #pragma once
 
+#include "protocol/receipts.h"
 #include "protocol/wire.h"
 #include "session/record.h"
 
@@ -15,6 +16,16 @@
 namespace velmora {
 
 class Connection;
+
+// Where the dispatcher sends a reply code, and which of its fields.
+struct ReplyRoute {
+    std::string_view code;
+    int fieldsUsed; // fields 1..n handed on
+    // The fields after those, handed on when the record has them: what the
+    // server adds on a connection that took up an extension (a private
+    // message's number, with receipts).
+    int optionalFields = 0;
+};
 
 class Dispatcher : public QObject {
     Q_OBJECT
@@ -42,19 +53,17 @@ public:
         FA,
         SU,
         UNO,
-        UNV
+        UNV,
+        RC
     };
-    struct Route {
-        std::string_view code;
-        int fieldsUsed; // fields 1..n handed on
-    };
-    static constexpr std::array<Route, 18> kRoutes{{
+    using Route = ReplyRoute;
+    static constexpr std::array<Route, 19> kRoutes{{
         {protocol::reply::LI, 1},
         {protocol::reply::RU, 2},
         {protocol::reply::SO, 3},
         {protocol::reply::BL, 1},
         {protocol::reply::OM, 1},
-        {protocol::reply::PM, 5},
+        {.code = protocol::reply::PM, .fieldsUsed = 5, .optionalFields = 1},
         {protocol::reply::LOn, 1},
         {protocol::reply::LOff, 1},
         {protocol::reply::CI, 3},
@@ -67,6 +76,7 @@ public:
         {protocol::reply::SU, 1},
         {protocol::reply::UNO, 1},
         {protocol::reply::UNV, 1},
+        {protocol::reply::RC, 1},
     }};
 
     Dispatcher(Connection& connection, Trap trap, QObject* parent = nullptr);

@@ -4,6 +4,7 @@
 #include "platform/desktop.h"
 #include "platform/number_text.h"
 #include "platform/prompter.h"
+#include "protocol/receipts.h"
 #include "protocol/wire.h"
 #include "session/certificate_trust.h"
 #include "session/connect_wait.h"
@@ -43,6 +44,11 @@ QStringList splitField(const QString& field, std::string_view separator) {
     return out;
 }
 
+// Where a message's number comes, on a connection with receipts: after the
+// five fields of "+PM", and after the three sub-fields of an "+OM" item.
+constexpr int kPMNumberField = 6;
+constexpr qsizetype kOMNumberPart = 3;
+
 ChatLine chatLine(const Record& r) {
     return ChatLine{r.field(1), r.field(2), r.field(3), r.field(4), r.field(5)};
 }
@@ -57,6 +63,7 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
             trap(routine, action);
         });
     reconnect_ = std::make_unique<Reconnect>(*this);
+    receipts_ = std::make_unique<Receipts>(*this);
     certificates_ = std::make_unique<CertificateTrust>(*this);
     connection_->setCertificateCheck(
         [this](const QSslCertificate& certificate, const QList<QSslError>& errors) {
@@ -122,7 +129,9 @@ void Session::send(const std::string& command) {
 }
 
 void Session::sendLogin(const QString& user, const QString& password) {
-    send(p::buildCommand(p::kHeadLI, {bytes(user), bytes(password), bytes(versionField())}));
+    // A server that does not know receipts ignores the field, and numbers nothing.
+    send(p::buildCommand(p::kHeadLI,
+                         {bytes(user), bytes(password), bytes(versionField()), p::kReceiptsToken}));
 }
 
 void Session::sendSignUp(const QString& user, const QString& password) {
@@ -235,33 +244,56 @@ void Session::onBuddyList(std::function<void(const QList<BuddyListItem>&)> handl
     });
 }
 
-void Session::onOfflineMessages(std::function<void(const QList<QStringList>&)> handler) {
+void Session::onOfflineMessages(std::function<qsizetype(const QList<QStringList>&)> handler) {
     dispatcher_->setHandler(Reply::OM, [this, handler = std::move(handler)](const Record& r) {
+        Receipts::Arrival arrival(*receipts_);
         // Element 0 is what comes before the first separator: never a message.
         const QStringList elements = splitField(r.field(1), p::kListItemSep);
         QList<QStringList> messages;
+        QList<MessageReceipt> numbers;
+        bool repeated = false;
         for (qsizetype i = 1; i < elements.size(); ++i) {
-            messages.append(splitField(elements[i], p::kNameListSep));
+            QStringList fields = splitField(elements[i], p::kNameListSep);
+            const MessageReceipt receipt = receipts_->receiptOf(fields.value(kOMNumberPart));
+            if (!arrival.take(receipt)) {
+                repeated = true;
+                continue;
+            }
+            messages.append(receipt.isNull() ? fields : fields.mid(0, kOMNumberPart));
+            numbers.append(receipt);
         }
-        handler(messages);
-        for (const QStringList& fields : std::as_const(messages)) {
+        // A page of messages the client has already brings up no window.
+        const qsizetype stored = messages.isEmpty() && repeated ? 0 : handler(messages);
+        for (qsizetype i = 0; i < messages.size(); ++i) {
+            const QStringList& fields = messages[i];
             if (fields.size() >= 2) {
                 // The server's clock wrote the time ("2026-11-23 18:40:00").
                 const QDateTime sent =
                     QDateTime::fromString(fields.value(2), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-                emit lineExchanged(ConversationLine{fields[1], false,
-                                                    ChatLine{fields[1], fields[0], {}, {}, {}},
-                                                    sent.isValid() ? sent.toMSecsSinceEpoch() : 0});
+                // One that omess.db refused is not kept: it is left to come again.
+                const MessageReceipt receipt = i < stored ? numbers[i] : MessageReceipt{};
+                emit lineExchanged(
+                    ConversationLine{fields[1], false, ChatLine{fields[1], fields[0], {}, {}, {}},
+                                     sent.isValid() ? sent.toMSecsSinceEpoch() : 0, receipt});
+                arrival.handedOn(receipt);
             }
         }
+        arrival.confirm();
     });
 }
 
 void Session::onPrivateMessage(std::function<void(const ChatLine&)> handler) {
     dispatcher_->setHandler(Reply::PM, [this, handler = std::move(handler)](const Record& r) {
-        const ChatLine line = chatLine(r);
-        handler(line);
-        emit lineExchanged(ConversationLine{line.sender, false, line});
+        Receipts::Arrival arrival(*receipts_);
+        const MessageReceipt receipt =
+            receipts_->receiptOf(r.size() > kPMNumberField ? r.field(kPMNumberField) : QString());
+        if (arrival.take(receipt)) {
+            const ChatLine line = chatLine(r);
+            handler(line);
+            emit lineExchanged(ConversationLine{line.sender, false, line, 0, receipt});
+            arrival.handedOn(receipt);
+        }
+        arrival.confirm();
     });
 }
 
@@ -412,6 +444,7 @@ void Session::onConnectionClosed() {
         step([&] { frame_->setConnectStatus(QStringLiteral("-> Disconnected")); });
         step([&] { frame_->resetBuddyTree(); });
     }
+    step([&] { receipts_->turnOff(); });
     step([&] {
         room_.clear();
         values_.lngNodeKey = 2;

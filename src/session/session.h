@@ -9,6 +9,7 @@
 #include "platform/app_error.h"
 #include "platform/desktop.h"
 #include "platform/error_trap.h"
+#include "session/receipts.h"
 #include "session/session_values.h"
 #include "settings/settings.h"
 
@@ -54,7 +55,8 @@ struct ConversationLine {
     QString conversation; // the other user, or the room
     bool room = false;
     ChatLine line;
-    qint64 at = 0; // when it was sent, in ms since 1970, if not just now
+    qint64 at = 0;            // when it was sent, in ms since 1970, if not just now
+    MessageReceipt receipt{}; // a received message the server numbered
 };
 
 class Session : public QObject {
@@ -82,6 +84,8 @@ public:
     [[nodiscard]] MainFrame& frame() { return *frame_; }
     // Logging in again after a dropped connection.
     [[nodiscard]] Reconnect& reconnect() { return *reconnect_; }
+    // Confirming the private messages kept, when the server numbers them.
+    [[nodiscard]] Receipts& receipts() { return *receipts_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
     // The spelling dictionary every input box of the session shares, in the
     // language the settings choose; loaded at the first use.
@@ -126,8 +130,10 @@ public:
     void onLoginReplied(std::function<void(LoginResult)> handler);
     void onSignUpReplied(std::function<void(SignUpResult, const QString& webSite)> handler);
     void onBuddyList(std::function<void(const QList<BuddyListItem>&)> handler);
-    // Each message as its fields: text, sender, sent time (any may be missing).
-    void onOfflineMessages(std::function<void(const QList<QStringList>&)> handler);
+    // Each message as its fields: text, sender, sent time (any may be
+    // missing). The handler answers how many of them, from the first, it
+    // stored.
+    void onOfflineMessages(std::function<qsizetype(const QList<QStringList>&)> handler);
     void onPrivateMessage(std::function<void(const ChatLine&)> handler);
     void addPresenceHandler(std::function<void(const QString& name, bool online)> handler);
     void onRoomInvitation(
@@ -224,6 +230,7 @@ private:
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Dispatcher> dispatcher_;
     std::unique_ptr<Reconnect> reconnect_;
+    std::unique_ptr<Receipts> receipts_;
     std::unique_ptr<CertificateTrust> certificates_;
     std::unique_ptr<SpellChecker> spellChecker_;
     QString address_; // the last address connected to

@@ -65,7 +65,7 @@ struct LoginRig : velmora::test::ClientRig {
     bool sendLogin() {
         server.received.clear();
         tryLogin(server.address());
-        return server.waitForReceived(" ## cmdLI /:/ alicia /:/ secret1 /:/ 1.4");
+        return server.waitForReceived(" ## cmdLI /:/ alicia /:/ secret1 /:/ 1.4 /:/ receipts");
     }
     bool offline() {
         return client.session().connection().State() == Connection::Closed &&
@@ -310,7 +310,7 @@ private slots:
         server_list::save(rig.client.session().settings().serverListPath(), {rig.server.address()});
         Client client(rig.home.path(), rig.prompter, rig.desktop);
         client.start();
-        QVERIFY(rig.server.waitForReceived(" ## cmdLI /:/ bobby /:/ bobby1 /:/ 1.4"));
+        QVERIFY(rig.server.waitForReceived(" ## cmdLI /:/ bobby /:/ bobby1 /:/ 1.4 /:/ receipts"));
         QVERIFY(!client.loginWindow().isVisible());
         QVERIFY(rig.feed(" ## +LI /$/ Login=True",
                          [&] { return client.existingLoginWindow() == nullptr; }));

@@ -213,12 +213,12 @@ void ConfWindow::onConnectionLost() {
 
 void ConfWindow::onConnectionRestored() {
     // Back in the room the connection left; its details bring the members.
-    if (lostRoom_.isEmpty()) {
-        return;
+    if (!lostRoom_.isEmpty()) {
+        const QString room = std::exchange(lostRoom_, QString());
+        enterRoom(room);
+        session_.trap([&] { session_.joinRoom(room); });
     }
-    const QString room = std::exchange(lostRoom_, QString());
-    enterRoom(room);
-    session_.trap([&] { session_.joinRoom(room); });
+    restoreInputFocus();
 }
 
 void ConfWindow::cmdSend_Click() {

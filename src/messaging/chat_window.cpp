@@ -23,6 +23,8 @@
 #include <QPushButton>
 #include <QTextDocument>
 
+#include <utility>
+
 namespace velmora {
 
 namespace {
@@ -133,11 +135,26 @@ void ChatWindow::setSendingEnabled(bool on) {
 }
 
 void ChatWindow::onConnectionLost() {
+    // Disabling the input box passes its focus on within the window; whether
+    // it had it is what brings the caret back once the connection does.
+    if (txtSendMsg_->isEnabled()) {
+        inputHadFocus_ = focusWidget() == txtSendMsg_;
+    }
     setSendingEnabled(false);
 }
 
 void ChatWindow::onConnectionRestored() {
     setSendingEnabled(true);
+    restoreInputFocus();
+}
+
+void ChatWindow::restoreInputFocus() {
+    // In the window in front the caret shows at once; in another, it waits
+    // in the input box for the user to come back.
+    const bool hadFocus = std::exchange(inputHadFocus_, false);
+    if (txtSendMsg_->isEnabled() && (hadFocus || isActiveWindow())) {
+        txtSendMsg_->setFocus();
+    }
 }
 
 QAction* ChatWindow::addEntry(QMenu& menu, const char* name, const QString& text,

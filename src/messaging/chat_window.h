@@ -78,6 +78,10 @@ protected:
     // style letters and the input box's font.
     void formLoad();
     void setSendingEnabled(bool on);
+    // After a reconnect, the caret goes back to the input box of the window
+    // in front, and of any window whose input box held its focus when the
+    // connection was lost.
+    void restoreInputFocus();
     // An entry carrying its documented name whose handler runs under the
     // error trap.
     QAction* addEntry(QMenu& menu, const char* name, const QString& text,
@@ -104,6 +108,7 @@ private:
 
     Form form_;
     FileChooser* fileChooser_ = nullptr;
+    bool inputHadFocus_ = false;
     // Blocks of the view before the first chat line (the banner).
     int headerBlocks_ = 0;
 };

@@ -1,20 +1,38 @@
 #include "session/connection.h"
 
 #include "platform/app_error.h"
+#include "protocol/wire.h"
 
+#include <QPointer>
 #include <QSslSocket>
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <sys/ioctl.h>
+#endif
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 namespace velmora {
 
 namespace {
 constexpr int kDefaultArrivalDelayMs = 5;
-// The most the socket holds for the dispatcher; a full buffer is handed over
-// at once, and the server waits (TCP flow control) until it has been read.
+// The most the socket holds: beyond it the server waits (TCP flow control)
+// until the client has read what came before. A full buffer is handed over
+// at once.
 constexpr qint64 kReadBufferBytes = 256 * 1024;
+// The most one arrival hands over; what a handler holds of a batch is a few
+// copies of it.
+constexpr qsizetype kPieceBytes = 256 * 1024;
+// A piece and the mark that may begin where it ends.
+constexpr qsizetype kHeldBytes = kPieceBytes + qsizetype(protocol::kRecordMark.size());
 
 // Bytes at the end of `data` that begin a UTF-8 sequence not yet complete;
 // they wait for the next arrival so that no character is cut in two.
-qsizetype incompleteUtf8Tail(const QByteArray& data) {
+qsizetype incompleteUtf8Tail(QByteArrayView data) {
     const qsizetype n = data.size();
     for (qsizetype back = 1; back <= 3 && back <= n; ++back) {
         const auto c = static_cast<unsigned char>(data[n - back]);
@@ -35,12 +53,14 @@ qsizetype incompleteUtf8Tail(const QByteArray& data) {
 }
 } // namespace
 
-Connection::Connection(QObject* parent) : QObject(parent), socket_(new QSslSocket(this)) {
+Connection::Connection(QObject* parent)
+    : QObject(parent), socket_(new QSslSocket(this)), arrivalDelayMs_(kDefaultArrivalDelayMs) {
     setObjectName(QStringLiteral("ConnSock"));
     socket_->setReadBufferSize(kReadBufferBytes);
+    stirred_.start();
     arrivalTimer_.setSingleShot(true);
-    arrivalTimer_.setInterval(kDefaultArrivalDelayMs);
-    connect(&arrivalTimer_, &QTimer::timeout, this, &Connection::fireDataArrival);
+    arrivalTimer_.setTimerType(Qt::PreciseTimer);
+    connect(&arrivalTimer_, &QTimer::timeout, this, &Connection::arrive);
     connect(socket_, &QSslSocket::readyRead, this, &Connection::onReadyRead);
     connect(socket_, &QSslSocket::connected, this, [this] {
         localPort_ = socket_->localPort();
@@ -97,7 +117,9 @@ quint16 Connection::LocalPort() const {
 
 void Connection::Connect() {
     failed_ = false;
+    arrivalTimer_.stop();
     pending_.clear();
+    due_ = more_ = closing_ = false;
     if (encrypted_) {
         socket_->connectToHostEncrypted(remoteHost_, remotePort_);
     } else {
@@ -106,8 +128,11 @@ void Connection::Connect() {
 }
 
 void Connection::Close() {
+    // A close by the peer that is still owed its closed() keeps it: the
+    // rest of the client learns of the drop either way.
     arrivalTimer_.stop();
     pending_.clear();
+    due_ = more_ = false;
     failed_ = false;
     socket_->blockSignals(true);
     socket_->abort();
@@ -124,40 +149,162 @@ void Connection::SendData(const QString& data) {
 }
 
 QString Connection::GetData() {
-    pending_ += socket_->readAll();
-    const qsizetype keep = incompleteUtf8Tail(pending_);
-    const QString text = QString::fromUtf8(pending_.constData(), pending_.size() - keep);
-    pending_ = pending_.right(keep);
+    fill();
+    const qsizetype end = pieceEnd();
+    const QString text = QString::fromUtf8(pending_.constData(), end);
+    pending_.remove(0, end);
+    more_ = socket_->bytesAvailable() > 0 || pending_.size() > incompleteUtf8Tail(pending_);
     return text;
 }
 
+void Connection::fill() {
+    const qint64 room = kHeldBytes - pending_.size();
+    if (room <= 0) {
+        return;
+    }
+    pending_ += socket_->read(room);
+}
+
+bool Connection::moreBehind() const {
+    if (socket_->bytesAvailable() > 0 || socket_->encryptedBytesAvailable() > 0) {
+        return true;
+    }
+    // What the system holds, which the socket reads on its next turn of the
+    // event loop (or not at all while its own buffer is full).
+    const qintptr fd = socket_->socketDescriptor();
+    if (fd < 0) {
+        return false;
+    }
+#ifdef Q_OS_WIN
+    u_long bytes = 0;
+    return ioctlsocket(static_cast<SOCKET>(fd), FIONREAD, &bytes) == 0 && bytes > 0;
+#else
+    int bytes = 0;
+    return ::ioctl(static_cast<int>(fd), FIONREAD, &bytes) == 0 && bytes > 0;
+#endif
+}
+
+qsizetype Connection::pieceEnd() const {
+    if (pending_.size() <= kPieceBytes && !moreBehind() && (closing_ || quiet())) {
+        return pending_.size() - incompleteUtf8Tail(pending_);
+    }
+    // Whole records only: the piece ends at the last mark that begins inside
+    // it, found the way the dispatcher reads the records.
+    const std::string_view held(pending_.constData(), static_cast<std::size_t>(pending_.size()));
+    const auto markSize = protocol::kRecordMark.size();
+    std::size_t cut = 0;
+    for (std::size_t at = protocol::findSeparator(held, protocol::kRecordMark);
+         at != std::string_view::npos && at <= std::size_t(kPieceBytes);
+         at = protocol::findSeparator(held, protocol::kRecordMark, at + markSize)) {
+        cut = at;
+    }
+    if (cut > 0) {
+        return static_cast<qsizetype>(cut);
+    }
+    if (pending_.size() >= kPieceBytes) {
+        // One record larger than a piece: it is cut where the piece ends.
+        return kPieceBytes - incompleteUtf8Tail(QByteArrayView(pending_).first(kPieceBytes));
+    }
+    return 0; // one record, still coming in
+}
+
+bool Connection::quiet() const {
+    return arrivalDelayMs_ <= 0 || stirred_.elapsed() >= arrivalDelayMs_;
+}
+
+qint64 Connection::waiting() const {
+    return socket_->bytesAvailable() + pending_.size();
+}
+
 void Connection::onReadyRead() {
-    if (arrivalTimer_.interval() <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
-        arrivalTimer_.stop();
-        fireDataArrival();
+    stirred_.restart();
+    // A backlog the last piece left goes on at once, as does a full buffer.
+    if (more_ || arrivalDelayMs_ <= 0 || socket_->bytesAvailable() >= kReadBufferBytes) {
+        arriveSoon();
         return;
     }
     // The wait runs from the first byte not yet handed over; later reads do
     // not extend it, so a steady stream is still delivered every few ms.
     if (!arrivalTimer_.isActive()) {
-        arrivalTimer_.start();
+        arrivalTimer_.start(arrivalDelayMs_);
     }
 }
 
-void Connection::fireDataArrival() {
-    const qint64 waiting = socket_->bytesAvailable() + pending_.size();
-    if (waiting > 0) {
-        emit dataArrival(waiting);
+void Connection::arriveSoon() {
+    // Queued, never from inside the socket's readyRead: the socket does not
+    // signal again while that signal is being handled, and so would not
+    // report what comes in while the piece is dispatched.
+    if (!queued_) {
+        queued_ = true;
+        QMetaObject::invokeMethod(this, &Connection::arrive, Qt::QueuedConnection);
+    }
+}
+
+void Connection::arrive() {
+    queued_ = false;
+    if (handing_) {
+        due_ = true; // after the piece being handled
+        return;
+    }
+    arrivalTimer_.stop();
+    fill();
+    if (pieceEnd() == 0) {
+        // A record still coming in waits for the line to go quiet (or for
+        // the rest of a character, which needs no timer).
+        if (!quiet()) {
+            arrivalTimer_.start(std::max<int>(1, arrivalDelayMs_ - int(stirred_.elapsed())));
+        }
+        return;
+    }
+    const QPointer<Connection> alive(this);
+    more_ = false;
+    handing_ = true;
+    emit dataArrival(waiting());
+    if (!alive) {
+        return;
+    }
+    handing_ = false;
+    // Handlers hold the event loop, and the socket reads only between
+    // records: the quiet that counts is one the client was listening through.
+    stirred_.restart();
+    if (closing_) {
+        finishClosing();
+    } else if (more_ || due_) {
+        due_ = false;
+        arriveSoon();
     }
 }
 
 void Connection::onDisconnected() {
-    // Data that came in just before the close is still delivered first.
-    if (arrivalTimer_.isActive()) {
-        arrivalTimer_.stop();
-        fireDataArrival();
+    closing_ = true;
+    if (!handing_) {
+        finishClosing(); // else once the piece being handled is done
     }
-    emit closed();
+}
+
+void Connection::finishClosing() {
+    // Data that came in just before the close is still delivered first.
+    arrivalTimer_.stop();
+    due_ = more_ = false;
+    const QPointer<Connection> alive(this);
+    fill();
+    while (closing_ && pieceEnd() > 0) {
+        const qint64 before = waiting();
+        handing_ = true;
+        emit dataArrival(before);
+        if (!alive) {
+            return;
+        }
+        handing_ = false;
+        fill();
+        if (waiting() >= before) {
+            break; // nobody took it
+        }
+    }
+    // A new connection started meanwhile is not the one that closed.
+    if (std::exchange(closing_, false)) {
+        emit closed();
+    }
 }
 
 } // namespace velmora

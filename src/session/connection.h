@@ -4,9 +4,16 @@
 // Data arrival is coalesced: the event fires a short time after the first
 // byte not yet handed over came in (however much follows meanwhile), so a
 // record the server wrote in one send reaches the dispatcher whole even when
-// TCP delivers it in pieces, and a steady stream is never held back. A record
-// that still arrives in two events is handled as it falls. The socket holds
-// a bounded amount; a full buffer fires at once.
+// TCP delivers it in pieces, and a steady stream is never held back. A
+// record still coming in waits until the line has been quiet for that time;
+// one that still arrives in two events is handled as it falls.
+//
+// Each arrival hands over at most one piece, so that what a handler works on
+// stays bounded however much the server sends. A piece ends just before a
+// record mark, never inside a record; only a record larger than a piece is
+// cut at its end. Whatever a piece leaves follows in the next one at once,
+// until the socket is drained, and never while one is still being handled:
+// the dispatcher yields to the event loop between records.
 //
 // Encrypted, the connection is TLS to the server's TLS port, and counts as
 // connected once the handshake is done; the bytes inside are the same.
@@ -14,6 +21,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -68,13 +76,17 @@ public:
     void setCertificateCheck(CertificateCheck check) { certificateCheck_ = std::move(check); }
     // One command in one send. Raises error 40006 when not connected.
     void SendData(const QString& data);
-    // Everything that has arrived, as one string.
+    // The next piece of what has arrived, as one string: up to its end once
+    // the line has been quiet for the arrival delay (or the peer closed),
+    // otherwise the whole records at its start. A character cut by the
+    // network waits for the rest of its bytes.
     [[nodiscard]] QString GetData();
 
-    // Time from the first unhandled byte until data arrival fires; 0 fires on
-    // every read.
-    void setArrivalDelayMs(int ms) { arrivalTimer_.setInterval(ms); }
-    [[nodiscard]] int arrivalDelayMs() const { return arrivalTimer_.interval(); }
+    // Time from the first unhandled byte until data arrival fires, and the
+    // quiet that lets a record still coming in go as it is; 0 fires on
+    // every read and hands over everything.
+    void setArrivalDelayMs(int ms) { arrivalDelayMs_ = ms; }
+    [[nodiscard]] int arrivalDelayMs() const { return arrivalDelayMs_; }
 
 signals:
     void dataArrival(qint64 bytesTotal);
@@ -85,16 +97,42 @@ signals:
 
 private:
     void onReadyRead();
-    void fireDataArrival();
     void onDisconnected();
+    // Hands the next piece to the dispatcher, when there is one.
+    void arrive();
+    void arriveSoon();
+    // What the peer sent before it closed, then closed().
+    void finishClosing();
+    // Tops pending_ up from the socket to one piece and a mark.
+    void fill();
+    // How many bytes of pending_ the next piece takes; 0 when nothing can go yet.
+    [[nodiscard]] qsizetype pieceEnd() const;
+    // Bytes came in that pending_ does not hold yet.
+    [[nodiscard]] bool moreBehind() const;
+    [[nodiscard]] bool quiet() const;
+    [[nodiscard]] qint64 waiting() const;
 
     QSslSocket* socket_;
     CertificateCheck certificateCheck_;
     QTimer arrivalTimer_;
+    int arrivalDelayMs_;
+    // Since bytes last came in, or a piece being handled let the event loop
+    // go again.
+    QElapsedTimer stirred_;
     QString remoteHost_;
     quint16 remotePort_ = 0;
     quint16 localPort_ = 0;
+    // Read from the socket, not yet handed over.
     QByteArray pending_;
+    // A piece is being handled.
+    bool handing_ = false;
+    // An arrival fell due while a piece was being handled.
+    bool due_ = false;
+    // The last piece stopped short of what had come in.
+    bool more_ = false;
+    bool queued_ = false;
+    // The peer closed while a piece was being handled: the rest, then closed().
+    bool closing_ = false;
     bool failed_ = false;
     bool encrypted_ = false;
 };

@@ -27,6 +27,7 @@
 #include "support/client_rig.h"
 #include "support/e2e.h"
 
+#include <QApplication>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -295,6 +296,13 @@ private slots:
             return QTest::qWaitFor([&] { return main.connectStatus() == text; }, 15000);
         };
 
+        // bobby clicks into the room's input box, then goes on to alicia's
+        // window, where the caret is in the input box.
+        QTest::mouseClick(room(bobby)->txtSendMsg().viewport(), Qt::LeftButton);
+        toAlicia->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(toAlicia));
+        QCOMPARE(QApplication::focusWidget(), &toAlicia->txtSendMsg());
+
         // The server goes away: the window is muted, and bobby waits to retry.
         server.stop();
         QVERIFY(status(QStringLiteral("-> Reconnecting in 1 s")));
@@ -302,6 +310,11 @@ private slots:
         QVERIFY(server.start());
         QVERIFY(status(QStringLiteral("-> Connected [bobby]")));
         QVERIFY(toAlicia->txtSendMsg().isEnabled());
+        // What bobby types goes where it went before, in both windows.
+        QCOMPARE(QApplication::focusWidget(), &toAlicia->txtSendMsg());
+        room(bobby)->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(room(bobby)));
+        QCOMPARE(QApplication::focusWidget(), &room(bobby)->txtSendMsg());
         QVERIFY(QTest::qWaitFor([&] {
             return alicia.client->mainWindow().connectStatus() == "-> Connected [alicia]";
         }));

@@ -251,7 +251,7 @@ std::string usage() {
   --welcome TEXT              notice sent after each login (none)
   --hash-cost interactive|fast  Argon2id cost of new password hashes (interactive)
   --max-record-bytes N        largest command accepted (16000)
-  --max-pending-bytes N       unsent output per connection before it is dropped (1048576)
+  --max-pending-bytes N       output a full socket leaves unsent before it is dropped (1048576)
   --max-offline-per-user N    offline messages kept per recipient (500)
   --max-logins-per-minute N   failed logins and sign-ups per address (30; 0 = no limit)
   --max-connections N         open connections (10000)

@@ -73,7 +73,9 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
     if (!open_) {
         return;
     }
-    if (out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
+    // Only a peer whose socket is full counts as not reading: a burst that
+    // one turn makes for a reader goes out whole, whatever its size.
+    if (writing_ && out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
         stop("output over " + std::to_string(context_.limits.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;

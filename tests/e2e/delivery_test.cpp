@@ -9,6 +9,8 @@
 #include "session/session.h"
 #include "support/e2e.h"
 
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTcpSocket>
 
 #include <memory>
@@ -54,6 +56,23 @@ private:
     QByteArray received_;
 };
 
+// The messages the server still keeps, read from its database.
+qint64 waitingOn(const test::VelmoradProcess& server) {
+    qint64 rows = -1;
+    {
+        QSqlDatabase db =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("srv"));
+        db.setDatabaseName(server.database());
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        if (db.open()) {
+            QSqlQuery query(QStringLiteral("SELECT count(*) FROM offline"), db);
+            rows = query.next() ? query.value(0).toLongLong() : -1;
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("srv"));
+    return rows;
+}
+
 qsizetype storedFor(E2eUser& user) {
     qsizetype rows = 0;
     OfflineDatabase database(user.home.path(), QStringLiteral("count"));
@@ -94,6 +113,8 @@ private slots:
             QVERIFY2(QTest::qWaitFor([&] { return storedFor(bobby) >= sent; }, 60000),
                      qPrintable(QString::number(storedFor(bobby)) + " of " + QString::number(sent) +
                                 " stored"));
+            // The client confirmed each one: the server keeps none of them.
+            QVERIFY(QTest::qWaitFor([&] { return waitingOn(server) == 0; }, 30000));
         }
         // Confirmed, so not sent again: a round trip through the server
         // after the next login finds nothing more stored.

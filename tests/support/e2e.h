@@ -37,6 +37,8 @@ public:
         users_.append(std::make_pair(name, password));
     }
     [[nodiscard]] QString address() const;
+    // The SQLite file it keeps its accounts and messages in.
+    [[nodiscard]] QString database() const { return dir_.filePath(QStringLiteral("velmorad.db")); }
     // From the next start() on, also a TLS port with this certificate (the
     // same port at every start).
     void useTls(const QString& certificateFile, const QString& keyFile);

@@ -125,7 +125,8 @@ class Node:
                      "--heartbeat-ms", "200", "--hash-cost", "fast", "--commands-per-second", "0",
                      "--max-offline-per-user", "1000000", "--max-pending-bytes", "16777216",
                      "--dead-peer-s", "10"]
-        self.log = open(os.path.join(folder, f"node-{name}.log"), "ab")
+        self.log_path = os.path.join(folder, f"node-{name}.log")
+        self.log = open(self.log_path, "ab")
         self.name = name
         self.start()
 
@@ -145,6 +146,17 @@ class Node:
     def stop(self):
         self.process.terminate()
         self.process.wait()
+
+    def logins(self, name):
+        with open(self.log_path, errors="replace") as lines:
+            return sum(1 for line in lines if f" {name} logged in" in line)
+
+    def await_login(self, name, before, seconds=30):
+        """Waits until `name` has logged in here once more than `before`
+        times: the next blow falls on a client that is back."""
+        end = time.time() + seconds
+        while self.logins(name) <= before and time.time() < end:
+            time.sleep(0.05)
 
 
 class Sender(threading.Thread):
@@ -317,16 +329,21 @@ def main():
         began = time.time()
         for at, event in zip(times, events):
             time.sleep(max(0.0, began + at - time.time()))
+            logins = node_b.logins(RECEIVER)
             if event == "client":
                 receiver.kill()
                 log(f"client killed at message {sum(s.sent for s in senders)}")
                 time.sleep(random.uniform(0.2, 2.0))
                 receiver.start()
+                # A login that fails at start asks its user (a box): the
+                # chaos waits for the client to be back before it goes on.
+                node_b.await_login(RECEIVER, logins)
             elif event == "node":
                 node_b.kill()
                 log(f"node b killed at message {sum(s.sent for s in senders)}")
                 time.sleep(random.uniform(0.5, 2.0))
                 node_b.start()
+                node_b.await_login(RECEIVER, logins)
             else:
                 link.set(False)
                 log(f"link cut at message {sum(s.sent for s in senders)}")

@@ -4,6 +4,8 @@
 // a separator, ends them. The Lua scripts write the same form.
 //
 //   D user record       deliver the record to the user logged in here
+//   N user record       the same for a private message stored with its
+//                       number (delivery receipts): its last field
 //   + claim node name   name logged in on node (claim: the order of claims)
 //   - node name         name logged out of node
 //   ! node              node stopped beating; its users are gone
@@ -16,6 +18,7 @@
 namespace velmora::server::bus {
 
 inline constexpr char kDeliver = 'D';
+inline constexpr char kDeliverNumbered = 'N';
 inline constexpr char kOnline = '+';
 inline constexpr char kOffline = '-';
 inline constexpr char kGone = '!';

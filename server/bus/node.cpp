@@ -192,7 +192,8 @@ bool Node::release(const std::string& name) {
 
 void Node::relay(const core::Effects& effects) {
     for (const auto& r : effects.relays) {
-        appendItem(outbox_[r.node], kDeliver, r.user, effects.record(r));
+        appendItem(outbox_[r.node], r.numbered ? kDeliverNumbered : kDeliver, r.user,
+                   effects.record(r));
     }
     if (!std::exchange(flushPosted_, true)) {
         // After this turn's other handlers: one PUBLISH per node for all of them.
@@ -233,10 +234,11 @@ void Node::flush() {
 
 void Node::undelivered(std::string_view payload) {
     forEachItem(payload, [&](char kind, std::string_view body) {
-        if (kind == kDeliver) {
+        if (kind == kDeliver || kind == kDeliverNumbered) {
             const auto [user, record] = firstWord(body);
-            server_->enact("keeping a record no node took",
-                           [&] { return hub_->undelivered(std::string(user), record); });
+            server_->enact("keeping a record no node took", [&] {
+                return hub_->undelivered(std::string(user), record, kind == kDeliverNumbered);
+            });
         }
     });
 }
@@ -300,7 +302,9 @@ void Node::onPayload(std::string_view payload) {
         const std::string word(first);
         switch (kind) {
         case kDeliver:
-            server_->enact("a relayed record", [&] { return hub_->relayed(word, rest); });
+        case kDeliverNumbered:
+            server_->enact("a relayed record",
+                           [&] { return hub_->relayed(word, rest, kind == kDeliverNumbered); });
             break;
         case kOnline: {
             const auto [node, nameAndFlags] = firstWord(rest);

@@ -31,6 +31,8 @@ struct Relay {
     std::string user;
     std::size_t at = 0;
     std::size_t size = 0;
+    // A private message stored with its number, which is its last field.
+    bool numbered = false;
 };
 
 struct Closing {
@@ -60,15 +62,17 @@ struct Effects {
         protocol::appendReply(bytes, code, fields);
         out.push_back({to, at, bytes.size() - at, {}, false});
     }
-    void relay(std::string_view node, std::string_view user, std::string_view record) {
-        relays.push_back({std::string(node), std::string(user), bytes.size(), record.size()});
+    void relay(std::string_view node, std::string_view user, std::string_view record,
+               bool numbered = false) {
+        relays.push_back(
+            {std::string(node), std::string(user), bytes.size(), record.size(), numbered});
         bytes += record;
     }
     void relayReply(std::string_view node, std::string_view user, std::string_view code,
-                    std::initializer_list<std::string_view> fields) {
+                    std::initializer_list<std::string_view> fields, bool numbered = false) {
         const std::size_t at = bytes.size();
         protocol::appendReply(bytes, code, fields);
-        relays.push_back({std::string(node), std::string(user), at, bytes.size() - at});
+        relays.push_back({std::string(node), std::string(user), at, bytes.size() - at, numbered});
     }
     // The record added last, to one more connection: every receiver of a
     // room's line reads the same bytes.

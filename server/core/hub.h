@@ -69,9 +69,12 @@ public:
     // Sessions here whose claim lost to a login on another node meanwhile.
     [[nodiscard]] Effects replacedElsewhere(const std::vector<std::string>& names);
     // A record another node relayed to `user` here.
-    [[nodiscard]] Effects relayed(const std::string& user, std::string_view record);
+    // `numbered`: a private message stored with its number (its last field).
+    [[nodiscard]] Effects relayed(const std::string& user, std::string_view record,
+                                  bool numbered = false);
     // A relay of this node that no node took: its node is gone.
-    [[nodiscard]] Effects undelivered(const std::string& user, std::string_view record);
+    [[nodiscard]] Effects undelivered(const std::string& user, std::string_view record,
+                                      bool numbered = false);
     // The users logged in here.
     [[nodiscard]] std::vector<Directory::Entry> localUsers() const;
 
@@ -131,12 +134,12 @@ private:
     void keepAndSend(ConnId sender, ConnId to, std::initializer_list<std::string_view> fields,
                      Effects& fx);
     void confirm(const Session& me, const protocol::FieldViews& f, ConnId conn, Effects& fx);
-    // The numbered form of a relayed +PM, when it is one: what it says
-    // without the number, and the number.
+    // A numbered relay's record without its number, and the number; nothing
+    // for a record that is not a numbered +PM.
     [[nodiscard]] static std::optional<std::pair<std::string_view, std::int64_t>>
-    numbered(std::string_view record);
-    // A relayed private message for `conn` here.
-    void deliverRelayed(ConnId conn, std::string_view record, Effects& fx);
+    numberOf(std::string_view record);
+    // A relayed record for `to` here.
+    void deliverRelayed(const Recipient& to, std::string_view record, bool numbered, Effects& fx);
 
     // Rooms
     void openRoom(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);

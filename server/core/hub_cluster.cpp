@@ -113,19 +113,19 @@ Effects Hub::replacedElsewhere(const std::vector<std::string>& names) {
     return fx;
 }
 
-Effects Hub::relayed(const std::string& user, std::string_view record) {
+Effects Hub::relayed(const std::string& user, std::string_view record, bool numbered) {
     Effects fx;
-    if (const auto conn = sessions_.connectionOf(user)) {
-        deliverRelayed(*conn, record, fx);
-    } else if (!numbered(record)) {
+    if (const auto to = sessions_.recipientOf(user)) {
+        deliverRelayed(*to, record, numbered, fx);
+    } else if (!numbered) {
         keepStray(user, record, false, fx);
     } // a numbered message is stored already: it waits for the next login
     return fx;
 }
 
-Effects Hub::undelivered(const std::string& user, std::string_view record) {
+Effects Hub::undelivered(const std::string& user, std::string_view record, bool numbered) {
     Effects fx;
-    if (!numbered(record)) {
+    if (!numbered || !numberOf(record)) {
         keepStray(user, record, true, fx);
     } else if (const auto recipient = store_.findUser(user)) {
         // Stored already; its sender hears what an offline recipient means.

@@ -40,7 +40,7 @@ void Hub::privateMessage(ConnId conn, const Session& me, const p::FieldViews& f,
         // The other node sends it with its number once it is stored: the
         // records of a turn that changed something leave after its commit.
         fx.relayReply(remote->node, f[2], p::reply::PM,
-                      {me.name, f[3], f[4], f[5], f[6], std::to_string(id)});
+                      {me.name, f[3], f[4], f[5], f[6], std::to_string(id)}, true);
         return;
     }
     fx.send(conn, p::buildReply(p::reply::UNO, {recipient->name}));

@@ -45,51 +45,62 @@ void Hub::confirm(const Session& me, const p::FieldViews& f, ConnId conn, Effect
     store_.removeOfflineOf(me.id, ids);
 }
 
-std::optional<std::pair<std::string_view, std::int64_t>> Hub::numbered(std::string_view record) {
+std::optional<std::pair<std::string_view, std::int64_t>> Hub::numberOf(std::string_view record) {
     // " ## +PM /$/ sender /$/ text /$/ font /$/ size /$/ style /$/ number"
-    const std::string head = std::string(p::kRecordMark) + std::string(p::reply::PM);
-    if (!record.starts_with(head + std::string(p::kReplyFieldSep))) {
+    const std::string_view sep = p::kReplyFieldSep;
+    const std::size_t head = p::kRecordMark.size() + p::reply::PM.size();
+    if (!record.starts_with(p::kRecordMark) ||
+        record.substr(p::kRecordMark.size(), p::reply::PM.size()) != p::reply::PM ||
+        p::findSeparator(record, sep, head) != head) {
         return std::nullopt;
     }
-    const auto f = p::split(record, p::kReplyFieldSep);
+    std::size_t fields = 0;
+    std::size_t last = std::string_view::npos;
+    for (std::size_t at = p::findSeparator(record, sep, head); at != std::string_view::npos;
+         at = p::findSeparator(record, sep, at + sep.size())) {
+        ++fields;
+        last = at;
+    }
     std::vector<p::MessageNumber> number;
-    if (f.size() != 7 || !p::parseNumberList(f[6], number, 1)) {
+    if (fields != 6 || !p::parseNumberList(record.substr(last + sep.size()), number, 1)) {
         return std::nullopt;
     }
-    const std::size_t cut = record.size() - f[6].size() - p::kReplyFieldSep.size();
-    return std::make_pair(record.substr(0, cut), number.front());
+    return std::make_pair(record.substr(0, last), number.front());
 }
 
-void Hub::deliverRelayed(ConnId conn, std::string_view record, Effects& fx) {
-    const Session* me = sessions_.of(conn);
-    const auto number = numbered(record);
-    if (me && me->receipts) {
+void Hub::deliverRelayed(const Recipient& to, std::string_view record, bool numbered, Effects& fx) {
+    if (!numbered && !to.receipts) {
+        fx.send(to.conn, record); // the busy path
+        return;
+    }
+    const auto number = numbered ? numberOf(record) : std::nullopt;
+    if (to.receipts) {
         if (number) {
-            if (!offlineCursor_.contains(conn)) {
-                fx.send(conn, record);
+            if (!offlineCursor_.contains(to.conn)) {
+                fx.send(to.conn, record);
             } // else a later page of the mailbox brings it
             return;
         }
         // The sender's node took this session for one without receipts: it
         // is numbered here, so it is not lost either.
         const auto f = p::split(record, p::kReplyFieldSep);
-        if (f.size() == 6 &&
-            record.starts_with(std::string(p::kRecordMark) + std::string(p::reply::PM) +
-                               std::string(p::kReplyFieldSep))) {
-            keepAndSend(0, conn, {f[1], f[2], f[3], f[4], f[5]}, fx);
+        if (f.size() == 6 && f[0] == std::string(p::kRecordMark) + std::string(p::reply::PM)) {
+            keepAndSend(0, to.conn, {f[1], f[2], f[3], f[4], f[5]}, fx);
             return;
         }
-        fx.send(conn, record);
+        fx.send(to.conn, record);
         return;
     }
-    if (number && me) {
-        // A session without receipts takes the plain record, and a message
-        // sent live is delivered, as ever.
-        fx.send(conn, number->first);
+    if (!number) {
+        fx.send(to.conn, record);
+        return;
+    }
+    // A session without receipts takes the plain record, and a message sent
+    // live is delivered, as ever.
+    fx.send(to.conn, number->first);
+    if (const Session* me = sessions_.of(to.conn)) {
         store_.removeOfflineOf(me->id, {number->second});
-        return;
     }
-    fx.send(conn, record);
 }
 
 } // namespace velmora::server::core

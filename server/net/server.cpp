@@ -354,7 +354,7 @@ void Server::apply(core::Effects& effects) {
             // A relay may carry a message stored this turn: the other node
             // must not send it before it is on disk.
             for (const auto& r : effects.relays) {
-                held_.relay(r.node, r.user, effects.record(r));
+                held_.relay(r.node, r.user, effects.record(r), r.numbered);
             }
         } else {
             relay_->relay(effects);

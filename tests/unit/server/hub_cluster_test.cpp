@@ -118,9 +118,9 @@ TEST_P(HubClusterTest, MessagesForSessionsWithReceiptsAreStoredBeforeTheyLeaveTh
     EXPECT_EQ(count("carol"), 1);
     // Node b is gone before it took it: the sender hears of an offline
     // recipient, and the message is not stored twice.
-    EXPECT_EQ(event([&](core::Hub& h) { return h.undelivered("carol", numbered); }),
+    EXPECT_EQ(event([&](core::Hub& h) { return h.undelivered("carol", numbered, true); }),
               (Seen{{"alice", " ## +UNO /$/ carol"}}));
-    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("carol", numbered); }), Seen{});
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("carol", numbered, true); }), Seen{});
     EXPECT_EQ(count("carol"), 1);
 
     // Here, a session with receipts takes the numbered record as it is; one
@@ -128,13 +128,13 @@ TEST_P(HubClusterTest, MessagesForSessionsWithReceiptsAreStoredBeforeTheyLeaveTh
     const std::string toBobby = " ## +PM /$/ carol /$/ yo /$/ A /$/ 9 /$/  /$/ 7";
     store.addOffline(store.findUser("bobby")->id, "carol", "yo", "2026-11-24 10:00:00");
     (void)send("bobby", " ## cmdLI /:/ bobby /:/ secret /:/ 1.4");
-    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby); }),
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby, true); }),
               (Seen{{"bobby", " ## +PM /$/ carol /$/ yo /$/ A /$/ 9 /$/ "}}));
     EXPECT_EQ(count("bobby"), 1) << "only its own number is removed";
     (void)send("bobby", kDrop);
     (void)send("bobby2", " ## cmdLI /:/ bobby /:/ secret /:/ 1.4 /:/ receipts");
     (void)send("bobby2", " ## cmdRC /:/ bobby /:/ 2");
-    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby); }),
+    EXPECT_EQ(event([&](core::Hub& h) { return h.relayed("bobby", toBobby, true); }),
               (Seen{{"bobby2", toBobby}}));
 }
 

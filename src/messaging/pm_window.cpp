@@ -91,6 +91,12 @@ PMWindow::PMWindow(Session& session, const QString& recipient)
 
 PMWindow::~PMWindow() = default;
 
+void PMWindow::onConnectionRestored() {
+    if (recipient_ != QLatin1StringView(kServerUser)) {
+        ChatWindow::onConnectionRestored();
+    }
+}
+
 void PMWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(tr("&File"));
     file->setObjectName(QStringLiteral("mnuFile"));

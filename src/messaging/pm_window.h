@@ -21,6 +21,8 @@ public:
 
     PMWindow(Session& session, const QString& recipient);
     ~PMWindow() override;
+    // The server's notices stay closed to typing.
+    void onConnectionRestored() override;
 
     [[nodiscard]] QString recipient() const { return recipient_; }
     [[nodiscard]] QStatusBar& sbStatus() { return *sbStatus_; }

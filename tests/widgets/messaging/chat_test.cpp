@@ -244,6 +244,10 @@ private slots:
         PMWindow* notice = rig.pm(QStringLiteral("IM Server - Instant Message"));
         QVERIFY(!notice->txtSendMsg().isEnabled() &&
                 !child<QPushButton>(*notice, "cmdSend")->isEnabled());
+        // Nor after a dropped connection came back.
+        notice->onConnectionLost();
+        notice->onConnectionRestored();
+        QVERIFY(!notice->txtSendMsg().isEnabled());
         emit notice->tbFontSettings().SmilieClick(QStringLiteral(":)"));
         QVERIFY(notice->txtSendMsg().toPlainText().isEmpty());
     }

@@ -9,7 +9,10 @@
 #ifdef Q_OS_WIN
 #include <winsock2.h>
 #else
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #endif
 
 #include <algorithm>
@@ -64,6 +67,7 @@ Connection::Connection(QObject* parent)
     connect(socket_, &QSslSocket::readyRead, this, &Connection::onReadyRead);
     connect(socket_, &QSslSocket::connected, this, [this] {
         localPort_ = socket_->localPort();
+        watchForVanishing();
         if (!encrypted_) {
             emit connected();
         }
@@ -163,6 +167,21 @@ void Connection::fill() {
         return;
     }
     pending_ += socket_->read(room);
+}
+
+void Connection::watchForVanishing() {
+    // A client only listens: if the server dropped the session while the
+    // network was away, nothing would ever tell it. Probes after 30 s of
+    // silence, three 10 s apart, end such a connection, and the reconnect
+    // logs in again (what was sent meanwhile waits on the server).
+    socket_->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+#ifndef Q_OS_WIN
+    const int fd = static_cast<int>(socket_->socketDescriptor());
+    const int idle = 30, interval = 10, count = 3;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+#endif
 }
 
 bool Connection::moreBehind() const {

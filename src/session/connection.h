@@ -109,6 +109,8 @@ private:
     [[nodiscard]] qsizetype pieceEnd() const;
     // Bytes came in that pending_ does not hold yet.
     [[nodiscard]] bool moreBehind() const;
+    // TCP keepalive, so that a connection the network lost ends on its own.
+    void watchForVanishing();
     [[nodiscard]] bool quiet() const;
     [[nodiscard]] qint64 waiting() const;
 

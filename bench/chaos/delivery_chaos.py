@@ -327,28 +327,22 @@ def main():
         times = sorted(random.uniform(0.05, 0.9) * args.seconds for _ in events)
         random.shuffle(events)
         began = time.time()
+        # Each blow: what it downs, how long it stays down, what brings it back.
+        blows = {"client": ("client killed", receiver.kill, (0.2, 2.0), receiver.start),
+                 "node": ("node b killed", node_b.kill, (0.5, 2.0), node_b.start),
+                 "link": ("link cut", lambda: link.set(False), (0.5, 3.0), lambda: link.set(True))}
         for at, event in zip(times, events):
             time.sleep(max(0.0, began + at - time.time()))
             logins = node_b.logins(RECEIVER)
-            if event == "client":
-                receiver.kill()
-                log(f"client killed at message {sum(s.sent for s in senders)}")
-                time.sleep(random.uniform(0.2, 2.0))
-                receiver.start()
+            what, down, pause, up = blows[event]
+            down()
+            log(f"{what} at message {sum(s.sent for s in senders)}")
+            time.sleep(random.uniform(*pause))
+            up()
+            if event != "link":
                 # A login that fails at start asks its user (a box): the
                 # chaos waits for the client to be back before it goes on.
                 node_b.await_login(RECEIVER, logins)
-            elif event == "node":
-                node_b.kill()
-                log(f"node b killed at message {sum(s.sent for s in senders)}")
-                time.sleep(random.uniform(0.5, 2.0))
-                node_b.start()
-                node_b.await_login(RECEIVER, logins)
-            else:
-                link.set(False)
-                log(f"link cut at message {sum(s.sent for s in senders)}")
-                time.sleep(random.uniform(0.5, 3.0))
-                link.set(True)
         for s in senders:
             s.join()
         settled = all(s.settle() for s in senders)

@@ -10,9 +10,16 @@ std::vector<std::string> numberLists(std::vector<MessageNumber> numbers, std::si
     numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     std::vector<std::string> lists;
     std::string list;
+    std::size_t named = 0; // by `list`
     for (std::size_t i = 0; i < numbers.size();) {
+        if (named == kMaxListNumbers) {
+            lists.push_back(std::move(list));
+            list.clear();
+            named = 0;
+        }
         std::size_t last = i;
-        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) {
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1 &&
+               named + (last + 1 - i) < kMaxListNumbers) {
             ++last;
         }
         std::string item = std::to_string(numbers[i]);
@@ -23,11 +30,13 @@ std::vector<std::string> numberLists(std::vector<MessageNumber> numbers, std::si
         if (!list.empty() && list.size() + 1 + item.size() > maxBytes) {
             lists.push_back(std::move(list));
             list.clear();
+            named = 0;
         }
         if (!list.empty()) {
             list += kNumberListSep;
         }
         list += item;
+        named += last + 1 - i;
         i = last + 1;
     }
     if (!list.empty()) {

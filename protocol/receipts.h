@@ -29,12 +29,15 @@ inline constexpr std::string_view RC = "+RC";
 // Between the items of a number list, and between the ends of a range.
 inline constexpr char kNumberListSep = ',';
 inline constexpr char kNumberRangeSep = '-';
+// The most numbers one list may name, its ranges counted in full: a server
+// refuses a longer one.
+inline constexpr std::size_t kMaxListNumbers = 4096;
 
 using MessageNumber = std::int64_t;
 
 // `numbers` (any order, repeats allowed) as a list: sorted, each run of
-// consecutive numbers written as one range. Lists longer than `maxBytes` are
-// cut into several, each a list of its own.
+// consecutive numbers written as one range. What would make a list longer
+// than `maxBytes`, or name more than kMaxListNumbers, starts the next list.
 [[nodiscard]] std::vector<std::string> numberLists(std::vector<MessageNumber> numbers,
                                                    std::size_t maxBytes = 4000);
 

@@ -12,11 +12,6 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {
-// The most numbers one confirmation may name.
-constexpr std::size_t kMaxConfirmed = 4096;
-} // namespace
-
 void Hub::keepAndSend(ConnId sender, ConnId to, std::initializer_list<std::string_view> fields,
                       Effects& fx) {
     const Session* recipient = sessions_.of(to);
@@ -38,7 +33,7 @@ void Hub::keepAndSend(ConnId sender, ConnId to, std::initializer_list<std::strin
 
 void Hub::confirm(const Session& me, const p::FieldViews& f, ConnId conn, Effects& fx) {
     std::vector<p::MessageNumber> ids;
-    if (!p::parseNumberList(f[2], ids, kMaxConfirmed)) {
+    if (!p::parseNumberList(f[2], ids, p::kMaxListNumbers)) {
         violation(conn, "cmdRC with a list that is not numbers refused", fx);
         return;
     }

@@ -1,3 +1,4 @@
+#include "protocol/receipts.h"
 #include "protocol/wire.h"
 
 #include <gtest/gtest.h>
@@ -43,4 +44,24 @@ TEST(WireSplitting, ListSeparatorsInsideFields) {
     EXPECT_EQ(p::split("a :%:  :%: b", p::kListItemSep), (p::Fields{"a", "", "b"}));
     EXPECT_EQ(p::join({"a", "", "b"}, p::kListItemSep), "a :%:  :%: b");
     EXPECT_TRUE(p::split("", p::kListItemSep).empty());
+}
+
+TEST(WireReceipts, NumberListsReadBackAsTheyWereWrittenAndStayWithinTheBound) {
+    std::vector<p::MessageNumber> read;
+    EXPECT_EQ(p::numberLists({25, 18, 17, 19, 20, 17}), std::vector<std::string>{"17-20,25"});
+    ASSERT_TRUE(p::parseNumberList("17-20,25", read, p::kMaxListNumbers));
+    EXPECT_EQ(read, (std::vector<p::MessageNumber>{17, 18, 19, 20, 25}));
+    // A run longer than one list may name goes on in the next list.
+    std::vector<p::MessageNumber> many(p::kMaxListNumbers + 2);
+    for (std::size_t i = 0; i < many.size(); ++i) {
+        many[i] = static_cast<p::MessageNumber>(i + 1);
+    }
+    EXPECT_EQ(p::numberLists(many), (std::vector<std::string>{"1-4096", "4097-4098"}));
+    // Anything but positive numbers and rising ranges within the bound is refused.
+    for (const char* bad :
+         {"", "0", "x", "5,", ",5", "9-3", "1-4097", "-1", "1--2", "99999999999999999999"}) {
+        read.clear();
+        EXPECT_EQ(p::parseNumberList(bad, read, p::kMaxListNumbers), std::string_view(bad).empty())
+            << bad;
+    }
 }

@@ -222,6 +222,8 @@ void DataLink::receive() {
         done_ += static_cast<quint64>(piece.size());
     }
     if (wasShort) {
+        // On disk at once: a resume starts from the part file's size.
+        file_.flush();
         emit progress(done_);
     }
     if (done_ < plan_.size) {

@@ -110,7 +110,7 @@ void ConfWindow::buildMenus() {
                  forMember([this](const QString& name) { openProfile(session_, name, this); }));
     mnuSendFile_ =
         addEntry(*users, "mnuUsersSendFile", QStringLiteral("Send File ["),
-                 forMember([this](const QString& name) { findFileSender(session_, name); }));
+                 forMember([this](const QString& name) { sendFile(session_, name, this); }));
 
     tvUsers_->addActions({mnuSendPM_, mnuViewProfile_, mnuSendFile_});
     connect(tvUsers_, &QTreeWidget::itemSelectionChanged, this, [this] { updateMemberActions(); });

@@ -14,15 +14,18 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QDropEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QUrl>
 #include <QVBoxLayout>
 
 namespace velmora {
@@ -86,10 +89,54 @@ PMWindow::PMWindow(Session& session, const QString& recipient)
         // Nobody answers the server's notices.
         setSendingEnabled(false);
     }
+    if (recipient != QLatin1StringView(kServerUser)) {
+        brwMessage_->viewport()->installEventFilter(this);
+        txtSendMsg_->viewport()->installEventFilter(this);
+    }
     txtSendMsg_->setFocus();
 }
 
 PMWindow::~PMWindow() = default;
+
+namespace {
+
+// The local files a drag carries; empty when it carries anything else.
+QStringList droppedFiles(const QMimeData* data) {
+    QStringList paths;
+    if (!data || !data->hasUrls()) {
+        return paths;
+    }
+    for (const QUrl& url : data->urls()) {
+        if (!url.isLocalFile()) {
+            return {};
+        }
+        paths << url.toLocalFile();
+    }
+    return paths;
+}
+
+} // namespace
+
+bool PMWindow::eventFilter(QObject* watched, QEvent* event) {
+    const bool ours = watched == brwMessage_->viewport() || watched == txtSendMsg_->viewport();
+    if (ours && (event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove)) {
+        auto* drag = static_cast<QDragMoveEvent*>(event);
+        if (!droppedFiles(drag->mimeData()).isEmpty()) {
+            drag->acceptProposedAction();
+            return true;
+        }
+    }
+    if (ours && event->type() == QEvent::Drop) {
+        auto* drop = static_cast<QDropEvent*>(event);
+        const QStringList paths = droppedFiles(drop->mimeData());
+        if (!paths.isEmpty()) {
+            drop->acceptProposedAction();
+            offerFiles(session_, recipient_, paths);
+            return true;
+        }
+    }
+    return ChatWindow::eventFilter(watched, event);
+}
 
 void PMWindow::onConnectionRestored() {
     if (recipient_ != QLatin1StringView(kServerUser)) {
@@ -106,7 +153,7 @@ void PMWindow::buildMenus() {
         *file, "mnuFileSaveLog", tr("&Save Conversation As..."), [this] { saveLog(); },
         QKeySequence::Save);
     addEntry(*file, "mnuFileSendFile", tr("Send &File..."),
-             [this] { findFileSender(session_, recipient_); });
+             [this] { sendFile(session_, recipient_, this); });
     file->addSeparator();
     addEntry(
         *file, "mnuFileClose", tr("&Close"), [this] { close(); }, QKeySequence::Close);

@@ -32,6 +32,11 @@ public:
 
     void cmdSend_Click() override;
 
+protected:
+    // Files dropped on the conversation or the input box are offered to
+    // the recipient.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void buildMenus();
     void send();

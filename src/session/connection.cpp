@@ -95,6 +95,10 @@ Connection::~Connection() {
     socket_->abort();
 }
 
+QSslCertificate Connection::peerCertificate() const {
+    return socket_->peerCertificate();
+}
+
 int Connection::State() const {
     switch (socket_->state()) {
     case QAbstractSocket::HostLookupState:

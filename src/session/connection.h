@@ -68,6 +68,8 @@ public:
     // TLS or plain from the next Connect() on.
     void setEncrypted(bool on) { encrypted_ = on; }
     [[nodiscard]] bool encrypted() const { return encrypted_; }
+    // The certificate the server showed on the current TLS connection.
+    [[nodiscard]] QSslCertificate peerCertificate() const;
     // Asked when the server's certificate cannot be verified against the
     // system's authorities (`errors` says why): true goes on with it.
     // Without one, such a certificate ends the attempt.

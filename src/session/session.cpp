@@ -10,6 +10,7 @@
 #include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
+#include "session/file_transfers.h"
 #include "session/main_frame.h"
 #include "session/offline_aware.h"
 #include "session/reconnect.h"
@@ -64,6 +65,7 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
         });
     reconnect_ = std::make_unique<Reconnect>(*this);
     receipts_ = std::make_unique<Receipts>(*this);
+    files_ = std::make_unique<FileTransfers>(*this);
     certificates_ = std::make_unique<CertificateTrust>(*this);
     connection_->setCertificateCheck(
         [this](const QSslCertificate& certificate, const QList<QSslError>& errors) {
@@ -199,11 +201,14 @@ void Session::onLoginReplied(std::function<void(LoginResult)> handler) {
         }
         if (reconnect_->awaitingLogin()) {
             reconnect_->onLoginReply(result);
-            return;
+        } else {
+            handler(result);
+            if (result == LoginResult::Accepted && !values_.userName.isEmpty()) {
+                reconnect_->remember(address_, values_.userName, values_.password);
+            }
         }
-        handler(result);
-        if (result == LoginResult::Accepted && !values_.userName.isEmpty()) {
-            reconnect_->remember(address_, values_.userName, values_.password);
+        if (result == LoginResult::Accepted && isConnected()) {
+            emit loggedIn();
         }
     });
 }
@@ -353,19 +358,6 @@ void Session::onRoomMessage(std::function<void(const ChatLine&)> handler) {
         if (!room_.isEmpty()) {
             emit lineExchanged(ConversationLine{room_, true, line});
         }
-    });
-}
-
-void Session::onFileOffered(std::function<void()> handler) {
-    dispatcher_->setHandler(Reply::FR,
-                            [handler = std::move(handler)](const Record&) { handler(); });
-}
-
-void Session::onFileSendAnswered(std::function<void(bool)> handler) {
-    dispatcher_->setHandler(Reply::FA, [handler = std::move(handler)](const Record& r) {
-        const QString& status = r.field(1);
-        handler(is(status, p::answer::kFileSent) || is(status, p::answer::kFileUserOffline) ||
-                is(status, p::answer::kFileDeclined));
     });
 }
 

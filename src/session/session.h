@@ -31,6 +31,7 @@ namespace velmora {
 class CertificateTrust;
 class Connection;
 class Dispatcher;
+class FileTransfers;
 class MainFrame;
 class Prompter;
 class Reconnect;
@@ -86,6 +87,8 @@ public:
     [[nodiscard]] Reconnect& reconnect() { return *reconnect_; }
     // Confirming the private messages kept, when the server numbers them.
     [[nodiscard]] Receipts& receipts() { return *receipts_; }
+    // File offers and answers, and what data connections need of the session.
+    [[nodiscard]] FileTransfers& files() { return *files_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
     // The spelling dictionary every input box of the session shares, in the
     // language the settings choose; loaded at the first use.
@@ -144,9 +147,6 @@ public:
     void onRoomMemberEntered(std::function<void(const QString& name)> handler);
     void onRoomMemberLeft(std::function<void(const QString& name)> handler);
     void onRoomMessage(std::function<void(const ChatLine&)> handler);
-    void onFileOffered(std::function<void()> handler);
-    // The answer to a file-send request; false for a status that is not known.
-    void onFileSendAnswered(std::function<void(bool known)> handler);
     void onSearchResults(std::function<void(const QStringList& names)> handler);
 
     // Asks the feature that holds conversations to open one with `name`.
@@ -214,6 +214,8 @@ signals:
     // A private message was sent or received (or came from the offline
     // store), or a line of the room came: after the windows have shown it.
     void lineExchanged(const ConversationLine& line);
+    // The server accepted a login, the user's own or a reconnect's.
+    void loggedIn();
 
 private:
     void send(const std::string& command);
@@ -231,6 +233,7 @@ private:
     std::unique_ptr<Dispatcher> dispatcher_;
     std::unique_ptr<Reconnect> reconnect_;
     std::unique_ptr<Receipts> receipts_;
+    std::unique_ptr<FileTransfers> files_;
     std::unique_ptr<CertificateTrust> certificates_;
     std::unique_ptr<SpellChecker> spellChecker_;
     QString address_; // the last address connected to

@@ -2,6 +2,7 @@
 
 #include "platform/desktop.h"
 #include "session/session.h"
+#include "transfer/transfers.h"
 
 #include <QLabel>
 #include <QWidget>
@@ -24,6 +25,27 @@ bool findFileSender(Session& session, const QString& userName) {
         }
     }
     return false;
+}
+
+void sendFile(Session& session, const QString& userName, QWidget* owner) {
+    session.trap([&] {
+        if (userName.isEmpty() || findFileSender(session, userName)) {
+            return;
+        }
+        if (auto* transfers = session.findChild<Transfers*>()) {
+            transfers->chooseAndOffer(userName, owner);
+        }
+    });
+}
+
+void offerFiles(Session& session, const QString& userName, const QStringList& paths) {
+    session.trap([&] {
+        if (auto* transfers = session.findChild<Transfers*>()) {
+            for (const QString& path : paths) {
+                transfers->offerFile(userName, path);
+            }
+        }
+    });
 }
 
 } // namespace velmora

@@ -19,6 +19,7 @@
 #include "session/connect_wait.h"
 #include "session/connection.h"
 #include "session/dispatcher.h"
+#include "session/file_transfers.h"
 #include "settings/server_list.h"
 #include "shell/login_window.h"
 #include "shell/main_window.h"
@@ -885,7 +886,11 @@ private slots:
         rig.client.session().dispatcher().dispatchBatch(
             QStringLiteral(" ## +BL /$/ n %/ bobby :%: n %/ carol1"));
         rig.main.tvBuddies().setCurrentItem(rig.buddies.findBuddy("bobby"));
-        rig.action("mnuToolsSendFile")->trigger(); // no sender window open: nothing happens
+        // No sender window open: a file is asked for; cancelled, nothing happens.
+        test::ScriptedChooser chooser;
+        rig.client.session().files().setFileChooser(&chooser);
+        rig.action("mnuToolsSendFile")->trigger();
+        QCOMPARE(chooser.requests.size(), 1);
         QVERIFY(rig.desktop.broughtToFront.isEmpty());
         rig.openSender(QStringLiteral("frmFileSenderX"), "bobby");
         rig.openSender(QStringLiteral("frmfilesender"), "bobby");

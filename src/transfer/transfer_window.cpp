@@ -13,6 +13,8 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace velmora {
 
 namespace {
@@ -133,7 +135,20 @@ void TransferWindow::setProgress(quint64 bytes) {
 void TransferWindow::setCompleted(const QString& status, const QString& path) {
     path_ = path;
     prgTransfer_->setValue(1000);
+    // What the user may want to know of a finished transfer: how fast it
+    // went, over the part this run moved.
+    const qint64 ms = clock_.isValid() ? clock_.elapsed() : 0;
+    const quint64 moved = size_ - std::min(size_, clockFrom_);
     setEnded(status);
+    if (ms > 0) {
+        const auto perSecond =
+            static_cast<qint64>(static_cast<double>(moved) * 1000.0 / static_cast<double>(ms));
+        lblSpeed_->setText(QLocale().formattedDataSize(perSecond, 1, QLocale::DataSizeSIFormat) +
+                           QStringLiteral("/s on average"));
+        lblTimeLeft_->setText(QStringLiteral("None: done in ") +
+                              QLocale().toString(static_cast<double>(ms) / 1000.0, 'f', 1) +
+                              QStringLiteral(" s"));
+    }
     cmdOpen_->setVisible(!path.isEmpty());
     cmdOpenFolder_->setVisible(!path.isEmpty());
 }

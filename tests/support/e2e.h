@@ -43,9 +43,15 @@ public:
     // same port at every start).
     void useTls(const QString& certificateFile, const QString& keyFile);
     [[nodiscard]] QString tlsAddress() const;
+    // Everything the server has logged so far.
+    [[nodiscard]] QByteArray errorOutput() {
+        log_ += process_.readAllStandardError();
+        return log_;
+    }
 
 private:
     QTemporaryDir dir_;
+    QByteArray log_;
     QList<std::pair<const char*, const char*>> users_;
     QStringList extraArgs_;
     QProcess process_;

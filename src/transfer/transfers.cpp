@@ -385,7 +385,10 @@ bool Transfers::onAnswer(const FileAnswer& answer) {
             t->recipientOffline = true;
             showStatus(*t, t->peer + QStringLiteral(" is offline. Waiting for ") + t->peer +
                                QStringLiteral(" to come online…"));
-            t->retry.start(kOfflineRetryMs);
+            // Soon at first: after a server restart the recipient is
+            // usually back within seconds.
+            t->retry.start(t->backoffMs);
+            t->backoffMs = std::min(t->backoffMs * 2, kLongestBackoffMs);
         }
         break;
     case FileAnswer::Status::Ended:

@@ -22,9 +22,9 @@ class TransferWindow;
 class Transfers : public QObject {
     Q_OBJECT
 public:
-    // Once after an offer was declined: how long a sender waits to offer
-    // again while the recipient is offline.
-    static constexpr int kOfflineRetryMs = 30'000;
+    // The longest pause before a receiver connects again after a cut, or a
+    // sender offers again to a recipient who is offline; both start at 1 s
+    // and double.
     static constexpr int kLongestBackoffMs = 30'000;
 
     explicit Transfers(Session& session);

@@ -73,6 +73,7 @@ bool VelmoradProcess::start(const QStringList& moreArgs) {
 void VelmoradProcess::stop() {
     process_.kill();
     process_.waitForFinished(5000);
+    log_ += process_.readAllStandardError();
 }
 
 QString VelmoradProcess::address() const {

@@ -30,7 +30,7 @@ public:
     // "listening on" line. Started again, it keeps its port and database;
     // `moreArgs` go to this run only.
     [[nodiscard]] bool start(const QStringList& moreArgs = {});
-    // Kills the server, dropping every connection.
+    // Kills the server, dropping every connection; its log is kept.
     void stop();
     // One more account for the first start(); the texts must outlive it.
     void addUser(const char* name, const char* password) {

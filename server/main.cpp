@@ -87,8 +87,21 @@ int serve(const vs::Options& options) {
         ports.emplace_back(server.listenTls(options.tls.host, options.tls.port, std::move(tls)),
                            " (TLS)");
     }
+    char host[256] = {};
+    gethostname(host, sizeof host - 1);
+    {
+        vs::core::TransferNode transfer;
+        const std::string listenHost = options.host.empty() ? options.tls.host : options.host;
+        const bool wildcard = listenHost == "0.0.0.0" || listenHost == "::";
+        transfer.host = !options.transferHost.empty() ? options.transferHost
+                        : wildcard                    ? std::string(host)
+                                                      : listenHost;
+        for (const auto& [endpoint, kind] : ports) {
+            (*kind ? transfer.tlsPort : transfer.port) = endpoint.port();
+        }
+        hub.setTransferNode(std::move(transfer));
+    }
     if (node) {
-        char host[256] = {};
         gethostname(host, sizeof host - 1);
         node->start(hub, server,
                     options.bus.node.empty()

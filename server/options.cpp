@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include "protocol/transfer.h"
+
 #include <algorithm>
 #include <charconv>
 #include <fstream>
@@ -164,6 +166,23 @@ const std::map<std::string, Setter>& setters() {
          [](Options& o, auto& k, auto& v) {
              o.bus.heartbeat = std::chrono::milliseconds(std::max(10, smallCount(k, v)));
          }},
+        {"file-max-bytes", [](Options& o, auto& k, auto& v) { o.core.fileMaxBytes = count(k, v); }},
+        {"file-transfers",
+         [](Options& o, auto& k, auto& v) { o.core.fileTransfers = smallCount(k, v); }},
+        {"file-rate",
+         [](Options& o, auto& k, auto& v) { o.limits.transfer.bytesPerSecond = count(k, v); }},
+        {"file-idle",
+         [](Options& o, auto& k, auto& v) {
+             o.limits.transfer.idle = std::chrono::seconds(std::max(1, smallCount(k, v)));
+         }},
+        {"transfer-host",
+         [](Options& o, auto&, auto& v) {
+             protocol::OfferId probe{std::string(protocol::transfer::kTokenHexChars, '0'), v, 1, 0};
+             if (!protocol::parseOfferId(protocol::formatOfferId(probe), probe)) {
+                 throw OptionError("--transfer-host needs a host name or an address");
+             }
+             o.transferHost = v;
+         }},
         {"partial-quiet-ms",
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
@@ -268,6 +287,12 @@ std::string usage() {
                               none: a single server)
   --node NAME                 this node's name on the bus (HOST:PORT of --listen)
   --heartbeat-ms N            bus heartbeat; a node 3 beats late is taken for dead (1000)
+  --file-max-bytes N          largest file a transfer may carry (4294967296; 0 = no file transfer)
+  --file-transfers N          file offers one user may hold at once (4)
+  --file-rate N               bytes per second per sending user (0 = no limit)
+  --file-idle N               close a data connection that moved nothing for N s (60)
+  --transfer-host HOST        host clients on other nodes dial for transfers held here
+                              (the listen host; this machine's name when that is a wildcard)
   --quiet-ms N                wait for a complete last command (5)
   --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
 )";

@@ -33,6 +33,9 @@ struct Options {
     core::CoreConfig core;
     net::ServerLimits limits;
     bus::BusOptions bus;
+    // The host clients of other nodes dial for offers held here; empty: the
+    // listen host, or this machine's name when that is a wildcard.
+    std::string transferHost;
 };
 
 // Reads `--flag value` pairs (the program name not included). A `--config

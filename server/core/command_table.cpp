@@ -1,6 +1,7 @@
 #include "core/command_table.h"
 
 #include "protocol/receipts.h"
+#include "protocol/transfer.h"
 #include "protocol/wire.h"
 
 namespace velmora::server::core {
@@ -44,6 +45,12 @@ std::optional<CommandInfo> commandInfo(std::string_view code) {
         return CommandInfo{Command::Invite, 4};
     case key(cmd::RC):
         return CommandInfo{Command::Confirm, 2};
+    case key(cmd::FR):
+        return CommandInfo{Command::FileOffer, 5};
+    case key(cmd::FA):
+        return CommandInfo{Command::FileAnswer, 4};
+    case key(cmd::FX):
+        return CommandInfo{Command::FileData, 3};
     default:
         return std::nullopt;
     }

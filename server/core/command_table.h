@@ -22,7 +22,11 @@ enum class Command {
     ExitRoom,
     Invite,
     // Delivery receipts: the client kept these messages.
-    Confirm
+    Confirm,
+    // File transfer: an offer, its answer, and the hello of a data connection.
+    FileOffer,
+    FileAnswer,
+    FileData
 };
 
 struct CommandInfo {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,6 +35,17 @@ struct CoreConfig {
     std::chrono::seconds credentialCacheAge{3600};
     std::size_t maxNameLength = 32;
     HashCost hashCost = HashCost::Interactive;
+    // File transfer: the largest file (0: no file transfer at all) and the
+    // offers one sender may hold at once.
+    std::uint64_t fileMaxBytes = std::uint64_t{4} << 30;
+    int fileTransfers = 4;
+};
+
+// Where clients on other nodes open data connections for offers held here.
+struct TransferNode {
+    std::string host;
+    std::uint16_t port = 0;
+    std::uint16_t tlsPort = 0;
 };
 
 } // namespace velmora::server::core

@@ -35,6 +35,21 @@ struct Relay {
     bool numbered = false;
 };
 
+// A connection that opened with the hello of a data connection: it leaves
+// the command path for the relay, which joins it to the other end of its
+// offer, or tells it `refusal` and closes it.
+struct DataHello {
+    ConnId conn = 0;
+    std::string token;
+    bool sender = false;
+    // The receiver's: where the stream starts.
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    std::string senderName;
+    std::string recipientName;
+    std::string refusal; // empty: accepted
+};
+
 struct Closing {
     ConnId conn = 0;
     std::string reason;
@@ -51,6 +66,9 @@ struct Effects {
     // are gone: a replaced session first settles what its peer acknowledged.
     std::vector<ConnId> mailboxes;
     std::vector<Relay> relays;
+    std::vector<DataHello> dataHellos;
+    // Offers forgotten: their data connections close.
+    std::vector<std::string> endedOffers;
 
     void send(ConnId to, std::string_view record, std::vector<std::int64_t> offlineIds = {},
               bool page = false) {
@@ -93,6 +111,8 @@ struct Effects {
         passwords.clear();
         mailboxes.clear();
         relays.clear();
+        dataHellos.clear();
+        endedOffers.clear();
     }
 };
 

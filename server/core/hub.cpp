@@ -5,6 +5,8 @@
 
 #include <sodium.h>
 
+#include <utility>
+
 namespace velmora::server::core {
 
 namespace p = protocol;
@@ -29,6 +31,10 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
 
 void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     const std::string_view code = f.empty() ? std::string_view() : std::string_view(f[0]);
+    bool first = false;
+    if (const auto peer = peers_.find(conn); peer != peers_.end()) {
+        first = !std::exchange(peer->second.spoke, true);
+    }
     const auto info = commandInfo(code);
     if (!info) {
         violation(conn, "unknown command \"" + std::string(code.substr(0, 40)) + "\" ignored", fx);
@@ -47,6 +53,10 @@ void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     }
     if (info->command == Command::SignUp) {
         signUp(conn, f, fx);
+        return;
+    }
+    if (info->command == Command::FileData) {
+        dataHello(conn, f, first, fx);
         return;
     }
     const Session* me = sessions_.of(conn);
@@ -96,8 +106,15 @@ void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     case Command::Confirm:
         confirm(self, f, conn, fx);
         break;
+    case Command::FileOffer:
+        offerFile(conn, self, f, fx);
+        break;
+    case Command::FileAnswer:
+        answerFile(conn, self, f, fx);
+        break;
     case Command::Login:
     case Command::SignUp:
+    case Command::FileData:
         break; // handled above
     }
 }
@@ -141,6 +158,7 @@ void Hub::endSession(ConnId conn, Effects& fx, bool claimed) {
     }
     log_.line(who(conn) + " " + session->name + " logged out");
     leaveRoom(*session, fx);
+    endOffersOf(session->name, fx);
     if (!cluster_) {
         announce(*session, p::reply::LOff, fx);
     } else if (!claimed && !cluster_->release(session->name)) {

@@ -15,6 +15,7 @@
 #include "core/rate_limiter.h"
 #include "core/rooms.h"
 #include "core/sessions.h"
+#include "core/transfers.h"
 #include "protocol/wire.h"
 #include "store/store.h"
 
@@ -78,6 +79,12 @@ public:
     // The users logged in here.
     [[nodiscard]] std::vector<Directory::Entry> localUsers() const;
 
+    // File transfer (hub_transfers.cpp). Where clients of other nodes reach
+    // this node's data connections, once its ports are bound.
+    void setTransferNode(TransferNode node) { transferNode_ = std::move(node); }
+    // A data connection the relay held ended; `done`: its transfer is complete.
+    void dataEnded(ConnId conn, bool done);
+
 private:
     struct Peer {
         std::string address;
@@ -86,6 +93,8 @@ private:
         bool passwordPending = false;
         // The login asked for delivery receipts.
         bool receipts = false;
+        // A command came already: only the first may open a data connection.
+        bool spoke = false;
     };
 
     // Sessions
@@ -141,6 +150,17 @@ private:
     // A relayed record for `to` here.
     void deliverRelayed(const Recipient& to, std::string_view record, bool numbered, Effects& fx);
 
+    // File transfer (hub_transfers.cpp)
+    void offerFile(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void answerFile(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
+    void dataHello(ConnId conn, const protocol::FieldViews& f, bool first, Effects& fx);
+    void forgetOffer(const std::string& token, Effects& fx);
+    // The offers of a sender whose session ended: over, without a word to
+    // the recipients, whose clients keep what came for a re-offer.
+    void endOffersOf(const std::string& sender, Effects& fx);
+    // A decline relayed from the recipient's node: the offer is forgotten here.
+    void relayedAnswer(const std::string& user, std::string_view record, Effects& fx);
+
     // Rooms
     void openRoom(ConnId conn, const Session& me, const protocol::FieldViews& f, Effects& fx);
     void roomMessage(const Session& me, const protocol::FieldViews& f, Effects& fx);
@@ -171,6 +191,8 @@ private:
     RoomBook& rooms_;
     Directory directory_;
     std::unordered_map<ConnId, Peer> peers_;
+    Offers offers_;
+    TransferNode transferNode_;
     // Last offline message sent on a connection whose mailbox is being paged out.
     std::unordered_map<ConnId, std::int64_t> offlineCursor_;
 };
@@ -181,5 +203,8 @@ private:
 // The fields of `command` that are relayed or stored hold nothing a receiving
 // client could read as a separator, and its names and font are clean text.
 [[nodiscard]] bool fieldsAreSealed(Command command, const protocol::FieldViews& fields);
+
+// Valid UTF-8 with no control characters.
+[[nodiscard]] bool isCleanText(std::string_view text);
 
 } // namespace velmora::server::core

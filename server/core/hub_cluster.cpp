@@ -115,6 +115,7 @@ Effects Hub::replacedElsewhere(const std::vector<std::string>& names) {
 
 Effects Hub::relayed(const std::string& user, std::string_view record, bool numbered) {
     Effects fx;
+    relayedAnswer(user, record, fx);
     if (const auto to = sessions_.recipientOf(user)) {
         deliverRelayed(*to, record, numbered, fx);
     } else if (!numbered) {

@@ -8,7 +8,6 @@ namespace velmora::server::core {
 
 namespace p = protocol;
 
-namespace {
 // Valid UTF-8 with no control characters: what a name or font may hold.
 bool isCleanText(std::string_view text) {
     // Printable ASCII, the usual case, is checked in one pass the compiler
@@ -54,6 +53,7 @@ bool isCleanText(std::string_view text) {
     return true;
 }
 
+namespace {
 bool sealed(std::string_view field) {
     return p::isSealedField(field);
 }
@@ -82,7 +82,12 @@ bool fieldsAreSealed(Command command, const p::FieldViews& f) {
         // user (already checked), recipient or room, text, font, size, style
         return sealedName(f[2]) && sealed(f[3]) && sealedName(f[4]) && sealed(f[5]) && sealed(f[6]);
     case Command::AddBuddy:
+    case Command::FileOffer:
+        // The offer's other fields are checked one by one: a bad file name
+        // is refused with an answer, not counted as a violation.
         return sealedName(f[2]);
+    case Command::FileAnswer:
+        return sealedName(f[2]) && sealed(f[3]) && sealed(f[4]);
     case Command::Invite:
         return sealedName(f[2]) && sealedNameList(f[3]) && sealed(f[4]);
     default:

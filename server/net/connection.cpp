@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include <algorithm>
+#include <utility>
 
 namespace velmora::server::net {
 
@@ -124,6 +125,18 @@ void Connection::stop(const std::string& reason) {
     std::string().swap(out_);
     offline_.clear();
     context_.owner.onClosed(id_);
+}
+
+Connection::Released Connection::release() {
+    Released released{std::exchange(fd_, -1), std::move(tls_), framer_.buffered() > 0};
+    open_ = false;
+    if (pause_) {
+        pause_->cancel();
+    }
+    quietDeadline_ = Clock::time_point::max();
+    std::string().swap(out_);
+    offline_.clear();
+    return released;
 }
 
 void Connection::finish() {

@@ -103,6 +103,16 @@ public:
     // then, so that an idle connection costs no more than its socket.
     void trim();
     void stop(const std::string& reason);
+    // What a connection that leaves the command path hands on.
+    struct Released {
+        int fd = -1;
+        std::unique_ptr<TlsStream> tls;
+        // Bytes came after the last command taken.
+        bool more = false;
+    };
+    // Ends the connection here without closing its socket, which stays in
+    // the poller's set under this id.
+    Released release();
     // Stops reading, sends what is queued, then closes.
     void finish();
 

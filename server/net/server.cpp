@@ -1,5 +1,6 @@
 #include "net/server.h"
 #include "net/tls.h"
+#include "protocol/transfer.h"
 
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
@@ -74,11 +75,17 @@ Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::
     : io_(io), hub_(hub), store_(store), log_(log), limits_(limits), acceptor_(io),
       tlsAcceptor_(io), sweep_(io), quiet_(io), acknowledgements_(io),
       passwords_(io.get_executor(), hashCost, limits.passwordThreads, limits.passwordQueue),
+      transfers_(io, log, limits.transfer,
+                 [this](core::ConnId id, bool done) {
+                     trapped(log_, "ending a data connection", [&] { hub_.dataEnded(id, done); });
+                 }),
       poller_(io,
               [this](core::ConnId id, std::uint32_t events) {
                   if (const auto it = connections_.find(id); it != connections_.end()) {
                       const auto connection = it->second;
                       connection->ready(events);
+                  } else {
+                      trapped(log_, "a data connection", [&] { transfers_.ready(id, events); });
                   }
               }),
       context_{io, limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
@@ -124,6 +131,7 @@ void Server::stop() {
     sweep_.cancel();
     quiet_.cancel();
     acknowledgements_.cancel();
+    transfers_.stop();
     std::vector<core::ConnId> ids;
     for (const auto& [id, connection] : connections_) {
         ids.push_back(id);
@@ -385,6 +393,7 @@ void Server::apply(core::Effects& effects) {
             }
         }
     }
+    handOver(effects);
     for (const auto id : effects.mailboxes) {
         apply(hub_.openMailbox(id));
     }
@@ -469,7 +478,40 @@ void Server::commitTurn() {
     }
 }
 
+void Server::handOver(const core::Effects& effects) {
+    for (const auto& token : effects.endedOffers) {
+        transfers_.end(token, std::string(protocol::transfer::reason::kCancelled));
+    }
+    for (const auto& hello : effects.dataHellos) {
+        const auto it = connections_.find(hello.conn);
+        if (it == connections_.end()) {
+            continue;
+        }
+        const auto connection = it->second;
+        auto released = connection->release();
+        log_.line(
+            "#" + std::to_string(hello.conn) + " " + connection->ip() +
+            (hello.refusal.empty() ? " is a data connection" : " closed (" + hello.refusal + ")"));
+        forget(hello.conn);
+        apply(hub_.disconnected(hello.conn));
+        transfers_.adopt(hello, released.fd, std::move(released.tls), connection->ip(),
+                         released.more);
+    }
+}
+
 void Server::onClosed(core::ConnId id) {
+    forget(id);
+    trapped(
+        log_, [id] { return "#" + std::to_string(id) + " disconnect handling"; },
+        [&] { apply(hub_.disconnected(id)); });
+    if (stopping_ && connections_.empty()) {
+        sweep_.cancel();
+        poller_.stop();
+    }
+    // The lists let go of it on their next round.
+}
+
+void Server::forget(core::ConnId id) {
     if (const auto it = connections_.find(id); it != connections_.end()) {
         // The key again, from the address the connection was accepted from.
         const auto key = addressKey(asio::ip::make_address(it->second->ip()));
@@ -479,14 +521,6 @@ void Server::onClosed(core::ConnId id) {
         }
         connections_.erase(it);
     }
-    trapped(
-        log_, [id] { return "#" + std::to_string(id) + " disconnect handling"; },
-        [&] { apply(hub_.disconnected(id)); });
-    if (stopping_ && connections_.empty()) {
-        sweep_.cancel();
-        poller_.stop();
-    }
-    // The lists let go of it on their next round.
 }
 
 } // namespace velmora::server::net

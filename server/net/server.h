@@ -11,6 +11,7 @@
 #include "net/connection.h"
 #include "net/password_pool.h"
 #include "net/poller.h"
+#include "net/transfer_relay.h"
 
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
@@ -39,6 +40,7 @@ struct ServerLimits {
     std::chrono::seconds shutdownGrace{2};
     std::size_t passwordThreads = 0; // one per core
     std::size_t passwordQueue = 256;
+    TransferLimits transfer;
 };
 
 class TlsContext;
@@ -102,6 +104,10 @@ private:
     void onAcknowledged(const std::vector<std::int64_t>& offlineIds) override;
     void onClosed(core::ConnId id) override;
     void onQuietPending(Connection& connection) override;
+    // A connection leaves the server's books: closed, or handed on.
+    void forget(core::ConnId id);
+    // Hands the connections of data hellos to the relay.
+    void handOver(const core::Effects& effects);
 
     asio::io_context& io_;
     core::Hub& hub_;
@@ -126,6 +132,7 @@ private:
     std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;
     ReadScratch scratch_;
+    TransferRelay transfers_;
     Poller poller_;
     ConnectionContext context_;
     core::Effects effects_;

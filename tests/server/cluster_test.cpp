@@ -141,6 +141,38 @@ TEST_F(ClusterTest, UsersOnTwoNodesTalkMeetAndReplaceEachOther) {
               " ## +PM /$/ alice1 /$/ same%%node /$/ Arial /$/ 10 /$/ B");
 }
 
+TEST_F(ClusterTest, AFileOfferedAcrossNodesIsFetchedFromTheSendersNode) {
+    WireClient alice(a->port), bobby(b->port);
+    alice.login("alice1");
+    bobby.login("bobby");
+    const std::string id = "3f9c0e7a5b1d2468ace0f13579bdf024";
+    const std::string held = id + "@127.0.0.1/" + std::to_string(a->port) + "/";
+    alice.send(" ## cmdFR /:/ alice1 /:/ bobby /:/ r.pdf /:/ 10 /:/ " + id);
+    EXPECT_EQ(bobby.readThrough(held), " ## +FR /$/ alice1 /$/ r.pdf /$/ 10 /$/ " + held);
+    WireClient r(a->port), s(a->port);
+    r.send(" ## cmdFX /:/ " + id + " /:/ R /:/ 4");
+    EXPECT_EQ(alice.readThrough(id + " /$/ 4"), " ## +FA /$/ SF /$/ " + id + " /$/ 4");
+    s.send(" ## cmdFX /:/ " + id + " /:/ S /:/ 0");
+    EXPECT_EQ(r.readThrough("GO /$/ 4"), " ## +FX /$/ GO /$/ 4");
+    EXPECT_EQ(s.readThrough("GO /$/ 4"), " ## +FX /$/ GO /$/ 4");
+    const std::string rest = "456789" + std::string(64, 'd');
+    s.send(rest);
+    EXPECT_EQ(r.readExactly(rest.size()), rest);
+    r.send(" ## +FV /$/ OK");
+    EXPECT_EQ(s.readExactly(14), " ## +FV /$/ OK");
+
+    // Declined on bobby's node: alice hears it, and her node forgets it.
+    const std::string other = "00000000000000000000000000000abc";
+    alice.send(" ## cmdFR /:/ alice1 /:/ bobby /:/ r.pdf /:/ 10 /:/ " + other);
+    (void)bobby.readThrough(other + "@");
+    bobby.send(" ## cmdFA /:/ bobby /:/ alice1 /:/ " + other + "@127.0.0.1/" +
+               std::to_string(a->port) + "/ /:/ FD");
+    EXPECT_EQ(alice.readThrough("declined"), " ## +FA /$/ FD /$/ " + other + " /$/ declined");
+    WireClient late(a->port);
+    late.send(" ## cmdFX /:/ " + other + " /:/ R /:/ 0");
+    EXPECT_EQ(late.readThrough("unknown"), " ## +FX /$/ NO /$/ unknown");
+}
+
 TEST_F(ClusterTest, AKilledNodesUsersGoOfflineAndTheirMessagesWait) {
     WireClient alice(a->port), bobby(b->port);
     alice.login("alice1");

@@ -172,6 +172,17 @@ public:
         return std::exchange(pending_, {});
     }
 
+    // Exactly `count` bytes, fewer when the stream ends or stays silent for 10 s.
+    [[nodiscard]] std::string readExactly(std::size_t count) {
+        while (pending_.size() < count && fill() > 0) {
+        }
+        std::string out = pending_.substr(0, count);
+        pending_.erase(0, out.size());
+        return out;
+    }
+
+    [[nodiscard]] int fd() const { return fd_; }
+
     // Ends both directions, waking a send blocked in another thread.
     void cut() { shutdown(fd_, SHUT_RDWR); }
 

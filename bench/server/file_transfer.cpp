@@ -42,6 +42,7 @@ namespace vb = velmora::bench;
 
 constexpr double kMiB = 1024.0 * 1024.0;
 constexpr double kGiB = 1024.0 * kMiB;
+constexpr std::uint64_t kServerMaxFile = 4ULL << 30;
 constexpr const char* kSender = "alice";
 constexpr const char* kReceiver = "bobby";
 constexpr const char* kPassword = "filepw1";
@@ -161,6 +162,11 @@ int main(int argc, char** argv) {
         const vb::TlsTrust trust(certificate.certificate);
         vb::VelmoradSetup setup{args.server,     dir / "file.db", certificate.certificate,
                                 certificate.key, args.serverArgs, args.serverCpu};
+        // The server refuses files past 4 GiB unless told otherwise.
+        if (args.bytes > kServerMaxFile) {
+            setup.extra.insert(setup.extra.begin(),
+                               {"--file-max-bytes", std::to_string(args.bytes)});
+        }
         vb::addAccount(setup, kSender, kPassword);
         vb::addAccount(setup, kReceiver, kPassword);
 

@@ -55,9 +55,9 @@ void logIn(StreamLink& session, const std::string& user, const std::string& pass
     session.waitFor(proto::buildReply(proto::reply::LI, {proto::answer::kLoginTrue}));
 }
 
-// The file, then the digest. Returns when the last byte is written.
+// The file, then the digest; returns the moment before the first byte.
 Clock::time_point sendFile(StreamLink& data, std::uint64_t bytes) {
-    static const std::vector<char> file = noise();
+    const std::vector<char> file = noise();
     const auto start = Clock::now();
     for (std::uint64_t sent = 0; sent < bytes;) {
         const auto n = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, bytes - sent));
@@ -84,7 +84,7 @@ void readVerdict(StreamLink& data) {
 }
 
 // Counts the stream (`first` is what came with "GO"), checks its length and
-// its digest, answers OK. Returns when the last byte arrived.
+// its digest, answers OK; returns the moment the last byte arrived.
 Clock::time_point receiveFile(StreamLink& data, std::uint64_t bytes, std::string first,
                               bool endAfterVerdict) {
     const std::uint64_t total = bytes + tr::kDigestHexChars;

@@ -25,6 +25,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -149,6 +150,9 @@ void measure(const std::string& name, std::uint64_t bytes, pid_t serverPid,
 
 int main(int argc, char** argv) {
     const Args args = parse(argc, argv);
+    // OpenSSL writes with write(2): a connection the server closed must fail
+    // the case, not end the benchmark.
+    std::signal(SIGPIPE, SIG_IGN);
     cpu_set_t everyCpu;
     sched_getaffinity(0, sizeof everyCpu, &everyCpu);
     const fs::path dir = fs::temp_directory_path() / ("velmorad-file-" + std::to_string(getpid()));

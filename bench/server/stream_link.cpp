@@ -127,6 +127,10 @@ void StreamLink::shutdownWrite() {
     }
 }
 
+void StreamLink::abort() {
+    shutdown(fd_, SHUT_RDWR);
+}
+
 std::size_t StreamLink::readSome(char* data, std::size_t size) {
     if (ssl_) {
         std::size_t n = 0;

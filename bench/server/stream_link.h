@@ -41,6 +41,9 @@ public:
     void writeAll(std::string_view text) { writeAll(text.data(), text.size()); }
     // Ends what this side sends (plain connections only); reading goes on.
     void shutdownWrite();
+    // Ends the connection under whoever is blocked on it, from any thread:
+    // their read or write fails at once.
+    void abort();
     // Up to `size` bytes, at least one; 0 at the end of the stream.
     std::size_t readSome(char* data, std::size_t size);
 

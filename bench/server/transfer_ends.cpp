@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -127,26 +128,35 @@ Clock::time_point receiveFile(StreamLink& data, std::uint64_t bytes, std::string
     return end;
 }
 
-// Runs both ends at once; the first failure of either is thrown.
-TransferFigures runBoth(auto&& sender, auto&& receiver) {
+// Runs both ends at once. The first failure of either is thrown; it calls
+// `stop`, which must unblock the other end, so that a refused offer fails
+// the case at once instead of after the stall limit.
+TransferFigures runBoth(auto&& sender, auto&& receiver, auto&& stop) {
     Clock::time_point start, end;
-    std::string senderError, receiverError;
+    std::mutex lock;
+    std::string firstError;
+    auto failed = [&](const char* who, const std::exception& e) {
+        const std::lock_guard<std::mutex> guard(lock);
+        if (firstError.empty()) {
+            firstError = std::string(who) + ": " + e.what();
+            stop();
+        }
+    };
     std::thread receiving([&] {
         try {
             end = receiver();
         } catch (const std::exception& e) {
-            receiverError = e.what();
+            failed("receiver", e);
         }
     });
     try {
         start = sender();
     } catch (const std::exception& e) {
-        senderError = e.what();
+        failed("sender", e);
     }
     receiving.join();
-    if (!senderError.empty() || !receiverError.empty()) {
-        throw LinkError(senderError.empty() ? "receiver: " + receiverError
-                                            : "sender: " + senderError);
+    if (!firstError.empty()) {
+        throw LinkError(firstError);
     }
     return {std::chrono::duration<double>(end - start).count()};
 }
@@ -191,7 +201,12 @@ TransferFigures ServerTransfer::run() {
         data.waitFor(go);
         return receiveFile(data, bytes_, data.takeSurplus(), false);
     };
-    return runBoth(sender, receiver);
+    // The sessions are where each end waits before its data connection; a
+    // data connection is closed by the server when its partner's ends.
+    return runBoth(sender, receiver, [&] {
+        senderSession_->abort();
+        receiverSession_->abort();
+    });
 }
 
 TransferFigures runThroughBareRelay(unsigned short port, std::uint64_t bytes) {
@@ -206,7 +221,11 @@ TransferFigures runThroughBareRelay(unsigned short port, std::uint64_t bytes) {
             sending.shutdownWrite();
             return start;
         },
-        [&] { return receiveFile(receiving, bytes, {}, true); });
+        [&] { return receiveFile(receiving, bytes, {}, true); },
+        [&] {
+            sending.abort();
+            receiving.abort();
+        });
 }
 
 } // namespace velmora::bench

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -86,6 +87,7 @@ SpliceRelay::SpliceRelay(int cpu, const cpu_set_t& all) {
     std::fflush(nullptr); // or the child would print it again
     pid_ = fork();
     if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM); // no relay outlives the benchmark
         try {
             pinTo(cpu, all);
         } catch (...) {

@@ -2,6 +2,7 @@
 
 #include "process_cpu.h"
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,8 @@ pid_t spawn(std::vector<std::string> args, const std::filesystem::path& out, int
     std::fflush(nullptr); // or the child would print it again
     const pid_t pid = fork();
     if (pid == 0) {
+        // A benchmark that dies leaves no server behind.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         try {
             pinTo(cpu, all);
         } catch (...) {

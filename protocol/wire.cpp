@@ -227,8 +227,11 @@ void appendReplyOf(std::string& out, std::string_view code, const Range& fields)
     out.resize(start + size);
     char* at = out.data() + start;
     const auto put = [&at](std::string_view piece) {
-        std::memcpy(at, piece.data(), piece.size());
-        at += piece.size();
+        // An empty field may have no storage at all: memcpy wants a pointer.
+        if (!piece.empty()) {
+            std::memcpy(at, piece.data(), piece.size());
+            at += piece.size();
+        }
     };
     put(kRecordMark);
     put(code);

@@ -1,12 +1,12 @@
 // velmorad: the Velmora IM server.
+#include "admin/cli.h"
+#include "admin/control_channel.h"
+#include "admin/control_socket.h"
 #include "core/hub.h"
 #include "core/log.h"
-#include "core/names.h"
-#include "core/password.h"
 #include "net/server.h"
 #include "net/tls.h"
 #include "options.h"
-#include "protocol/names.h"
 #include "store/open_store.h"
 
 #include <asio/io_context.hpp>
@@ -32,35 +32,6 @@ void raiseDescriptorLimit() {
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-}
-
-int userAdd(const std::vector<std::string>& args) {
-    if (args.size() < 2) {
-        std::cerr << vs::usage();
-        return 2;
-    }
-    const std::string& name = args[0];
-    const std::string& password = args[1];
-    const vs::Options options = vs::parseOptions({args.begin() + 2, args.end()});
-    if (!vs::core::isValidName(name, velmora::protocol::kMinNameLength,
-                               options.core.maxNameLength)) {
-        std::cerr << "velmorad: \"" << name
-                  << "\" is not a valid user name (5 or more letters, digits, _ or -)\n";
-        return 1;
-    }
-    if (!velmora::protocol::isAcceptablePassword(password)) {
-        std::cerr << "velmorad: the password needs 5 or more characters and no \":\"\n";
-        return 1;
-    }
-    const auto store = vs::store::openStore(options.db);
-    const vs::core::PasswordHasher hasher(options.core.hashCost);
-    if (!store->addUser(name, hasher.hash(password))) {
-        std::cerr << "velmorad: a user named \"" << name << "\" already exists\n";
-        return 1;
-    }
-    store->commit();
-    std::cout << "added " << name << "\n";
-    return 0;
 }
 
 int serve(const vs::Options& options) {
@@ -116,11 +87,22 @@ int serve(const vs::Options& options) {
                  vs::store::withoutPassword(options.db));
     }
 
+    // The operator's commands reach the running server here.
+    std::unique_ptr<vs::admin::ControlSocket> control;
+    if (options.control != "off") {
+        control = std::make_unique<vs::admin::ControlSocket>(
+            io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
+            options.core, log);
+    }
+
     asio::signal_set signals(io, SIGINT, SIGTERM);
     signals.async_wait([&](const asio::error_code& ec, int signal) {
         if (!ec) {
             log.line("signal " + std::to_string(signal) + ", shutting down");
             server.stop();
+            if (control) {
+                control->stop();
+            }
             if (node) {
                 node->stop();
             }
@@ -145,8 +127,8 @@ int main(int argc, char** argv) {
             std::cout << "velmorad " VELMORA_VERSION "\n";
             return 0;
         }
-        if (!args.empty() && args[0] == "useradd") {
-            return userAdd({args.begin() + 1, args.end()});
+        if (!args.empty() && vs::admin::isAdminCommand(args[0])) {
+            return vs::admin::runCli(args);
         }
         return serve(vs::parseOptions(args));
     } catch (const vs::OptionError& e) {

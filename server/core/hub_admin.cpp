@@ -54,7 +54,7 @@ bool Hub::kick(std::string_view name, std::string_view reason, std::string_view 
     log_.line(who(*conn) + " " + std::string(why) +
               (reason.empty() ? std::string() : ": " + std::string(reason)));
     if (!reason.empty()) {
-        fx.send(*conn, notice(std::string(why) + ": " + std::string(reason)));
+        fx.send(*conn, notice("You were " + std::string(why) + ": " + std::string(reason)));
     }
     endSession(*conn, fx);
     fx.close.push_back({*conn, std::string(why), true});

@@ -79,20 +79,21 @@ int serve(const vs::Options& options) {
                         ? host + (":" + std::to_string(ports.front().first.port()))
                         : options.bus.node);
     }
+    // The operator's commands reach the running server here, ready
+    // before the lines that say the server is.
+    std::unique_ptr<vs::admin::ControlSocket> control;
+    if (options.control != "off") {
+        control = std::make_unique<vs::admin::ControlSocket>(
+            io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
+            options.core, log);
+    }
+
     for (const auto& [endpoint, kind] : ports) {
         const std::string address =
             endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + kind;
         std::cout << "listening on " << address << std::endl;
         log.line("listening on " + address + ", database " +
                  vs::store::withoutPassword(options.db));
-    }
-
-    // The operator's commands reach the running server here.
-    std::unique_ptr<vs::admin::ControlSocket> control;
-    if (options.control != "off") {
-        control = std::make_unique<vs::admin::ControlSocket>(
-            io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
-            options.core, log);
     }
 
     asio::signal_set signals(io, SIGINT, SIGTERM);

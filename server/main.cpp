@@ -83,9 +83,15 @@ int serve(const vs::Options& options) {
     // before the lines that say the server is.
     std::unique_ptr<vs::admin::ControlSocket> control;
     if (options.control != "off") {
-        control = std::make_unique<vs::admin::ControlSocket>(
-            io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
-            options.core, log);
+        try {
+            control = std::make_unique<vs::admin::ControlSocket>(
+                io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
+                options.core, log);
+        } catch (const std::exception& e) {
+            // The server still serves its users; only the operator's
+            // commands cannot reach it.
+            log.line(std::string("no control socket: ") + e.what());
+        }
     }
 
     for (const auto& [endpoint, kind] : ports) {

@@ -13,7 +13,7 @@ PgConnection& prepared(PgConnection& db) {
     migrate(db);
     db.prepare("insert_user", "INSERT INTO users (name, hash) VALUES ($1, $2) "
                               "ON CONFLICT DO NOTHING");
-    const std::string userColumns = "SELECT id, name, hash, disabled, "
+    const std::string userColumns = "SELECT id, name, hash, disabled::int, "
                                     "to_char(created AT TIME ZONE 'UTC', 'YYYY-MM-DD HH24:MI:SS') "
                                     "FROM users WHERE ";
     db.prepare("find_user", userColumns + kName + R"( = lower($1 COLLATE "C"))");
@@ -95,7 +95,7 @@ bool isText(std::string_view s) {
 }
 
 User userAt(const PgResult& rows, int row) {
-    return {rows.integer(row, 0), rows.text(row, 1), rows.text(row, 2), rows.text(row, 3) == "t",
+    return {rows.integer(row, 0), rows.text(row, 1), rows.text(row, 2), rows.integer(row, 3) != 0,
             rows.text(row, 4)};
 }
 

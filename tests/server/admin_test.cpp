@@ -1,6 +1,7 @@
 // The operator's commands against the real velmorad, running and stopped,
 // with what the users they touch see on the wire.
 #include "loopback.h"
+#include "postgres_cluster.h"
 
 #include <sqlite3.h>
 #include <sys/socket.h>
@@ -272,6 +273,33 @@ TEST_F(AdminTest, BackupOfARunningServerWhileMessagesAreStored) {
     // without gaps, as they were stored.
     EXPECT_EQ(count(copy, "SELECT max(id) - min(id) + 1 FROM offline"), copied);
     EXPECT_EQ(count(db, "SELECT count(*) FROM offline"), kMessages);
+}
+
+TEST_F(AdminTest, OnPostgresBansDisabledAccountsAndRetiredNamesHold) {
+    auto& cluster = PostgresCluster::get();
+    if (!cluster.running()) {
+        GTEST_SKIP() << PostgresCluster::kMissing;
+    }
+    db = cluster.newDatabase();
+    addUser("alicia");
+    addUser("bobby");
+    addUser("carol1");
+    EXPECT_EQ(admin({"user", "del", "alicia"}).out, "deleted alicia\n");
+    EXPECT_EQ(admin({"ban", "Bobby", "--reason", "spam"}).out, "banned bobby for ever\n");
+    EXPECT_EQ(admin({"user", "disable", "carol1"}).status, 0);
+    EXPECT_EQ(admin({"user", "list"}).out.substr(0, 7), "bobby\t2");
+    const std::string control = dir.file("pg.ctl");
+    start({"--control", control});
+    EXPECT_FALSE(logsIn(port, "bobby"));
+    EXPECT_FALSE(logsIn(port, "carol1"));
+    WireClient newcomer(port);
+    newcomer.send(" ## cmdRA /:/ ALICIA /:/ secret /:/ 1.4");
+    EXPECT_EQ(newcomer.readThrough(" ## +RU /$/ UE"), " ## +RU /$/ UE");
+    EXPECT_TRUE(admin({"bans", "--control", control}).out.starts_with("bobby\tforever\tspam\t"));
+    EXPECT_EQ(admin({"unban", "BOBBY", "--control", control}).out, "unbanned BOBBY\n");
+    EXPECT_EQ(admin({"user", "enable", "carol1", "--control", control}).status, 0);
+    EXPECT_TRUE(logsIn(port, "bobby"));
+    EXPECT_TRUE(logsIn(port, "carol1"));
 }
 
 } // namespace velmora::test

@@ -1,12 +1,12 @@
 // velmorad: the Velmora IM server.
+#include "admin/cli.h"
+#include "admin/control_channel.h"
+#include "admin/control_socket.h"
 #include "core/hub.h"
 #include "core/log.h"
-#include "core/names.h"
-#include "core/password.h"
 #include "net/server.h"
 #include "net/tls.h"
 #include "options.h"
-#include "protocol/names.h"
 #include "store/open_store.h"
 
 #include <asio/io_context.hpp>
@@ -32,35 +32,6 @@ void raiseDescriptorLimit() {
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-}
-
-int userAdd(const std::vector<std::string>& args) {
-    if (args.size() < 2) {
-        std::cerr << vs::usage();
-        return 2;
-    }
-    const std::string& name = args[0];
-    const std::string& password = args[1];
-    const vs::Options options = vs::parseOptions({args.begin() + 2, args.end()});
-    if (!vs::core::isValidName(name, velmora::protocol::kMinNameLength,
-                               options.core.maxNameLength)) {
-        std::cerr << "velmorad: \"" << name
-                  << "\" is not a valid user name (5 or more letters, digits, _ or -)\n";
-        return 1;
-    }
-    if (!velmora::protocol::isAcceptablePassword(password)) {
-        std::cerr << "velmorad: the password needs 5 or more characters and no \":\"\n";
-        return 1;
-    }
-    const auto store = vs::store::openStore(options.db);
-    const vs::core::PasswordHasher hasher(options.core.hashCost);
-    if (!store->addUser(name, hasher.hash(password))) {
-        std::cerr << "velmorad: a user named \"" << name << "\" already exists\n";
-        return 1;
-    }
-    store->commit();
-    std::cout << "added " << name << "\n";
-    return 0;
 }
 
 int serve(const vs::Options& options) {
@@ -108,6 +79,21 @@ int serve(const vs::Options& options) {
                         ? host + (":" + std::to_string(ports.front().first.port()))
                         : options.bus.node);
     }
+    // The operator's commands reach the running server here, ready
+    // before the lines that say the server is.
+    std::unique_ptr<vs::admin::ControlSocket> control;
+    if (options.control != "off") {
+        try {
+            control = std::make_unique<vs::admin::ControlSocket>(
+                io, vs::admin::controlPath(options.control, options.db), server, hub, *store,
+                options.core, log);
+        } catch (const std::exception& e) {
+            // The server still serves its users; only the operator's
+            // commands cannot reach it.
+            log.line(std::string("no control socket: ") + e.what());
+        }
+    }
+
     for (const auto& [endpoint, kind] : ports) {
         const std::string address =
             endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + kind;
@@ -121,6 +107,9 @@ int serve(const vs::Options& options) {
         if (!ec) {
             log.line("signal " + std::to_string(signal) + ", shutting down");
             server.stop();
+            if (control) {
+                control->stop();
+            }
             if (node) {
                 node->stop();
             }
@@ -145,8 +134,8 @@ int main(int argc, char** argv) {
             std::cout << "velmorad " VELMORA_VERSION "\n";
             return 0;
         }
-        if (!args.empty() && args[0] == "useradd") {
-            return userAdd({args.begin() + 1, args.end()});
+        if (!args.empty() && vs::admin::isAdminCommand(args[0])) {
+            return vs::admin::runCli(args);
         }
         return serve(vs::parseOptions(args));
     } catch (const vs::OptionError& e) {

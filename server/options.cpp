@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "core/clock.h"
 #include "protocol/transfer.h"
 
 #include <algorithm>
@@ -187,6 +188,17 @@ const std::map<std::string, Setter>& setters() {
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
          }},
+        // The operator's tools (server/admin/).
+        {"control", [](Options& o, auto&, auto& v) { o.control = v; }},
+        {"retire-names",
+         [](Options& o, auto&, auto& v) {
+             const auto duration = core::parseDuration(v);
+             if (!duration) {
+                 throw OptionError("--retire-names needs a duration such as 30d, not \"" + v +
+                                   "\"");
+             }
+             o.core.retireNames = *duration;
+         }},
     };
     return table;
 }
@@ -255,6 +267,7 @@ Options parseOptions(const std::vector<std::string>& args) {
 std::string usage() {
     return R"(usage: velmorad [--flag value]...
        velmorad useradd NAME PASSWORD [--db PATH|URI] [--hash-cost COST]
+       velmorad user|sessions|kick|ban|unban|bans|rooms|backup ...  (velmorad user --help)
        velmorad --help | --version
 
   --listen HOST:PORT|off      address to listen on (127.0.0.1:6668; port 0 picks one)
@@ -295,6 +308,9 @@ std::string usage() {
                               (the listen host; this machine's name when that is a wildcard)
   --quiet-ms N                wait for a complete last command (5)
   --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
+  --control PATH|off          the operator's control socket ($RUNTIME_DIRECTORY/velmorad.ctl
+                              under systemd, else the database path + ".ctl")
+  --retire-names DURATION     a deleted account's name stays taken this long (30d; 0 = not)
 )";
 }
 

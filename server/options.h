@@ -36,6 +36,8 @@ struct Options {
     // The host clients of other nodes dial for offers held here; empty: the
     // listen host, or this machine's name when that is a wildcard.
     std::string transferHost;
+    // The operator's control socket; empty: the default place, "off": none.
+    std::string control;
 };
 
 // Reads `--flag value` pairs (the program name not included). A `--config

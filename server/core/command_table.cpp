@@ -1,5 +1,6 @@
 #include "core/command_table.h"
 
+#include "protocol/account.h"
 #include "protocol/receipts.h"
 #include "protocol/transfer.h"
 #include "protocol/wire.h"
@@ -51,6 +52,10 @@ std::optional<CommandInfo> commandInfo(std::string_view code) {
         return CommandInfo{Command::FileAnswer, 4};
     case key(cmd::FX):
         return CommandInfo{Command::FileData, 3};
+    case key(cmd::CP):
+        return CommandInfo{Command::ChangePassword, 3};
+    case key(cmd::DA):
+        return CommandInfo{Command::DeleteAccount, 2};
     default:
         return std::nullopt;
     }

@@ -26,7 +26,10 @@ enum class Command {
     // File transfer: an offer, its answer, and the hello of a data connection.
     FileOffer,
     FileAnswer,
-    FileData
+    FileData,
+    // The user's own account: a new password, or the account deleted.
+    ChangePassword,
+    DeleteAccount
 };
 
 struct CommandInfo {

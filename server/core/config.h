@@ -39,6 +39,8 @@ struct CoreConfig {
     // offers one sender may hold at once.
     std::uint64_t fileMaxBytes = std::uint64_t{4} << 30;
     int fileTransfers = 4;
+    // A deleted account's name cannot be taken again for this long.
+    std::chrono::seconds retireNames{30 * 24 * 3600};
 };
 
 // Where clients on other nodes open data connections for offers held here.

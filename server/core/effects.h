@@ -53,6 +53,8 @@ struct DataHello {
 struct Closing {
     ConnId conn = 0;
     std::string reason;
+    // Once the records made for it so far have gone out (a goodbye first).
+    bool afterOutput = false;
 };
 
 struct Effects {

@@ -25,8 +25,10 @@ Hub::Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster)
       failures_(config_.maxLoginsPerMinute), cluster_(cluster),
       rooms_(cluster ? cluster->rooms() : localRooms_) {}
 
-void Hub::connected(ConnId conn, std::string address, Clock::time_point now) {
-    peers_[conn] = Peer{std::move(address), now};
+void Hub::connected(ConnId conn, std::string address, Clock::time_point now, bool tls) {
+    Peer peer{std::move(address), now};
+    peer.tls = tls;
+    peers_[conn] = std::move(peer);
 }
 
 void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
@@ -111,6 +113,10 @@ void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
         break;
     case Command::FileAnswer:
         answerFile(conn, self, f, fx);
+        break;
+    case Command::ChangePassword:
+    case Command::DeleteAccount:
+        ownAccount(conn, self, f, info->command == Command::ChangePassword, fx);
         break;
     case Command::Login:
     case Command::SignUp:

@@ -34,7 +34,9 @@ public:
     // the cluster's, and records for users on other nodes become relays.
     Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster = nullptr);
 
-    void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now());
+    // `tls`: the connection came in on the TLS port.
+    void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now(),
+                   bool tls = false);
     // Appends what one command asks for to `fx`.
     void handle(ConnId conn, const protocol::FieldViews& command, Effects& fx);
     [[nodiscard]] Effects handle(ConnId conn, const protocol::Fields& command) {
@@ -79,6 +81,27 @@ public:
     // The users logged in here.
     [[nodiscard]] std::vector<Directory::Entry> localUsers() const;
 
+    // The operator's commands (hub_admin.cpp).
+    struct SessionInfo {
+        std::string name;
+        std::string address;
+        std::string since;
+        bool tls = false;
+    };
+    [[nodiscard]] std::vector<SessionInfo> sessionList() const;
+    // The rooms that hold a user of this node, with all their members.
+    [[nodiscard]] std::vector<Room> roomList();
+    // Ends the session of `name` on this node, as a disconnect does; with a
+    // `reason`, the user first gets it as a notice. `why` goes to the log.
+    // False when the user is not logged in here.
+    bool kick(std::string_view name, std::string_view reason, std::string_view why, Effects& fx);
+    // The same for every session from this address key; how many there were.
+    int kickAddress(std::string_view key, std::string_view reason, std::string_view why,
+                    Effects& fx);
+    // Deletes an account and retires its name; its session here ends first,
+    // so that its buddies hear +LOff.
+    void removeAccount(const store::User& user, std::string_view why, Effects& fx);
+
     // File transfer (hub_transfers.cpp). Where clients of other nodes reach
     // this node's data connections, once its ports are bound.
     void setTransferNode(TransferNode node) { transferNode_ = std::move(node); }
@@ -95,6 +118,7 @@ private:
         bool receipts = false;
         // A command came already: only the first may open a data connection.
         bool spoke = false;
+        bool tls = false;
     };
 
     // Sessions
@@ -102,6 +126,15 @@ private:
     void loginAccepted(ConnId conn, const store::User& user, Effects& fx);
     void signUp(ConnId conn, const protocol::FieldViews& f, Effects& fx);
     void answerSignUp(ConnId conn, std::string_view name, std::string_view outcome, Effects& fx);
+    // A ban or the disabled flag keeps this login out (logged); `user` may be unknown.
+    [[nodiscard]] bool barred(ConnId conn, const store::User* user);
+    // Deletes the account's rows and retires its name.
+    void deleteStored(const store::User& user);
+
+    // The user's own account (hub_own_account.cpp)
+    void ownAccount(ConnId conn, const Session& me, const protocol::FieldViews& f, bool change,
+                    Effects& fx);
+    void ownAccountDone(const PasswordResult& result, bool overloaded, Effects& fx);
     // `claimed`: a later login on another node took the name over.
     void endSession(ConnId conn, Effects& fx, bool claimed = false);
     // Sends a record to a user wherever they are logged in; false when nowhere.

@@ -3,6 +3,7 @@
 // when the result comes back.
 #include "core/hub.h"
 
+#include "core/clock.h"
 #include "core/names.h"
 #include "protocol/names.h"
 #include "protocol/receipts.h"
@@ -38,6 +39,10 @@ void Hub::login(ConnId conn, const p::FieldViews& f, Effects& fx) {
         }
     }
     const auto user = store_.findUser(name);
+    if (barred(conn, user ? &*user : nullptr)) {
+        fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
+        return;
+    }
     if (user && credentials_.matches(user->id, user->name, password, user->hash, now)) {
         loginAccepted(conn, *user, fx);
         return;
@@ -56,6 +61,7 @@ void Hub::loginAccepted(ConnId conn, const store::User& user, Effects& fx) {
     }
     Session session{user.id, user.name};
     session.receipts = peers_[conn].receipts;
+    session.since = localTimestamp();
     // In a cluster the buddies hear of the login when the bus brings it back.
     const auto claim = cluster_ ? cluster_->claim(user.name, session.receipts) : std::nullopt;
     session.claim = claim.value_or(0);
@@ -86,6 +92,10 @@ Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
         return fx; // the connection ended meanwhile
     }
     peer->second.passwordPending = false;
+    if (job.kind == PasswordJob::Kind::Change || job.kind == PasswordJob::Kind::Confirm) {
+        ownAccountDone(result, overloaded, fx);
+        return fx;
+    }
     const bool isLogin = job.kind == PasswordJob::Kind::Verify;
     if (overloaded) {
         log_.line(who(conn) + (isLogin ? " login" : " sign-up") + " refused: password queue full");
@@ -95,7 +105,9 @@ Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
         return fx;
     }
     if (!isLogin) {
-        answerSignUp(conn, job.name, store_.addUser(job.name, result.hash) ? "RS" : "UE", fx);
+        const bool added =
+            !store_.isRetired(job.name, unixNow()) && store_.addUser(job.name, result.hash);
+        answerSignUp(conn, job.name, added ? "RS" : "UE", fx);
         return fx;
     }
     if (!result.ok) {
@@ -109,7 +121,8 @@ Effects Hub::passwordDone(const PasswordResult& result, bool overloaded) {
         log_.line(who(conn) + " password hash of " + job.name + " upgraded to the current cost");
     }
     const auto user = store_.findUser(job.name);
-    if (!user || user->id != job.user) {
+    // A ban may have come while the password was being checked.
+    if (!user || user->id != job.user || barred(conn, &*user)) {
         fx.send(conn, p::buildReply(p::reply::LI, {"Login=False"}));
         return fx;
     }
@@ -140,7 +153,9 @@ void Hub::signUp(ConnId conn, const p::FieldViews& f, Effects& fx) {
     }
     // Every sign-up costs a hash, so each one counts against the address.
     failures_.fail(peer.address, now);
-    if (store_.findUser(name)) {
+    // A deleted account's name stays taken for a while, so that nobody
+    // takes it over from those who knew its owner.
+    if (store_.findUser(name) || store_.isRetired(name, unixNow())) {
         answer("UE");
         return;
     }

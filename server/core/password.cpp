@@ -35,7 +35,8 @@ bool PasswordHasher::needsRehash(const std::string& hash) const {
 
 bool PasswordHasher::isCheap(const PasswordJob& job) const {
     return cost_ == HashCost::Fast &&
-           (job.kind == PasswordJob::Kind::Hash || !needsRehash(job.hash));
+           (job.kind == PasswordJob::Kind::Hash || job.kind == PasswordJob::Kind::Change ||
+            !needsRehash(job.hash));
 }
 
 PasswordResult runPasswordJob(PasswordJob job, const PasswordHasher& hasher) {
@@ -43,6 +44,11 @@ PasswordResult runPasswordJob(PasswordJob job, const PasswordHasher& hasher) {
     if (job.kind == PasswordJob::Kind::Hash) {
         result.hash = hasher.hash(job.password);
         result.ok = true;
+    } else if (job.kind != PasswordJob::Kind::Verify) {
+        result.ok = hasher.verify(job.hash, job.password) && job.user != 0;
+        if (result.ok && job.kind == PasswordJob::Kind::Change) {
+            result.hash = hasher.hash(job.newPassword);
+        }
     } else {
         result.ok = hasher.verify(job.hash, job.password) && job.user != 0;
         if (result.ok && hasher.needsRehash(job.hash)) {

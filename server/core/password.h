@@ -35,21 +35,24 @@ private:
 
 using ConnId = std::uint64_t;
 
-// Checking a login's password, or hashing a new account's.
+// Checking a login's password, hashing a new account's, and the user's own
+// account commands: checking the current password, then (Change) hashing
+// the new one.
 struct PasswordJob {
-    enum class Kind { Verify, Hash };
+    enum class Kind { Verify, Hash, Change, Confirm };
     Kind kind = Kind::Verify;
     ConnId conn = 0;
     std::int64_t user = 0; // Verify: the account, 0 for an unknown name
     std::string name;
     std::string password;
-    std::string hash; // Verify: the stored hash (a decoy for an unknown name)
+    std::string hash;          // Verify: the stored hash (a decoy for an unknown name)
+    std::string newPassword{}; // Change
 };
 
 struct PasswordResult {
     PasswordJob job;
     bool ok = false;
-    // Hash: the new hash. Verify: a stronger hash when the stored one is
+    // Hash, Change: the new hash. Verify: a stronger hash when the stored one is
     // weaker than the configured cost, else empty.
     std::string hash;
 };

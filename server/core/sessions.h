@@ -20,6 +20,7 @@ struct Session {
     // The client confirms what it kept: its private messages are stored
     // first and numbered.
     bool receipts = false;
+    std::string since{}; // local time of the login
 };
 
 // Where a private message for a user goes: their connection, and whether

@@ -139,16 +139,17 @@ Connection::Released Connection::release() {
     return released;
 }
 
-void Connection::finish() {
+void Connection::finish(std::string reason) {
     if (!open_ || finishing_) {
         return;
     }
     finishing_ = true;
+    finishReason_ = std::move(reason);
     // Nothing more is read; a write under way goes on.
     ::shutdown(fd_, SHUT_RD);
     quietDeadline_ = Clock::time_point::max();
     if (out_.size() == sent_) {
-        stop("server shutting down");
+        stop(finishReason_);
     }
 }
 
@@ -354,7 +355,7 @@ void Connection::writeOut() {
         }
     }
     if (finishing_ && open_ && out_.empty()) {
-        stop("server shutting down");
+        stop(finishReason_);
     }
 }
 

@@ -113,8 +113,8 @@ public:
     // Ends the connection here without closing its socket, which stays in
     // the poller's set under this id.
     Released release();
-    // Stops reading, sends what is queued, then closes.
-    void finish();
+    // Stops reading, sends what is queued, then closes; `reason` goes to the log.
+    void finish(std::string reason = "server shutting down");
 
     using Clock = asio::steady_timer::clock_type;
     [[nodiscard]] core::ConnId id() const { return id_; }
@@ -183,6 +183,7 @@ private:
     std::string out_;
     std::size_t sent_ = 0;
     std::vector<OfflineMark> offline_;
+    std::string finishReason_;
     std::unique_ptr<TlsStream> tls_; // none on the plain port
     std::uint64_t queuedTotal_ = 0;  // stream offset at the end of out_
     std::uint64_t written_ = 0;      // stream offset the kernel has taken

@@ -1,4 +1,5 @@
 #include "net/server.h"
+#include "core/address_key.h"
 #include "net/tls.h"
 #include "protocol/transfer.h"
 
@@ -58,16 +59,7 @@ std::vector<std::shared_ptr<Connection>> takeRound(std::vector<std::shared_ptr<C
 } // namespace
 
 std::string addressKey(const asio::ip::address& address) {
-    if (address.is_v4()) {
-        return address.to_string();
-    }
-    const auto v6 = address.to_v6();
-    if (v6.is_v4_mapped()) {
-        return asio::ip::make_address_v4(asio::ip::v4_mapped, v6).to_string();
-    }
-    auto bytes = v6.to_bytes();
-    std::fill(bytes.begin() + 8, bytes.end(), 0);
-    return asio::ip::address_v6(bytes).to_string() + "/64";
+    return core::addressKey(address.to_string()).value_or(address.to_string());
 }
 
 Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::Log& log,
@@ -348,7 +340,7 @@ void Server::accept(Socket socket, TlsContext* tls) {
     poller_.add(fd, id);
     ++fromThere;
     connections_.emplace(id, connection);
-    hub_.connected(id, ip);
+    hub_.connected(id, ip, core::Hub::Clock::now(), tls != nullptr);
     connection->start();
 }
 
@@ -369,6 +361,9 @@ void Server::apply(core::Effects& effects) {
         }
     }
     for (const auto& closing : effects.close) {
+        if (closing.afterOutput) {
+            continue; // below, once its records are queued
+        }
         if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
             const auto connection = it->second;
             connection->stop(closing.reason);
@@ -390,6 +385,15 @@ void Server::apply(core::Effects& effects) {
         for (auto& out : effects.out) {
             if (const auto it = connections_.find(out.to); it != connections_.end()) {
                 it->second->deliver(effects.record(out), std::move(out.offlineIds), out.page);
+            }
+        }
+    }
+    for (const auto& closing : effects.close) {
+        if (closing.afterOutput) {
+            if (store_.inTransaction()) {
+                held_.close.push_back(closing); // its goodbye waits for the commit
+            } else {
+                finish(closing);
             }
         }
     }
@@ -466,6 +470,12 @@ void Server::commitTurn() {
     if (dropped > 0) {
         log_.line(std::to_string(dropped) + " replies to changes that were not stored dropped");
     }
+    if (!committed) {
+        ++failedCommits_;
+    }
+    for (const auto& closing : held.close) {
+        finish(closing);
+    }
     if (relay_ && !held.relays.empty()) {
         relay_->relay(held);
     }
@@ -475,6 +485,13 @@ void Server::commitTurn() {
         wrote.clear();
         held_ = std::move(held);
         heldWrote_ = std::move(wrote);
+    }
+}
+
+void Server::finish(const core::Closing& closing) {
+    if (const auto it = connections_.find(closing.conn); it != connections_.end()) {
+        const auto connection = it->second;
+        connection->finish(closing.reason);
     }
 }
 

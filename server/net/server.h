@@ -77,6 +77,9 @@ public:
     // Carries out hub work that did not come from a connection (events of
     // the cluster), as a command's is; a failure is logged.
     void enact(const std::string& what, const std::function<core::Effects()>& work);
+    // Turns whose commit failed so far: a caller that waited for the commit
+    // of its change tells from this whether it was stored.
+    [[nodiscard]] std::uint64_t failedCommits() const { return failedCommits_; }
 
 private:
     using Acceptor = asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type>;
@@ -90,6 +93,8 @@ private:
     void accept(Socket socket, TlsContext* tls);
     void apply(core::Effects& effects);
     void apply(core::Effects&& effects) { apply(effects); }
+    // Closes a connection once its queued records are out.
+    void finish(const core::Closing& closing);
     void configure(Socket& socket) const;
     void listQuiet(Connection& connection);
     void flushAll();
@@ -142,6 +147,7 @@ private:
     core::Effects held_;
     std::vector<bool> heldWrote_;
     std::uint64_t changesSeen_ = 0;
+    std::uint64_t failedCommits_ = 0;
     bool commitPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;

@@ -13,8 +13,33 @@ PgConnection& prepared(PgConnection& db) {
     migrate(db);
     db.prepare("insert_user", "INSERT INTO users (name, hash) VALUES ($1, $2) "
                               "ON CONFLICT DO NOTHING");
-    db.prepare("find_user",
-               "SELECT id, name, hash FROM users WHERE " + kName + R"( = lower($1 COLLATE "C"))");
+    const std::string userColumns = "SELECT id, name, hash, disabled, "
+                                    "to_char(created AT TIME ZONE 'UTC', 'YYYY-MM-DD HH24:MI:SS') "
+                                    "FROM users WHERE ";
+    db.prepare("find_user", userColumns + kName + R"( = lower($1 COLLATE "C"))");
+    db.prepare("list_users", userColumns + "strpos(" + kName +
+                                 R"(, lower($1 COLLATE "C")) > 0 ORDER BY )" + kName +
+                                 R"(, name COLLATE "C")");
+    db.prepare("delete_user", "DELETE FROM users WHERE id = $1");
+    db.prepare("set_disabled", "UPDATE users SET disabled = ($1::int <> 0) WHERE id = $2");
+    const std::string target = R"(lower(target COLLATE "C"))";
+    db.prepare("put_ban", "INSERT INTO bans (target, until, reason) VALUES ($1, $2, $3) "
+                          "ON CONFLICT (" +
+                              target +
+                              ") DO UPDATE SET target = excluded.target, "
+                              "until = excluded.until, reason = excluded.reason, created = now()");
+    db.prepare("remove_ban", "DELETE FROM bans WHERE " + target + R"( = lower($1 COLLATE "C"))");
+    const std::string banColumns =
+        "SELECT target, until, reason, "
+        "to_char(created AT TIME ZONE 'UTC', 'YYYY-MM-DD HH24:MI:SS') FROM bans WHERE ";
+    db.prepare("ban_on",
+               banColumns + target + R"( = lower($1 COLLATE "C") AND (until = 0 OR until > $2))");
+    db.prepare("bans", banColumns + "until = 0 OR until > $1 ORDER BY created, target");
+    db.prepare("retire", "INSERT INTO retired (name, until) VALUES ($1, $2) "
+                         "ON CONFLICT (" +
+                             kName + ") DO UPDATE SET until = excluded.until");
+    db.prepare("is_retired", "SELECT 1 FROM retired WHERE " + kName +
+                                 R"( = lower($1 COLLATE "C") AND until > $2)");
     db.prepare("search", "SELECT name FROM users WHERE strpos(" + kName +
                              R"(, lower($1 COLLATE "C")) > 0 ORDER BY )" + kName +
                              R"(, name COLLATE "C" LIMIT $2)");
@@ -67,6 +92,20 @@ bool isText(std::string_view s) {
         i += length;
     }
     return true;
+}
+
+User userAt(const PgResult& rows, int row) {
+    return {rows.integer(row, 0), rows.text(row, 1), rows.text(row, 2), rows.text(row, 3) == "t",
+            rows.text(row, 4)};
+}
+
+std::vector<Ban> bansIn(const PgResult& rows) {
+    std::vector<Ban> out;
+    for (int row = 0; row < rows.rows(); ++row) {
+        out.push_back(
+            {rows.text(row, 0), rows.integer(row, 1), rows.text(row, 2), rows.text(row, 3)});
+    }
+    return out;
 }
 
 std::vector<std::string> names(const PgResult& rows) {
@@ -125,7 +164,7 @@ std::optional<User> PostgresStore::findUser(const std::string& name) {
     if (rows.rows() == 0) {
         return std::nullopt;
     }
-    return User{rows.integer(0, 0), rows.text(0, 1), rows.text(0, 2)};
+    return userAt(rows, 0);
 }
 
 void PostgresStore::setHash(UserId user, const std::string& hash) {
@@ -203,6 +242,59 @@ void PostgresStore::removeOfflineOf(UserId recipient, const std::vector<std::int
     if (!ids.empty()) {
         db().run("remove_offline_of", idArray(ids), recipient);
     }
+}
+
+std::vector<User> PostgresStore::listUsers(const std::string& query) {
+    if (!isText(query)) {
+        return {};
+    }
+    const auto rows = db().run("list_users", query);
+    std::vector<User> out;
+    for (int row = 0; row < rows.rows(); ++row) {
+        out.push_back(userAt(rows, row));
+    }
+    return out;
+}
+
+void PostgresStore::deleteUser(UserId user) {
+    change();
+    db().run("delete_user", user);
+}
+
+void PostgresStore::setDisabled(UserId user, bool disabled) {
+    change();
+    db().run("set_disabled", disabled ? 1 : 0, user);
+}
+
+void PostgresStore::putBan(const Ban& ban) {
+    change();
+    db().run("put_ban", ban.target, ban.until, ban.reason);
+}
+
+bool PostgresStore::removeBan(const std::string& target) {
+    change();
+    return isText(target) && db().run("remove_ban", target).affected() > 0;
+}
+
+std::optional<Ban> PostgresStore::banOn(const std::string& target, std::int64_t now) {
+    if (!isText(target)) {
+        return std::nullopt;
+    }
+    auto found = bansIn(db().run("ban_on", target, now));
+    return found.empty() ? std::nullopt : std::optional<Ban>(std::move(found.front()));
+}
+
+std::vector<Ban> PostgresStore::bans(std::int64_t now) {
+    return bansIn(db().run("bans", now));
+}
+
+void PostgresStore::retireName(const std::string& name, std::int64_t until) {
+    change();
+    db().run("retire", name, until);
+}
+
+bool PostgresStore::isRetired(const std::string& name, std::int64_t now) {
+    return isText(name) && db().run("is_retired", name, now).rows() > 0;
 }
 
 std::string PostgresStore::storeId() {

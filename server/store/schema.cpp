@@ -8,7 +8,7 @@ namespace velmora::server::store {
 
 namespace {
 // Step i brings the schema from version i to version i + 1. Append only.
-constexpr std::array<std::string_view, 2> kSteps = {
+constexpr std::array<std::string_view, 3> kSteps = {
     R"sql(
     CREATE TABLE users (
         id      INTEGER PRIMARY KEY,
@@ -37,6 +37,22 @@ constexpr std::array<std::string_view, 2> kSteps = {
     R"sql(
     CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT NOT NULL);
     INSERT INTO meta VALUES ('store-id', lower(hex(randomblob(8))));
+    )sql",
+    // The operator's tools: disabled accounts, bans on a name or an address
+    // (its key: IPv4, or IPv6 /64) until a time (Unix seconds, 0 for ever),
+    // and the names of deleted accounts, kept from new owners for a while.
+    R"sql(
+    ALTER TABLE users ADD COLUMN disabled INTEGER NOT NULL DEFAULT 0;
+    CREATE TABLE bans (
+        target  TEXT PRIMARY KEY COLLATE NOCASE,
+        until   INTEGER NOT NULL,
+        reason  TEXT NOT NULL,
+        created TEXT NOT NULL DEFAULT (datetime('now'))
+    );
+    CREATE TABLE retired (
+        name  TEXT PRIMARY KEY COLLATE NOCASE,
+        until INTEGER NOT NULL
+    );
     )sql",
 };
 } // namespace

@@ -7,7 +7,7 @@ namespace velmora::server::store {
 struct SqliteStore::Statements {
     explicit Statements(sqlite3* db)
         : insertUser(db, "INSERT OR IGNORE INTO users (name, hash) VALUES (?, ?)"),
-          findUser(db, "SELECT id, name, hash FROM users WHERE name = ?"),
+          findUser(db, "SELECT id, name, hash, disabled, created FROM users WHERE name = ?"),
           search(db, "SELECT name FROM users WHERE instr(lower(name), lower(?)) > 0 "
                      "ORDER BY name COLLATE NOCASE, name LIMIT ?"),
           buddies(db, "SELECT u.name FROM buddies b JOIN users u ON u.id = b.buddy "
@@ -22,10 +22,24 @@ struct SqliteStore::Statements {
                       "ORDER BY id LIMIT ?"),
           setHash(db, "UPDATE users SET hash = ? WHERE id = ?"),
           removeOffline(db, "DELETE FROM offline WHERE id = ?"),
-          removeOfflineOf(db, "DELETE FROM offline WHERE id = ? AND recipient = ?") {}
+          removeOfflineOf(db, "DELETE FROM offline WHERE id = ? AND recipient = ?"),
+          listUsers(db,
+                    "SELECT id, name, hash, disabled, created FROM users "
+                    "WHERE instr(lower(name), lower(?)) > 0 ORDER BY name COLLATE NOCASE, name"),
+          deleteUser(db, "DELETE FROM users WHERE id = ?"),
+          setDisabled(db, "UPDATE users SET disabled = ? WHERE id = ?"),
+          putBan(db, "INSERT OR REPLACE INTO bans (target, until, reason) VALUES (?, ?, ?)"),
+          removeBan(db, "DELETE FROM bans WHERE target = ?"),
+          banOn(db, "SELECT target, until, reason, created FROM bans "
+                    "WHERE target = ? AND (until = 0 OR until > ?)"),
+          bans(db, "SELECT target, until, reason, created FROM bans "
+                   "WHERE until = 0 OR until > ? ORDER BY created, target"),
+          retire(db, "INSERT OR REPLACE INTO retired (name, until) VALUES (?, ?)"),
+          isRetired(db, "SELECT 1 FROM retired WHERE name = ? AND until > ?") {}
 
     Statement insertUser, findUser, search, buddies, addBuddy, removeBuddy, watchers, addOffline,
-        countOffline, offline, setHash, removeOffline, removeOfflineOf;
+        countOffline, offline, setHash, removeOffline, removeOfflineOf, listUsers, deleteUser,
+        setDisabled, putBan, removeBan, banOn, bans, retire, isRetired;
 };
 
 namespace {
@@ -37,6 +51,14 @@ Database& configured(Database& db) {
     db.exec("PRAGMA foreign_keys = ON");
     migrate(db);
     return db;
+}
+
+User user(const Statement& q) {
+    return {q.integer(0), q.text(1), q.text(2), q.integer(3) != 0, q.text(4)};
+}
+
+Ban ban(const Statement& q) {
+    return {q.text(0), q.integer(1), q.text(2), q.text(3)};
 }
 
 std::vector<std::string> names(Statement& query) {
@@ -81,10 +103,10 @@ std::optional<User> SqliteStore::findUser(const std::string& name) {
     if (!q.step()) {
         return std::nullopt;
     }
-    User user{q.integer(0), q.text(1), q.text(2)};
+    User found = user(q);
     while (q.step()) {
     }
-    return user;
+    return found;
 }
 
 std::vector<std::string> SqliteStore::searchUsers(const std::string& query, int limit) {
@@ -151,6 +173,68 @@ void SqliteStore::removeOfflineOf(UserId recipient, const std::vector<std::int64
     for (const auto id : ids) {
         sql_->removeOfflineOf.bind(id, recipient).run();
     }
+}
+
+std::vector<User> SqliteStore::listUsers(const std::string& query) {
+    std::vector<User> out;
+    auto& q = sql_->listUsers.bind(query);
+    while (q.step()) {
+        out.push_back(user(q));
+    }
+    return out;
+}
+
+void SqliteStore::deleteUser(UserId id) {
+    change();
+    sql_->deleteUser.bind(id).run();
+}
+
+void SqliteStore::setDisabled(UserId id, bool disabled) {
+    change();
+    sql_->setDisabled.bind(disabled ? 1 : 0, id).run();
+}
+
+void SqliteStore::putBan(const Ban& b) {
+    change();
+    sql_->putBan.bind(b.target, b.until, b.reason).run();
+}
+
+bool SqliteStore::removeBan(const std::string& target) {
+    change();
+    sql_->removeBan.bind(target).run();
+    return db_.changes() > 0;
+}
+
+std::optional<Ban> SqliteStore::banOn(const std::string& target, std::int64_t now) {
+    auto& q = sql_->banOn.bind(target, now);
+    std::optional<Ban> found;
+    while (q.step()) {
+        found = ban(q);
+    }
+    return found;
+}
+
+std::vector<Ban> SqliteStore::bans(std::int64_t now) {
+    std::vector<Ban> out;
+    auto& q = sql_->bans.bind(now);
+    while (q.step()) {
+        out.push_back(ban(q));
+    }
+    return out;
+}
+
+void SqliteStore::retireName(const std::string& name, std::int64_t until) {
+    change();
+    sql_->retire.bind(name, until).run();
+}
+
+bool SqliteStore::isRetired(const std::string& name, std::int64_t now) {
+    auto& q = sql_->isRetired.bind(name, now);
+    bool found = false;
+    while (q.step()) {
+        found = true;
+    }
+    return found;
 }
 
 std::string SqliteStore::storeId() {

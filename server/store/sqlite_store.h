@@ -26,6 +26,15 @@ public:
     std::vector<OfflineMessage> offline(UserId recipient, std::int64_t after, int limit) override;
     void removeOffline(const std::vector<std::int64_t>& ids) override;
     void removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) override;
+    std::vector<User> listUsers(const std::string& query) override;
+    void deleteUser(UserId user) override;
+    void setDisabled(UserId user, bool disabled) override;
+    void putBan(const Ban& ban) override;
+    bool removeBan(const std::string& target) override;
+    std::optional<Ban> banOn(const std::string& target, std::int64_t now) override;
+    std::vector<Ban> bans(std::int64_t now) override;
+    void retireName(const std::string& name, std::int64_t until) override;
+    bool isRetired(const std::string& name, std::int64_t now) override;
     std::string storeId() override;
 
 private:

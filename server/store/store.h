@@ -22,6 +22,17 @@ struct User {
     UserId id = 0;
     std::string name; // as chosen at registration
     std::string hash;
+    // Kept from logging in by the operator until enabled again.
+    bool disabled = false;
+    std::string created{}; // "YYYY-MM-DD HH:MM:SS", UTC
+};
+
+// A ban on an account name or on an address key (IPv4, or an IPv6 /64).
+struct Ban {
+    std::string target;
+    std::int64_t until = 0; // Unix seconds; 0: for ever
+    std::string reason;
+    std::string created{}; // "YYYY-MM-DD HH:MM:SS", UTC
 };
 
 struct OfflineMessage {
@@ -65,6 +76,23 @@ public:
     virtual void removeOffline(const std::vector<std::int64_t>& ids) = 0;
     // The same, for messages of `recipient` only: a client confirms its own.
     virtual void removeOfflineOf(UserId recipient, const std::vector<std::int64_t>& ids) = 0;
+
+    // The operator's side (times are Unix seconds). Accounts whose name
+    // contains `query` ignoring case, sorted as a search is.
+    [[nodiscard]] virtual std::vector<User> listUsers(const std::string& query) = 0;
+    // With its buddy list, its place in other lists and the messages waiting for it.
+    virtual void deleteUser(UserId user) = 0;
+    virtual void setDisabled(UserId user, bool disabled) = 0;
+    // Replaces any ban on the same target.
+    virtual void putBan(const Ban& ban) = 0;
+    // False when there was none.
+    virtual bool removeBan(const std::string& target) = 0;
+    // The ban on `target` still in force at `now`.
+    [[nodiscard]] virtual std::optional<Ban> banOn(const std::string& target, std::int64_t now) = 0;
+    [[nodiscard]] virtual std::vector<Ban> bans(std::int64_t now) = 0;
+    // A deleted account's name, kept from sign-ups until `until`.
+    virtual void retireName(const std::string& name, std::int64_t until) = 0;
+    [[nodiscard]] virtual bool isRetired(const std::string& name, std::int64_t now) = 0;
 
     // A token made with the database: message ids mean something only beside it.
     [[nodiscard]] virtual std::string storeId() = 0;

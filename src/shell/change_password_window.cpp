@@ -41,7 +41,7 @@ void ChangePasswordWindow::buildForm() {
     cmdOK_->setDefault(true);
     cmdCancel_->setObjectName(QStringLiteral("cmdCancel"));
 
-    auto* intro = new QLabel(QStringLiteral("The password of <b>%1</b> on %2.")
+    auto* intro = new QLabel(QStringLiteral("Change the password of <b>%1</b> on %2.")
                                  .arg(session_.values().userName.toHtmlEscaped(),
                                       sessionServerName(session_).toHtmlEscaped()),
                              this);

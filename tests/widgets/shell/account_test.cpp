@@ -139,6 +139,7 @@ private slots:
                                                      QStringLiteral("secret1"));
             }
             QVERIFY(rig.logIn(QStringLiteral("alicia")));
+            rig.client.session().reconnect().remember(rig.server.address(), "alicia", "secret1");
             QPointer<AccountForm> window = rig.open("mnuToolsChangePassword", "frmChangePassword");
             rig.change(*window, QStringLiteral("secret1"), QStringLiteral("n3w-secret"),
                        QStringLiteral("n3w-secret"));
@@ -152,6 +153,11 @@ private slots:
             }
             QCOMPARE(rig.desktop.secrets.passwords.value(QStringLiteral("alicia")),
                      c.keychain ? QStringLiteral("n3w-secret") : QString());
+            if (c.keychain) {
+                // A dropped connection logs in again with the new password.
+                rig.server.closePeer();
+                QVERIFY(rig.server.waitForReceived(" ## cmdLI /:/ alicia /:/ n3w-secret"));
+            }
         }
     }
 

@@ -3,6 +3,7 @@
 // compared exactly, in the fixed order below; the first match wins.
 #pragma once
 
+#include "protocol/account.h"
 #include "protocol/receipts.h"
 #include "protocol/wire.h"
 #include "session/record.h"
@@ -54,10 +55,12 @@ public:
         SU,
         UNO,
         UNV,
-        RC
+        RC,
+        CP,
+        DA
     };
     using Route = ReplyRoute;
-    static constexpr std::array<Route, 19> kRoutes{{
+    static constexpr std::array<Route, 21> kRoutes{{
         {protocol::reply::LI, 1},
         {protocol::reply::RU, 2},
         {protocol::reply::SO, 3},
@@ -77,6 +80,8 @@ public:
         {protocol::reply::UNO, 1},
         {protocol::reply::UNV, 1},
         {protocol::reply::RC, 1},
+        {protocol::reply::CP, 1},
+        {protocol::reply::DA, 1},
     }};
 
     Dispatcher(Connection& connection, Trap trap, QObject* parent = nullptr);

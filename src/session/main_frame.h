@@ -32,6 +32,8 @@ struct Actions {
     QAction* toolsOpenConference = nullptr;
     QAction* toolsOfflineMsgs = nullptr;
     QAction* toolsSearchHistory = nullptr;
+    QAction* toolsChangePassword = nullptr;
+    QAction* toolsDeleteAccount = nullptr;
     QAction* helpHelp = nullptr;
     QAction* helpAbout = nullptr;
     QAction* sysSHA = nullptr;

@@ -80,6 +80,12 @@ void Reconnect::remember(const QString& address, const QString& user, const QStr
     tick_.stop();
 }
 
+void Reconnect::passwordChanged(const QString& user, const QString& password) {
+    if (user_.compare(user, Qt::CaseInsensitive) == 0) {
+        password_ = password;
+    }
+}
+
 void Reconnect::stop() {
     timer_.stop();
     tick_.stop();

@@ -30,6 +30,8 @@ public:
 
     // A login was accepted: what a reconnect would log in with.
     void remember(const QString& address, const QString& user, const QString& password);
+    // The user changed the password: a reconnect logs in with the new one.
+    void passwordChanged(const QString& user, const QString& password);
     // Forgets the details and cancels any attempt (the user logged out).
     void stop();
     // The connection dropped: waits and tries again when there is a login

@@ -6,6 +6,7 @@
 #include "platform/prompter.h"
 #include "protocol/receipts.h"
 #include "protocol/wire.h"
+#include "session/account_commands.h"
 #include "session/certificate_trust.h"
 #include "session/connect_wait.h"
 #include "session/connection.h"
@@ -66,6 +67,7 @@ Session::Session(const QString& appFolder, Prompter& prompter, Desktop& desktop,
     reconnect_ = std::make_unique<Reconnect>(*this);
     receipts_ = std::make_unique<Receipts>(*this);
     files_ = std::make_unique<FileTransfers>(*this);
+    account_ = std::make_unique<AccountCommands>(*this);
     certificates_ = std::make_unique<CertificateTrust>(*this);
     connection_->setCertificateCheck(
         [this](const QSslCertificate& certificate, const QList<QSslError>& errors) {

@@ -28,6 +28,7 @@ class QWidget;
 
 namespace velmora {
 
+class AccountCommands;
 class CertificateTrust;
 class Connection;
 class Dispatcher;
@@ -89,6 +90,8 @@ public:
     [[nodiscard]] Receipts& receipts() { return *receipts_; }
     // File offers and answers, and what data connections need of the session.
     [[nodiscard]] FileTransfers& files() { return *files_; }
+    // The user's own account: changing its password, deleting it.
+    [[nodiscard]] AccountCommands& account() { return *account_; }
     void setFrame(MainFrame* frame) { frame_ = frame; }
     // The spelling dictionary every input box of the session shares, in the
     // language the settings choose; loaded at the first use.
@@ -234,6 +237,7 @@ private:
     std::unique_ptr<Reconnect> reconnect_;
     std::unique_ptr<Receipts> receipts_;
     std::unique_ptr<FileTransfers> files_;
+    std::unique_ptr<AccountCommands> account_;
     std::unique_ptr<CertificateTrust> certificates_;
     std::unique_ptr<SpellChecker> spellChecker_;
     QString address_; // the last address connected to

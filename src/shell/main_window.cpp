@@ -151,6 +151,13 @@ void MainWindow::buildMenus() {
     // The history is kept on this computer: it stays searchable offline.
     actions_.toolsSearchHistory =
         addMenuAction(tools, "mnuToolsSearchHistory", QStringLiteral("Search Hi&story..."));
+    tools->addSeparator();
+    QMenu* account = tools->addMenu(QStringLiteral("Acco&unt"));
+    account->setObjectName(QStringLiteral("mnuToolsAccount"));
+    actions_.toolsChangePassword =
+        addMenuAction(account, "mnuToolsChangePassword", QStringLiteral("Change &Password..."));
+    actions_.toolsDeleteAccount =
+        addMenuAction(account, "mnuToolsDeleteAccount", QStringLiteral("&Delete Account..."));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->setObjectName(QStringLiteral("mnuHelp"));
@@ -319,7 +326,8 @@ void MainWindow::setSessionCommandsEnabled(bool enabled) {
     const Actions& a = actions_;
     for (QAction* command :
          {a.toolsSendMessage, a.toolsSendAPM, a.toolsSendFile, a.toolsViewProfile,
-          a.toolsAddContact, a.toolsDeleteContact, a.toolsSearchUsers, a.toolsOpenConference}) {
+          a.toolsAddContact, a.toolsDeleteContact, a.toolsSearchUsers, a.toolsOpenConference,
+          a.toolsChangePassword, a.toolsDeleteAccount}) {
         command->setEnabled(enabled);
     }
     a.fileLogInOut->setText(enabled ? QStringLiteral("Log &Out") : QStringLiteral("Log &In..."));

@@ -6,6 +6,7 @@
 #include "session/session.h"
 #include "session/user_name.h"
 #include "settings/settings.h"
+#include "shell/password_rules.h"
 
 #include <QCheckBox>
 #include <QFormLayout>
@@ -80,20 +81,13 @@ void RegistrationWindow::setControlsEnabled(bool enabled) {
 
 QString RegistrationWindow::refusal() const {
     const QString user = txtUName_->text();
-    const QString password = txtPWord_->text();
     if (!isValidUserName(user)) {
         return QStringLiteral("Error: Usernames can only contain Alpha-Numeric Characters!");
     }
-    if (!isLongEnoughName(user) || !isLongEnoughPassword(password)) {
-        return QStringLiteral("Error: Usernames & Passwords must be at least 5 characters long!");
+    if (!isLongEnoughName(user)) {
+        return tooShortText();
     }
-    if (!isAcceptablePassword(password)) {
-        return QStringLiteral("Error: Passwords cannot contain a \":\" character!");
-    }
-    if (password != txtPWordConfirm_->text()) {
-        return QStringLiteral("Error: The passwords you entered did not match!");
-    }
-    return QString();
+    return newPasswordRefusal(txtPWord_->text(), txtPWordConfirm_->text());
 }
 
 void RegistrationWindow::cmdSignUp_Click() {

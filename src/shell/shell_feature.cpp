@@ -27,6 +27,7 @@ void onMenu(Session& session, QAction* item, std::function<void()> action) {
 } // namespace
 
 void installShell(Session& session, MainWindow& main) {
+    installAccount(session, main);
     const Actions& actions = main.actions();
     onMenu(session, actions.fileEditServerList, [&session, &main] {
         showWindow(session, "frmSrvLst", [&session, &main] {

@@ -6,23 +6,12 @@
 #include "session/dispatcher.h"
 #include "session/reconnect.h"
 #include "session/session.h"
+#include "session/wire_text.h"
 
 namespace velmora {
 
 namespace p = protocol;
 using Reply = Dispatcher::Reply;
-
-namespace {
-
-std::string bytes(const QString& text) {
-    return text.toStdString();
-}
-
-QString text(std::string_view bytes) {
-    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-}
-
-} // namespace
 
 AccountCommands::AccountCommands(Session& session) : session_(session) {}
 

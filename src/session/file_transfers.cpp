@@ -9,6 +9,7 @@
 #include "session/main_frame.h"
 #include "session/session.h"
 #include "session/user_name.h"
+#include "session/wire_text.h"
 #include "settings/known_servers.h"
 
 #include <QDir>
@@ -22,14 +23,6 @@ namespace p = protocol;
 using Reply = Dispatcher::Reply;
 
 namespace {
-
-std::string bytes(const QString& text) {
-    return text.toStdString();
-}
-
-QString text(std::string_view bytes) {
-    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-}
 
 bool parseOffer(const Record& r, FileOffer& offer) {
     if (r.size() < 5) {

@@ -15,6 +15,7 @@
 #include "session/main_frame.h"
 #include "session/offline_aware.h"
 #include "session/reconnect.h"
+#include "session/wire_text.h"
 
 #include <QDateTime>
 #include <QWidget>
@@ -25,14 +26,6 @@ namespace p = protocol;
 using Reply = Dispatcher::Reply;
 
 namespace {
-
-std::string bytes(const QString& text) {
-    return text.toStdString();
-}
-
-QString text(std::string_view bytes) {
-    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-}
 
 bool is(const QString& field, std::string_view value) {
     return field == text(value);

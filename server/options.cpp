@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "net/metrics_http.h"
 #include "protocol/transfer.h"
 
 #include <algorithm>
@@ -183,6 +184,14 @@ const std::map<std::string, Setter>& setters() {
              }
              o.transferHost = v;
          }},
+        {"metrics-listen",
+         [](Options& o, auto&, auto& v) {
+             if (v == "off") {
+                 o.metricsHost.clear();
+             } else if (!net::parseMetricsAddress(v, o.metricsHost, o.metricsPort)) {
+                 throw OptionError("--metrics-listen needs HOST:PORT or PORT, not \"" + v + "\"");
+             }
+         }},
         {"partial-quiet-ms",
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
@@ -293,6 +302,8 @@ std::string usage() {
   --file-idle N               close a data connection that moved nothing for N s (60)
   --transfer-host HOST        host clients on other nodes dial for transfers held here
                               (the listen host; this machine's name when that is a wildcard)
+  --metrics-listen HOST:PORT  serve OpenMetrics at /metrics there; a bare PORT is on
+                              127.0.0.1 (off)
   --quiet-ms N                wait for a complete last command (5)
   --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
 )";

@@ -36,6 +36,9 @@ struct Options {
     // The host clients of other nodes dial for offers held here; empty: the
     // listen host, or this machine's name when that is a wildcard.
     std::string transferHost;
+    // The metrics listener (GET /metrics): off while `metricsHost` is empty.
+    std::string metricsHost;
+    unsigned short metricsPort = 0;
 };
 
 // Reads `--flag value` pairs (the program name not included). A `--config

@@ -121,10 +121,10 @@ LogFields fieldsOf(std::string_view whole) {
     } else if (tail.starts_with(" closed (")) {
         f.event = "disconnect";
     }
-    if (has(line, " failed")) {
-        f.priority = 3;
-    } else if (has(line, "refused") || f.event == "kick" || f.event == "ban") {
+    if (has(line, "refused") || f.event == "kick" || f.event == "ban") {
         f.priority = 4;
+    } else if (has(line, " failed")) {
+        f.priority = 3;
     }
     return f;
 }

@@ -249,8 +249,9 @@ private:
         if (stream.status() != 200) {
             std::string line = "metrics " + peerOf(sock) + " refused: ";
             if (stream.status() != 0) {
-                line += std::to_string(stream.status());
-            } else {
+                line += std::to_string(stream.status()) + (stream.why().empty() ? "" : ", ");
+            }
+            if (!stream.why().empty() || stream.status() == 0) {
                 line += stream.why().empty() ? "malformed request" : stream.why();
             }
             report_(line + " (" + stream.firstLine() + ")");

@@ -89,8 +89,15 @@ void reload(const std::vector<std::string>& args, vs::Options& running, vs::core
         restartOnly(fresh.tls.host != running.tls.host || fresh.tls.port != running.tls.port,
                     "tls-listen");
         restartOnly(fresh.db != running.db, "db");
-        restartOnly(fresh.bus.address != running.bus.address || fresh.bus.node != running.bus.node,
-                    "bus");
+        restartOnly(fresh.bus.address != running.bus.address ||
+                        fresh.bus.node != running.bus.node ||
+                        fresh.bus.heartbeat != running.bus.heartbeat,
+                    "bus, node, heartbeat-ms");
+        restartOnly(fresh.transferHost != running.transferHost, "transfer-host");
+        restartOnly(fresh.limits.transfer.bytesPerSecond !=
+                            running.limits.transfer.bytesPerSecond ||
+                        fresh.limits.transfer.idle != running.limits.transfer.idle,
+                    "file-rate, file-idle");
         restartOnly(fresh.metricsHost != running.metricsHost ||
                         fresh.metricsPort != running.metricsPort,
                     "metrics-listen");
@@ -105,6 +112,9 @@ void reload(const std::vector<std::string>& args, vs::Options& running, vs::core
         server.reload(fresh.limits, std::move(tls));
         hub.reconfigure(fresh.core);
         running.core = fresh.core;
+        fresh.limits.transfer = running.limits.transfer;
+        fresh.limits.passwordThreads = running.limits.passwordThreads;
+        fresh.limits.passwordQueue = running.limits.passwordQueue;
         running.limits = fresh.limits;
         log.line("configuration reloaded" + later);
     } catch (const std::exception& e) {

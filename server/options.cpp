@@ -4,6 +4,7 @@
 #include "protocol/transfer.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <fstream>
 #include <functional>
@@ -221,10 +222,19 @@ void readConfig(Options& o, const std::string& path) {
     if (!in) {
         throw OptionError("cannot read config file " + path);
     }
-    std::string line;
+    // Lines are read into a bounded buffer: a file without line breaks (or a
+    // device in its place) is refused, not read without end.
+    std::array<char, 4096> buffer{};
     int number = 0;
-    while (std::getline(in, line)) {
+    while (in.getline(buffer.data(), buffer.size()) || in.gcount() > 0) {
         ++number;
+        if (in.fail() && !in.eof()) {
+            throw OptionError(path + ":" + std::to_string(number) + ": line too long");
+        }
+        if (number > 10000) {
+            throw OptionError(path + ": more than 10000 lines");
+        }
+        const std::string line = buffer.data();
         const std::string text = trim(line);
         if (text.empty() || text[0] == '#') {
             continue;

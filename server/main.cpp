@@ -221,6 +221,8 @@ int serve(vs::Options options, const std::vector<std::string>& args) {
     });
     io.run();
     log.line("stopped");
+    log.setListener(nullptr); // the counter goes before the server and the hub
+
     return 0;
 }
 

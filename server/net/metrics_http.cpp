@@ -254,7 +254,8 @@ private:
             if (!stream.why().empty() || stream.status() == 0) {
                 line += stream.why().empty() ? "malformed request" : stream.why();
             }
-            report_(line + " (" + stream.firstLine() + ")");
+            report_(stream.firstLine().empty() ? line + " before a request line"
+                                               : line + " (" + stream.firstLine() + ")");
         } else if (!served && !stream.why().empty()) {
             report_("metrics " + peerOf(sock) + " answer cut: " + stream.why());
         }

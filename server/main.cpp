@@ -4,18 +4,22 @@
 #include "admin/control_socket.h"
 #include "core/hub.h"
 #include "core/log.h"
+#include "net/metrics_http.h"
 #include "net/server.h"
+#include "net/service_notify.h"
 #include "net/tls.h"
 #include "options.h"
 #include "store/open_store.h"
 
 #include <asio/io_context.hpp>
+#include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -34,9 +38,64 @@ void raiseDescriptorLimit() {
     }
 }
 
-int serve(const vs::Options& options) {
+// SIGHUP: the config file and the TLS certificate and key are read again.
+// What can change while everyone stays connected changes; a file that does
+// not read, parse or match leaves every setting as it was.
+void reload(const std::vector<std::string>& args, vs::Options& running, vs::core::Hub& hub,
+            vs::net::Server& server, vs::core::Log& log) {
+    try {
+        vs::Options fresh = vs::parseOptions(args);
+        std::unique_ptr<vs::net::TlsContext> tls;
+        if (!running.tls.host.empty() && !fresh.tls.host.empty()) {
+            tls =
+                std::make_unique<vs::net::TlsContext>(fresh.tls.certificateFile, fresh.tls.keyFile);
+        }
+        std::string later;
+        const auto restartOnly = [&](bool changed, const char* flag) {
+            if (changed) {
+                later += (later.empty() ? "; needing a restart: " : ", ") + std::string(flag);
+            }
+        };
+        restartOnly(fresh.host != running.host || fresh.port != running.port, "listen");
+        restartOnly(fresh.tls.host != running.tls.host || fresh.tls.port != running.tls.port,
+                    "tls-listen");
+        restartOnly(fresh.db != running.db, "db");
+        restartOnly(fresh.bus.address != running.bus.address ||
+                        fresh.bus.node != running.bus.node ||
+                        fresh.bus.heartbeat != running.bus.heartbeat,
+                    "bus, node, heartbeat-ms");
+        restartOnly(fresh.transferHost != running.transferHost, "transfer-host");
+        restartOnly(fresh.limits.transfer.bytesPerSecond !=
+                            running.limits.transfer.bytesPerSecond ||
+                        fresh.limits.transfer.idle != running.limits.transfer.idle,
+                    "file-rate, file-idle");
+        restartOnly(fresh.metricsHost != running.metricsHost ||
+                        fresh.metricsPort != running.metricsPort,
+                    "metrics-listen");
+        restartOnly(fresh.core.hashCost != running.core.hashCost, "hash-cost");
+        restartOnly(fresh.core.maxLoginsPerMinute != running.core.maxLoginsPerMinute,
+                    "max-logins-per-minute");
+        restartOnly(fresh.limits.passwordThreads != running.limits.passwordThreads ||
+                        fresh.limits.passwordQueue != running.limits.passwordQueue,
+                    "password-threads/password-queue");
+        fresh.core.hashCost = running.core.hashCost;
+        fresh.core.maxLoginsPerMinute = running.core.maxLoginsPerMinute;
+        server.reload(fresh.limits, std::move(tls));
+        hub.reconfigure(fresh.core);
+        running.core = fresh.core;
+        fresh.limits.transfer = running.limits.transfer;
+        fresh.limits.passwordThreads = running.limits.passwordThreads;
+        fresh.limits.passwordQueue = running.limits.passwordQueue;
+        running.limits = fresh.limits;
+        log.line("configuration reloaded" + later);
+    } catch (const std::exception& e) {
+        log.line(std::string("reload refused, the settings stay as they were: ") + e.what());
+    }
+}
+
+int serve(vs::Options options, const std::vector<std::string>& args) {
     raiseDescriptorLimit();
-    vs::core::Log log(std::cerr);
+    vs::core::Log log(std::cerr, vs::core::Log::stderrIsJournal());
     const auto store = vs::store::openStore(options.db);
     asio::io_context io;
     std::unique_ptr<vs::bus::Node> node;
@@ -94,6 +153,24 @@ int serve(const vs::Options& options) {
         }
     }
 
+    // The metrics listener runs on threads of its own; its refusals are
+    // logged from the network thread, like every other line.
+    std::unique_ptr<vs::net::LoginCounter> logins;
+    std::unique_ptr<vs::net::MetricsEndpoint> metrics;
+    if (!options.metricsHost.empty()) {
+        logins = std::make_unique<vs::net::LoginCounter>(server.metrics());
+        log.setListener(logins.get());
+        metrics = std::make_unique<vs::net::MetricsEndpoint>(
+            options.metricsHost, options.metricsPort,
+            [&figures = server.metrics(), bus = node != nullptr] {
+                return vs::net::renderOpenMetrics(figures, bus);
+            },
+            [&io, &log](std::string line) {
+                asio::post(io, [&log, line = std::move(line)] { log.line(line); });
+            });
+        log.line("metrics on " + options.metricsHost + ":" + std::to_string(metrics->port()));
+    }
+    vs::net::ServiceNotifier service(io);
     for (const auto& [endpoint, kind] : ports) {
         const std::string address =
             endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + kind;
@@ -102,9 +179,25 @@ int serve(const vs::Options& options) {
                  vs::store::withoutPassword(options.db));
     }
 
+    service.ready();
+    asio::signal_set hangups(io, SIGHUP);
+    std::function<void()> awaitHangup = [&] {
+        hangups.async_wait([&](const asio::error_code& ec, int) {
+            if (!ec) {
+                service.reloading();
+                reload(args, options, hub, server, log);
+                service.ready();
+                awaitHangup();
+            }
+        });
+    };
+    awaitHangup();
+
     asio::signal_set signals(io, SIGINT, SIGTERM);
     signals.async_wait([&](const asio::error_code& ec, int signal) {
         if (!ec) {
+            service.stopping();
+            hangups.cancel();
             log.line("signal " + std::to_string(signal) + ", shutting down");
             server.stop();
             if (control) {
@@ -117,6 +210,8 @@ int serve(const vs::Options& options) {
     });
     io.run();
     log.line("stopped");
+    log.setListener(nullptr); // the counter goes before the server and the hub
+
     return 0;
 }
 
@@ -137,7 +232,7 @@ int main(int argc, char** argv) {
         if (!args.empty() && vs::admin::isAdminCommand(args[0])) {
             return vs::admin::runCli(args);
         }
-        return serve(vs::parseOptions(args));
+        return serve(vs::parseOptions(args), args);
     } catch (const vs::OptionError& e) {
         std::cerr << "velmorad: " << e.what() << "\n" << vs::usage();
         return 2;

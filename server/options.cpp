@@ -1,9 +1,11 @@
 #include "options.h"
 
 #include "core/clock.h"
+#include "net/metrics_http.h"
 #include "protocol/transfer.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <fstream>
 #include <functional>
@@ -184,6 +186,14 @@ const std::map<std::string, Setter>& setters() {
              }
              o.transferHost = v;
          }},
+        {"metrics-listen",
+         [](Options& o, auto&, auto& v) {
+             if (v == "off") {
+                 o.metricsHost.clear();
+             } else if (!net::parseMetricsAddress(v, o.metricsHost, o.metricsPort)) {
+                 throw OptionError("--metrics-listen needs HOST:PORT or PORT, not \"" + v + "\"");
+             }
+         }},
         {"partial-quiet-ms",
          [](Options& o, auto& k, auto& v) {
              o.limits.connection.quiet.partial = std::chrono::milliseconds(smallCount(k, v));
@@ -224,10 +234,19 @@ void readConfig(Options& o, const std::string& path) {
     if (!in) {
         throw OptionError("cannot read config file " + path);
     }
-    std::string line;
+    // Lines are read into a bounded buffer: a file without line breaks (or a
+    // device in its place) is refused, not read without end.
+    std::array<char, 4096> buffer{};
     int number = 0;
-    while (std::getline(in, line)) {
+    while (in.getline(buffer.data(), buffer.size()) || in.gcount() > 0) {
         ++number;
+        if (in.fail() && !in.eof()) {
+            throw OptionError(path + ":" + std::to_string(number) + ": line too long");
+        }
+        if (number > 10000) {
+            throw OptionError(path + ": more than 10000 lines");
+        }
+        const std::string line = buffer.data();
         const std::string text = trim(line);
         if (text.empty() || text[0] == '#') {
             continue;
@@ -306,6 +325,8 @@ std::string usage() {
   --file-idle N               close a data connection that moved nothing for N s (60)
   --transfer-host HOST        host clients on other nodes dial for transfers held here
                               (the listen host; this machine's name when that is a wildcard)
+  --metrics-listen HOST:PORT  serve OpenMetrics at /metrics there; a bare PORT is on
+                              127.0.0.1 (off)
   --quiet-ms N                wait for a complete last command (5)
   --partial-quiet-ms N        wait for the rest of an incomplete last command (1000)
   --control PATH|off          the operator's control socket ($RUNTIME_DIRECTORY/velmorad.ctl

@@ -38,6 +38,9 @@ struct Options {
     std::string transferHost;
     // The operator's control socket; empty: the default place, "off": none.
     std::string control;
+    // The metrics listener (GET /metrics): off while `metricsHost` is empty.
+    std::string metricsHost;
+    unsigned short metricsPort = 0;
 };
 
 // Reads `--flag value` pairs (the program name not included). A `--config

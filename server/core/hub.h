@@ -34,6 +34,10 @@ public:
     // the cluster's, and records for users on other nodes become relays.
     Hub(store::Store& store, CoreConfig config, Log& log, Cluster* cluster = nullptr);
 
+    // Settings read again while running (SIGHUP). The hash cost, the
+    // credential cache and the login rate limit keep their values from the start.
+    void reconfigure(CoreConfig config) { config_ = std::move(config); }
+
     // `tls`: the connection came in on the TLS port.
     void connected(ConnId conn, std::string address, Clock::time_point now = Clock::now(),
                    bool tls = false);

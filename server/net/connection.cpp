@@ -222,6 +222,7 @@ void Connection::readInput() {
         stop(n == 0 ? std::string("peer closed") : failureText());
         return;
     }
+    context_.metrics.bytesReceived.add(static_cast<std::uint64_t>(n));
     // The loop's buffer is copied into the framer before anything else runs.
     framer_.feed(std::string_view(bytes.data(), static_cast<std::size_t>(n)));
     readFull_ = static_cast<std::size_t>(n) == bytes.size();
@@ -313,6 +314,7 @@ void Connection::writeOut() {
             return;
         }
         n = std::max<ssize_t>(n, 0);
+        context_.metrics.bytesSent.add(static_cast<std::uint64_t>(n));
         sent_ += static_cast<std::size_t>(n);
         written_ += static_cast<std::uint64_t>(n);
         if (static_cast<std::size_t>(n) < wanted) {

@@ -11,6 +11,7 @@
 #include "core/effects.h"
 #include "core/log.h"
 #include "net/framer.h"
+#include "net/metrics.h"
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
@@ -76,6 +77,7 @@ struct ConnectionContext {
     ConnectionOwner& owner;
     core::Log& log;
     ReadScratch& scratch;
+    Metrics& metrics;
 };
 
 class Connection : public std::enable_shared_from_this<Connection> {

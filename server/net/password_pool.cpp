@@ -4,6 +4,11 @@
 
 namespace velmora::server::net {
 
+std::size_t PasswordPool::queued() {
+    const std::lock_guard lock(mutex_);
+    return queue_.size();
+}
+
 PasswordPool::PasswordPool(asio::any_io_executor results, core::HashCost cost, std::size_t threads,
                            std::size_t maxQueued)
     : results_(std::move(results)), hasher_(cost), maxQueued_(maxQueued) {

@@ -31,6 +31,8 @@ public:
     // False when the queue is full; `done` then is never called. A job at
     // the minimum cost runs at once, `done` before submit() returns.
     bool submit(core::PasswordJob job, Done done);
+    // Jobs waiting for a thread now.
+    [[nodiscard]] std::size_t queued();
 
 private:
     void work();

@@ -80,13 +80,14 @@ Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::
                       trapped(log_, "a data connection", [&] { transfers_.ready(id, events); });
                   }
               }),
-      context_{io, limits_.connection, static_cast<ConnectionOwner&>(*this), log_, scratch_} {}
+      context_{io,   limits_.connection, static_cast<ConnectionOwner&>(*this),
+               log_, scratch_,           metrics_} {}
 
 Server::~Server() = default;
 
 tcp::endpoint Server::listen(const std::string& host, unsigned short port) {
     const auto endpoint = open(acceptor_, host, port);
-    asio::co_spawn(io_, acceptLoop(acceptor_, nullptr), asio::detached);
+    asio::co_spawn(io_, acceptLoop(acceptor_, false), asio::detached);
     return endpoint;
 }
 
@@ -94,7 +95,7 @@ tcp::endpoint Server::listenTls(const std::string& host, unsigned short port,
                                 std::unique_ptr<TlsContext> tls) {
     const auto endpoint = open(tlsAcceptor_, host, port);
     tls_ = std::move(tls);
-    asio::co_spawn(io_, acceptLoop(tlsAcceptor_, tls_.get()), asio::detached);
+    asio::co_spawn(io_, acceptLoop(tlsAcceptor_, true), asio::detached);
     return endpoint;
 }
 
@@ -152,7 +153,7 @@ void Server::stop() {
     });
 }
 
-asio::awaitable<void> Server::acceptLoop(Acceptor& acceptor, TlsContext* tls) {
+asio::awaitable<void> Server::acceptLoop(Acceptor& acceptor, bool tls) {
     asio::steady_timer pause(io_);
     while (acceptor.is_open()) {
         asio::error_code ec;
@@ -167,7 +168,8 @@ asio::awaitable<void> Server::acceptLoop(Acceptor& acceptor, TlsContext* tls) {
             co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ec));
             continue;
         }
-        trapped(log_, "accepting a connection", [&] { accept(std::move(socket), tls); });
+        trapped(log_, "accepting a connection",
+                [&] { accept(std::move(socket), tls ? tls_.get() : nullptr); });
     }
 }
 
@@ -182,6 +184,7 @@ asio::awaitable<void> Server::sweepLoop() {
         for (const auto& [id, connection] : connections_) {
             connection->trim();
         }
+        publishGauges();
         const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
         for (const auto id : hub_.anonymousSince(cutoff)) {
             if (const auto it = connections_.find(id); it != connections_.end()) {
@@ -345,6 +348,7 @@ void Server::accept(Socket socket, TlsContext* tls) {
 }
 
 void Server::enact(const std::string& what, const std::function<core::Effects()>& work) {
+    metrics_.busReceived.add();
     trapped(log_, what, [&] { apply(work()); });
 }
 
@@ -357,6 +361,7 @@ void Server::apply(core::Effects& effects) {
                 held_.relay(r.node, r.user, effects.record(r), r.numbered);
             }
         } else {
+            metrics_.busPublished.add(effects.relays.size());
             relay_->relay(effects);
         }
     }
@@ -384,6 +389,7 @@ void Server::apply(core::Effects& effects) {
         // share of them leaves in one send at the end of the turn.
         for (auto& out : effects.out) {
             if (const auto it = connections_.find(out.to); it != connections_.end()) {
+                countOut(effects.record(out));
                 it->second->deliver(effects.record(out), std::move(out.offlineIds), out.page);
             }
         }
@@ -429,6 +435,7 @@ void Server::onOfflineWritten(core::ConnId id) {
 }
 
 void Server::onAcknowledged(const std::vector<std::int64_t>& offlineIds) {
+    metrics_.offlineDelivered.add(offlineIds.size());
     trapped(log_, "removing delivered offline messages", [&] { hub_.acknowledged(offlineIds); });
     changesSeen_ = store_.changes();
     if (store_.inTransaction()) {
@@ -447,11 +454,17 @@ void Server::awaitCommit() {
 void Server::commitTurn() {
     commitPosted_ = false;
     bool committed = true;
+    const auto started = std::chrono::steady_clock::now();
     trapped(log_, "storing this turn's changes", [&] {
         committed = false;
         store_.commit();
         committed = true;
     });
+    metrics_.storeCommits.add();
+    metrics_.storeCommitMicroseconds.add(
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                       std::chrono::steady_clock::now() - started)
+                                       .count()));
     // Delivering may end a connection, and its end may hold new records.
     auto held = std::exchange(held_, {});
     auto wrote = std::exchange(heldWrote_, {});
@@ -464,6 +477,7 @@ void Server::commitTurn() {
             continue;
         }
         if (const auto it = connections_.find(out.to); it != connections_.end()) {
+            countOut(held.record(out));
             it->second->deliver(held.record(out), std::move(out.offlineIds), out.page);
         }
     }
@@ -477,6 +491,7 @@ void Server::commitTurn() {
         finish(closing);
     }
     if (relay_ && !held.relays.empty()) {
+        metrics_.busPublished.add(held.relays.size());
         relay_->relay(held);
     }
     // Nothing was held meanwhile: the next turn reuses these buffers.
@@ -537,6 +552,43 @@ void Server::forget(core::ConnId id) {
             perAddress_.erase(count);
         }
         connections_.erase(it);
+    }
+}
+
+void Server::countOut(std::string_view record) {
+    // " ## +PM /$/ …": the code sits at a fixed place, so this is two
+    // compares per record.
+    if (record.size() < 7 || record[4] != '+') {
+        return;
+    }
+    const std::string_view code = record.substr(5, 3);
+    if (code == "PM " || code == "CM ") {
+        metrics_.messagesRelayed.add();
+    } else if (code == "UNO") {
+        metrics_.offlineStored.add();
+    }
+}
+
+void Server::publishGauges() {
+    metrics_.connections.set(connections_.size());
+    metrics_.sessions.set(
+        static_cast<std::uint64_t>(std::max<std::int64_t>(metrics_.openSessions, 0)));
+    metrics_.passwordQueue.set(passwords_.queued());
+    metrics_.fileTransfersActive.set(transfers_.active());
+    metrics_.fileBytes.set(transfers_.bytesPassed());
+}
+
+void Server::reload(const ServerLimits& limits, std::unique_ptr<TlsContext> tls) {
+    const ServerLimits kept = limits_;
+    limits_ = limits;
+    limits_.passwordThreads = kept.passwordThreads;
+    limits_.passwordQueue = kept.passwordQueue;
+    limits_.transfer = kept.transfer;
+    limits_.shutdownGrace = kept.shutdownGrace;
+    // Open TLS connections hold their own reference to the old context's
+    // certificate and key (OpenSSL counts them), so it may go now.
+    if (tls && tls_) {
+        tls_ = std::move(tls);
     }
 }
 

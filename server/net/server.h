@@ -9,6 +9,7 @@
 #include "core/hub.h"
 #include "core/log.h"
 #include "net/connection.h"
+#include "net/metrics.h"
 #include "net/password_pool.h"
 #include "net/poller.h"
 #include "net/transfer_relay.h"
@@ -74,6 +75,12 @@ public:
     void stop();
 
     void setRelay(RelaySink* sink) { relay_ = sink; }
+    // Takes new limits, and for the TLS port a new certificate and key,
+    // without dropping anyone: open connections keep their TLS stream and
+    // their record limit, new ones get the new ones. The password pool,
+    // the file transfer limits and the shutdown grace stay as they were.
+    void reload(const ServerLimits& limits, std::unique_ptr<TlsContext> tls);
+    [[nodiscard]] Metrics& metrics() { return metrics_; }
     // Carries out hub work that did not come from a connection (events of
     // the cluster), as a command's is; a failure is logged.
     void enact(const std::string& what, const std::function<core::Effects()>& work);
@@ -85,7 +92,8 @@ private:
     using Acceptor = asio::basic_socket_acceptor<asio::ip::tcp, asio::io_context::executor_type>;
     asio::ip::tcp::endpoint open(Acceptor& acceptor, const std::string& host, unsigned short port);
     // `tls` is null on the plain port.
-    asio::awaitable<void> acceptLoop(Acceptor& acceptor, TlsContext* tls);
+    // `tls`: the TLS port, whose context is taken anew for each connection.
+    asio::awaitable<void> acceptLoop(Acceptor& acceptor, bool tls);
     asio::awaitable<void> sweepLoop();
     asio::awaitable<void> quietLoop();
     asio::awaitable<void> acknowledgementLoop();
@@ -101,6 +109,10 @@ private:
     // Ends the turn's transaction, then sends what waited for it.
     void commitTurn();
     void awaitCommit();
+    // Counts the messages among the records going out, and the figures the
+    // metrics take from the server's own books.
+    void countOut(std::string_view record);
+    void publishGauges();
 
     void onCommand(core::ConnId id, const protocol::FieldViews& command) override;
     void onOutput(Connection& connection) override;
@@ -119,6 +131,7 @@ private:
     store::Store& store_;
     core::Log& log_;
     ServerLimits limits_;
+    Metrics metrics_;
     Acceptor acceptor_;
     Acceptor tlsAcceptor_;
     std::unique_ptr<TlsContext> tls_;

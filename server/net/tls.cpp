@@ -6,12 +6,15 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 namespace velmora::server::net {
 
 namespace {
+
+constexpr std::uintmax_t kMaxPemBytes = 1 << 20;
 
 // OpenSSL's reason for the oldest error of this thread's queue, which is
 // then emptied: the queue is shared by every connection of the loop.
@@ -25,6 +28,13 @@ std::string takeReason(const char* otherwise) {
 void requireReadable(const std::string& flag, const std::string& path) {
     if (!std::ifstream(path)) {
         throw std::runtime_error("cannot read " + flag + " " + path + ": " + std::strerror(errno));
+    }
+    // A device or a pipe in its place would be read without end, at start
+    // or at a reload.
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec) ||
+        std::filesystem::file_size(path, ec) > kMaxPemBytes) {
+        throw std::runtime_error(flag + " " + path + " is not a PEM file of at most 1 MiB");
     }
 }
 

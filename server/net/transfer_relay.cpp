@@ -224,6 +224,7 @@ std::uint64_t TransferRelay::allowance(Link& link) {
 }
 
 void TransferRelay::spend(Link& link, std::uint64_t bytes) {
+    bytesPassed_ += bytes;
     if (limits_.bytesPerSecond != 0) {
         buckets_[link.sender].tokens -= static_cast<double>(bytes);
     }

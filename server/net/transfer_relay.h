@@ -57,6 +57,9 @@ public:
     // The offer was forgotten: its connections close.
     void end(const std::string& token, const std::string& why);
     void stop();
+    // Links with a data connection open, and the file bytes passed so far.
+    [[nodiscard]] std::size_t active() const { return links_.size(); }
+    [[nodiscard]] std::uint64_t bytesPassed() const { return bytesPassed_; }
 
     struct End;
     struct Link;
@@ -95,6 +98,7 @@ private:
     std::unordered_map<std::string, Bucket> buckets_;
     // Ends closed during this step, reported once it is over.
     std::vector<std::pair<core::ConnId, bool>> closed_;
+    std::uint64_t bytesPassed_ = 0;
     bool stopped_ = false;
 };
 

@@ -183,6 +183,27 @@ public:
 
     [[nodiscard]] int fd() const { return fd_; }
 
+    // The SHA-256 fingerprint of the server's certificate, as openssl
+    // prints it ("AB:CD:…"); empty outside TLS.
+    [[nodiscard]] std::string peerFingerprint() const {
+        X509* certificate = tls_ ? SSL_get1_peer_certificate(tls_) : nullptr;
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned size = 0;
+        std::string out;
+        if (certificate && X509_digest(certificate, EVP_sha256(), digest, &size) == 1) {
+            static constexpr char kHex[] = "0123456789ABCDEF";
+            for (unsigned i = 0; i < size; ++i) {
+                if (i > 0) {
+                    out.push_back(':');
+                }
+                out.push_back(kHex[digest[i] >> 4]);
+                out.push_back(kHex[digest[i] & 15]);
+            }
+        }
+        X509_free(certificate);
+        return out;
+    }
+
     // Ends both directions, waking a send blocked in another thread.
     void cut() { shutdown(fd_, SHUT_RDWR); }
 

@@ -110,7 +110,8 @@ void pin(int cpu, const cpu_set_t& all) {
 class Limits {
 public:
     explicit Limits(int conns) : root_(geteuid() == 0) {
-        const long files = conns + 4096L;
+        // Each process holds one descriptor per connection, and a few of its own.
+        const long files = conns + 100L;
         atLeast("fs.nr_open", files);
         atLeast("fs.file-max", 2 * files + 65536);
         atLeast("net.core.somaxconn", 65535);
@@ -130,8 +131,11 @@ public:
         getrlimit(RLIMIT_NOFILE, &limit);
         if (limit.rlim_cur < want) {
             short_ = true;
-            std::fprintf(stderr, "  descriptors: ulimit -n is %lu, %ld needed (ulimit -Hn %ld)\n",
-                         static_cast<unsigned long>(limit.rlim_cur), files, files);
+            std::fprintf(stderr,
+                         "  descriptors: ulimit -n is %lu, %ld needed: ulimit -Hn %ld (raising the "
+                         "hard limit takes CAP_SYS_RESOURCE; --conns %ld fits)\n",
+                         static_cast<unsigned long>(limit.rlim_cur), files, files,
+                         static_cast<long>(limit.rlim_max) - 100);
         }
         if (short_) {
             throw std::runtime_error("the machine's limits are below this run; raise them as "
@@ -309,7 +313,7 @@ class Crowd {
 public:
     Crowd(const MillionArgs& args, unsigned short port)
         : args_(args), port_(port), ep_(epoll_create1(EPOLL_CLOEXEC)),
-          perAddress_(std::min(50000, Limits::portsPerAddress() - 1000)) {}
+          perAddress_(std::min(5000, Limits::portsPerAddress() - 1000)) {}
     ~Crowd() {
         for (std::size_t fd = 0; fd < state_.size(); ++fd) {
             if (state_[fd] != kFree) {

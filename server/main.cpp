@@ -3,6 +3,7 @@
 #include "core/log.h"
 #include "core/names.h"
 #include "core/password.h"
+#include "net/descriptor_limit.h"
 #include "net/server.h"
 #include "net/tls.h"
 #include "options.h"
@@ -12,7 +13,6 @@
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -24,15 +24,6 @@
 namespace vs = velmora::server;
 
 namespace {
-
-// Thousands of idle clients need more descriptors than the usual soft limit.
-void raiseDescriptorLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
 
 int userAdd(const std::vector<std::string>& args) {
     if (args.size() < 2) {
@@ -64,8 +55,9 @@ int userAdd(const std::vector<std::string>& args) {
 }
 
 int serve(const vs::Options& options) {
-    raiseDescriptorLimit();
     vs::core::Log log(std::cerr);
+    auto limits = options.limits;
+    limits.maxConnections = vs::net::fitDescriptorLimit(limits.maxConnections, log);
     const auto store = vs::store::openStore(options.db);
     asio::io_context io;
     std::unique_ptr<vs::bus::Node> node;
@@ -73,7 +65,7 @@ int serve(const vs::Options& options) {
         node = std::make_unique<vs::bus::Node>(io, options.bus, log);
     }
     vs::core::Hub hub(*store, options.core, log, node.get());
-    vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
+    vs::net::Server server(io, hub, *store, log, limits, options.core.hashCost);
     // Both ports open before the node joins the cluster and before the
     // lines that tell a supervisor the server is ready: one per port on
     // stdout, the plain one first.

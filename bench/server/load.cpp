@@ -18,7 +18,7 @@
 //   bench_server_load [--mode throughput|latency|idle|logins|million|cluster|all]
 //       [--pairs P]
 //       [--window W] [--duration T] [--rate R] [--conns N] [--burst K]
-//       [--msg-bytes B] [--server PATH] [--server-cpu C] [--cpu C]
+//       [--msg-bytes B] [--accounts N] [--server PATH] [--server-cpu C] [--cpu C]
 //
 // One single-threaded epoll loop drives every connection. Each mode gets a
 // fresh server. Exits 1 when a message was lost or came out of order, or a
@@ -75,6 +75,7 @@ struct Args {
     int pairs = 100, window = 16, conns = 10000, burst = 8, msgBytes = 32;
     double duration = 10, rate = 10000;
     int serverCpu = -1, cpu = -1;
+    int accounts = 0; // million: accounts in the store, when more than --conns
     bool connsGiven = false, burstGiven = false;
 };
 
@@ -582,7 +583,7 @@ Args parse(int argc, char** argv) {
     const std::map<std::string, int*> counts = {
         {"--pairs", &a.pairs}, {"--window", &a.window},      {"--conns", &a.conns},
         {"--burst", &a.burst}, {"--msg-bytes", &a.msgBytes}, {"--server-cpu", &a.serverCpu},
-        {"--cpu", &a.cpu}};
+        {"--cpu", &a.cpu},     {"--accounts", &a.accounts}};
     for (int i = 1; i < argc; i += 2) {
         const std::string flag = argv[i];
         const char* value = i + 1 < argc ? argv[i + 1] : "";
@@ -624,6 +625,7 @@ int main(int argc, char** argv) {
         velmora::bench::MillionArgs million;
         million.server = args.server;
         million.conns = args.connsGiven ? args.conns : million.conns;
+        million.accounts = args.accounts;
         million.burst = args.burstGiven ? args.burst : million.burst;
         million.rate = args.rate;
         million.duration = args.duration;

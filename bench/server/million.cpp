@@ -8,8 +8,7 @@
 // so that each source address needs no more ports than the range has.
 #include "million.h"
 
-#include "core/password.h"
-#include "store/sqlite_store.h"
+#include "bulk_accounts.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -44,8 +43,8 @@ namespace {
 namespace fs = std::filesystem;
 using i64 = std::int64_t;
 constexpr i64 kSecond = 1'000'000'000;
-constexpr const char* kPassword = "loadpw1";
-constexpr const char* kPopular = "buddyhub";
+constexpr const char* kPassword = kLoadPassword;
+constexpr const char* kPopular = kPopularUser;
 constexpr std::string_view kMark = " ## ";
 constexpr std::string_view kSep = " /$/ ";
 // Probe pairs are the first 2 * kPairs users; the watchers come next.
@@ -58,9 +57,7 @@ i64 nowNs() {
 }
 
 std::string nameOf(int k) {
-    char name[16];
-    std::snprintf(name, sizeof name, "mu%07d", k);
-    return name;
+    return loadUserName(k);
 }
 
 std::string readFile(const std::string& path) {
@@ -268,30 +265,6 @@ private:
     pid_t pid_ = -1;
     unsigned short port_ = 0;
 };
-
-// Every account in one transaction, one cheap hash shared by all; users
-// after the probe pairs have the popular user as a buddy.
-double createAccounts(const fs::path& db, int conns, int watchers) {
-    const auto start = nowNs();
-    velmora::server::store::SqliteStore store(db.string());
-    const std::string hash =
-        velmora::server::core::PasswordHasher(velmora::server::core::HashCost::Fast)
-            .hash(kPassword);
-    for (int k = 0; k < conns; ++k) {
-        if (!store.addUser(nameOf(k), hash)) {
-            throw std::runtime_error("cannot add " + nameOf(k));
-        }
-    }
-    if (!store.addUser(kPopular, hash)) {
-        throw std::runtime_error("cannot add the popular user");
-    }
-    const auto popular = store.findUser(kPopular)->id;
-    for (int k = 2 * kPairs; k < std::min(conns, 2 * kPairs + watchers); ++k) {
-        store.addBuddy(store.findUser(nameOf(k))->id, popular);
-    }
-    store.commit();
-    return static_cast<double>(nowNs() - start) / 1e9;
-}
 
 // A connection with a buffer of its own: a probe end or the popular user.
 struct Watched {
@@ -728,8 +701,9 @@ int run(const MillionArgs& args, const cpu_set_t& everyCpu) {
         ~Cleanup() { fs::remove_all(dir); }
     } cleanup{dir};
 
-    const double setup = createAccounts(dir / "load.db", args.conns, args.watchers);
-    std::printf("setup: %d accounts in %.1f s, %d of them watching %s\n", args.conns, setup,
+    const int accounts = std::max(args.conns, args.accounts);
+    const double setup = createAccounts(dir / "load.db", accounts, 2 * kPairs, args.watchers);
+    std::printf("setup: %d accounts in %.1f s, %d of them watching %s\n", accounts, setup,
                 std::min(args.watchers, args.conns - 2 * kPairs), kPopular);
     std::fflush(stdout);
     if (args.cpu >= 0) {

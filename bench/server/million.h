@@ -11,6 +11,8 @@ namespace velmora::bench {
 struct MillionArgs {
     std::string server; // the velmorad to run
     int conns = 1'000'000;
+    // Accounts in the store; users past `conns` stay offline.
+    int accounts = 0;
     int burst = 512; // connections connecting or logging in at once
     double rate = 10000;
     double duration = 10;

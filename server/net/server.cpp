@@ -25,6 +25,7 @@ namespace {
 constexpr auto kSweepEvery = std::chrono::seconds(1);
 // How often unacknowledged offline messages are looked at again.
 constexpr auto kAcknowledgementPoll = std::chrono::milliseconds(20);
+constexpr int kListenBacklog = 65535;
 
 // Runs one hub call; a failure is logged and the server goes on. `what`
 // names the work, and is only built when there is something to log.
@@ -111,7 +112,9 @@ tcp::endpoint Server::open(Acceptor& acceptor, const std::string& host, unsigned
     acceptor.open(endpoint.protocol());
     acceptor.set_option(asio::socket_base::reuse_address(true));
     acceptor.bind(endpoint);
-    acceptor.listen(asio::socket_base::max_listen_connections);
+    // As deep as net.core.somaxconn allows (SOMAXCONN would cap it at 4096):
+    // after a restart every client of the node reconnects at once.
+    acceptor.listen(kListenBacklog);
     if (!std::exchange(running_, true)) {
         asio::co_spawn(io_, sweepLoop(), asio::detached);
         asio::co_spawn(io_, quietLoop(), asio::detached);

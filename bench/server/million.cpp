@@ -238,7 +238,11 @@ public:
         for (int tries = 0; tries < 600 && port_ == 0; ++tries) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             unsigned p = 0;
-            if (std::sscanf(readFile(out).c_str(), "listening on 127.0.0.1:%u", &p) == 1) {
+            // Found anywhere in the output, so that a wrapper (a profiler) may speak first.
+            const std::string text = readFile(out);
+            const auto at = text.find("listening on ");
+            if (at != std::string::npos &&
+                std::sscanf(text.c_str() + at, "listening on 127.0.0.1:%u", &p) == 1) {
                 port_ = static_cast<unsigned short>(p);
             }
         }

@@ -45,7 +45,9 @@ public:
 
 private:
     std::unordered_map<ConnId, Session> byConnection_;
-    std::unordered_map<std::string, Recipient, NameHash, NameEqual> byName_;
+    // Keyed by a view of the session's own name (map nodes do not move): one
+    // copy of each name for the million users a node may hold.
+    std::unordered_map<std::string_view, Recipient, NameHash, NameEqual> byName_;
 };
 
 } // namespace velmora::server::core

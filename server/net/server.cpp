@@ -84,6 +84,9 @@ Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::
               [this](core::ConnId id, std::uint32_t events) {
                   if (const auto it = connections_.find(id); it != connections_.end()) {
                       const auto connection = it->second;
+                      if (connection->list(Listing::Trim)) {
+                          trimPending_.push_back(connection);
+                      }
                       connection->ready(events);
                   } else {
                       trapped(log_, "a data connection", [&] { transfers_.ready(id, events); });
@@ -190,8 +193,10 @@ asio::awaitable<void> Server::sweepLoop() {
         if (stopping_) {
             co_return;
         }
-        for (const auto& [id, connection] : connections_) {
-            connection->trim();
+        for (auto& connection : takeRound(trimPending_, Listing::Trim)) {
+            if (connection->trim() && connection->list(Listing::Trim)) {
+                trimPending_.push_back(std::move(connection));
+            }
         }
         const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
         for (const auto id : hub_.anonymousSince(cutoff)) {
@@ -280,6 +285,9 @@ void Server::onAwaitingAcknowledgement(Connection& connection) {
 }
 
 void Server::onOutput(Connection& connection) {
+    if (connection.list(Listing::Trim)) {
+        trimPending_.push_back(connection.shared_from_this());
+    }
     if (!connection.list(Listing::Output)) {
         return;
     }

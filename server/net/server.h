@@ -128,6 +128,9 @@ private:
     // acknowledgement, looked at again every few milliseconds.
     asio::steady_timer acknowledgements_;
     std::vector<std::shared_ptr<Connection>> ackPending_;
+    // Connections that read or wrote since the last sweep: the only ones
+    // that may hold buffers to give back, however many are idle.
+    std::vector<std::shared_ptr<Connection>> trimPending_;
     PasswordPool passwords_;
     std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
     std::unordered_map<std::string, std::size_t> perAddress_;

@@ -21,6 +21,7 @@
 
 #include <chrono>
 #include <deque>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -192,7 +193,9 @@ private:
     Rooms localRooms_;
     RoomBook& rooms_;
     Directory directory_;
-    std::unordered_map<ConnId, Peer> peers_;
+    // Map nodes come from a pool: no allocator header on each of a million.
+    std::pmr::unsynchronized_pool_resource peerPool_;
+    std::pmr::unordered_map<ConnId, Peer> peers_{&peerPool_};
     // Connections in the order they opened, until they are past the login
     // timeout or logged in (or still logging in: kept at the front).
     std::deque<std::pair<Clock::time_point, ConnId>> arrivals_;

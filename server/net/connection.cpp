@@ -89,12 +89,15 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
     }
     // Only a peer whose socket is full counts as not reading: a burst that
     // one turn makes for a reader goes out whole, whatever its size.
-    if (writing_ && out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
+    if (writing_ && unsent() + bytes.size() > context_.limits.maxPendingBytes) {
         stop("output over " + std::to_string(context_.limits.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
-    out_ += bytes;
+    if (!out_) {
+        out_ = std::make_unique<Output>();
+    }
+    out_->bytes += bytes;
     queuedTotal_ += bytes.size();
     if (!offlineIds.empty() || page) {
         rare().offline.push_back({queuedTotal_, std::move(offlineIds), false});
@@ -105,8 +108,8 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
 }
 
 bool Connection::trim() {
-    if (out_.empty()) {
-        std::string().swap(out_);
+    if (out_ && out_->bytes.empty()) {
+        out_.reset();
     }
     framer_.trim();
     // A pause long over and no offline messages in flight: nothing rare left.
@@ -114,7 +117,7 @@ bool Connection::trim() {
         (!rare_->pause || rare_->pause->expiry() + std::chrono::seconds(1) < Clock::now())) {
         rare_.reset();
     }
-    return open_ && (!out_.empty() || framer_.buffered() > 0 || rare_);
+    return open_ && (out_ || framer_.buffered() > 0 || rare_);
 }
 
 void Connection::flush() {
@@ -141,7 +144,7 @@ void Connection::stop(const std::string& reason) {
         rare_->pause->cancel();
     }
     quietDeadline_ = Clock::time_point::max();
-    std::string().swap(out_);
+    out_.reset();
     if (rare_) {
         rare_->offline.clear();
     }
@@ -155,7 +158,7 @@ Connection::Released Connection::release() {
         rare_->pause->cancel();
     }
     quietDeadline_ = Clock::time_point::max();
-    std::string().swap(out_);
+    out_.reset();
     if (rare_) {
         rare_->offline.clear();
     }
@@ -170,7 +173,7 @@ void Connection::finish() {
     // Nothing more is read; a write under way goes on.
     ::shutdown(fd_, SHUT_RD);
     quietDeadline_ = Clock::time_point::max();
-    if (out_.size() == sent_) {
+    if (unsent() == 0) {
         stop("server shutting down");
     }
 }
@@ -328,31 +331,32 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
 }
 
 void Connection::writeOut() {
-    if (out_.size() > sent_) {
-        const std::size_t wanted = out_.size() - sent_;
-        ssize_t n = tls_ ? tlsWrite(out_.data() + sent_, wanted)
-                         : ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
+    if (const std::size_t wanted = unsent(); wanted > 0) {
+        const char* from = out_->bytes.data() + out_->sent;
+        ssize_t n = tls_ ? tlsWrite(from, wanted) : ::send(fd_, from, wanted, MSG_NOSIGNAL);
         if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
             stop("write failed: " + failureText());
             return;
         }
         n = std::max<ssize_t>(n, 0);
-        sent_ += static_cast<std::size_t>(n);
+        out_->sent += static_cast<std::size_t>(n);
         written_ += static_cast<std::uint64_t>(n);
         if (static_cast<std::size_t>(n) < wanted) {
             // The socket is full: the rest goes on the edge that says it has room.
-            if (sent_ > out_.size() / 2) {
-                out_.erase(0, sent_);
-                sent_ = 0;
+            if (out_->sent > out_->bytes.size() / 2) {
+                out_->bytes.erase(0, out_->sent);
+                out_->sent = 0;
             }
             writing_ = true;
             return;
         }
     }
-    out_.clear();
-    sent_ = 0;
-    if (out_.capacity() > kKeepCapacity) {
-        std::string().swap(out_);
+    if (out_) {
+        out_->bytes.clear();
+        out_->sent = 0;
+        if (out_->bytes.capacity() > kKeepCapacity) {
+            out_.reset();
+        }
     }
     auto* offline = rare_ ? &rare_->offline : nullptr;
     bool pagesWritten = false;
@@ -380,7 +384,7 @@ void Connection::writeOut() {
             context_.owner.onOfflineWritten(id_);
         }
     }
-    if (finishing_ && open_ && out_.empty()) {
+    if (finishing_ && open_ && unsent() == 0) {
         stop("server shutting down");
     }
 }

@@ -192,9 +192,15 @@ private:
     Framer framer_;
     std::unique_ptr<Rare> rare_;
     Clock::time_point quietDeadline_ = Clock::time_point::max();
-    // Records waiting to go out; the first `sent_` bytes are already sent.
-    std::string out_;
-    std::size_t sent_ = 0;
+    // Records waiting to go out; the first `sent` bytes are already sent.
+    // Made by the first delivery and given back by trim() once empty: most
+    // held connections are idle.
+    struct Output {
+        std::string bytes;
+        std::size_t sent = 0;
+    };
+    std::unique_ptr<Output> out_;
+    [[nodiscard]] std::size_t unsent() const { return out_ ? out_->bytes.size() - out_->sent : 0; }
     std::unique_ptr<TlsStream> tls_; // none on the plain port
     std::uint64_t queuedTotal_ = 0;  // stream offset at the end of out_
     std::uint64_t written_ = 0;      // stream offset the kernel has taken

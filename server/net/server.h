@@ -21,6 +21,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 
@@ -132,7 +133,10 @@ private:
     // that may hold buffers to give back, however many are idle.
     std::vector<std::shared_ptr<Connection>> trimPending_;
     PasswordPool passwords_;
-    std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
+    // Map nodes come from a pool: no allocator header on each of a million.
+    std::pmr::unsynchronized_pool_resource connectionPool_;
+    std::pmr::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_{
+        &connectionPool_};
     std::unordered_map<std::string, std::size_t> perAddress_;
     ReadScratch scratch_;
     TransferRelay transfers_;

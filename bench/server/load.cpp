@@ -18,7 +18,7 @@
 //   bench_server_load [--mode throughput|latency|idle|logins|million|cluster|all]
 //       [--pairs P]
 //       [--window W] [--duration T] [--rate R] [--conns N] [--burst K]
-//       [--msg-bytes B] [--accounts N] [--server PATH] [--server-cpu C] [--cpu C]
+//       [--msg-bytes B] [--accounts N] [--watchers N] [--server PATH] [--server-cpu C] [--cpu C]
 //
 // One single-threaded epoll loop drives every connection. Each mode gets a
 // fresh server. Exits 1 when a message was lost or came out of order, or a
@@ -75,7 +75,8 @@ struct Args {
     int pairs = 100, window = 16, conns = 10000, burst = 8, msgBytes = 32;
     double duration = 10, rate = 10000;
     int serverCpu = -1, cpu = -1;
-    int accounts = 0; // million: accounts in the store, when more than --conns
+    int accounts = 0;    // million: accounts in the store, when more than --conns
+    int watchers = 1000; // million: users whose buddy list holds the popular user
     bool connsGiven = false, burstGiven = false;
 };
 
@@ -583,7 +584,7 @@ Args parse(int argc, char** argv) {
     const std::map<std::string, int*> counts = {
         {"--pairs", &a.pairs}, {"--window", &a.window},      {"--conns", &a.conns},
         {"--burst", &a.burst}, {"--msg-bytes", &a.msgBytes}, {"--server-cpu", &a.serverCpu},
-        {"--cpu", &a.cpu},     {"--accounts", &a.accounts}};
+        {"--cpu", &a.cpu},     {"--accounts", &a.accounts},  {"--watchers", &a.watchers}};
     for (int i = 1; i < argc; i += 2) {
         const std::string flag = argv[i];
         const char* value = i + 1 < argc ? argv[i + 1] : "";
@@ -626,6 +627,7 @@ int main(int argc, char** argv) {
         million.server = args.server;
         million.conns = args.connsGiven ? args.conns : million.conns;
         million.accounts = args.accounts;
+        million.watchers = args.watchers;
         million.burst = args.burstGiven ? args.burst : million.burst;
         million.rate = args.rate;
         million.duration = args.duration;

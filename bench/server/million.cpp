@@ -418,7 +418,7 @@ public:
                 cycling = false;
                 nextCycle = t + static_cast<i64>(cycleEvery * 1e9);
             }
-            poll(static_cast<int>(std::clamp<i64>((soonest - nowNs()) / 1'000'000, 0, 1)));
+            pollNs(std::clamp<i64>(soonest - nowNs(), 0, 1'000'000));
         }
         for (const auto drainEnd = nowNs() + 5 * kSecond;
              (received_ < sent_ || cycling) && nowNs() < drainEnd;) {
@@ -434,9 +434,14 @@ public:
     [[nodiscard]] std::uint64_t lost() const { return sent_ - std::min(sent_, received_); }
     [[nodiscard]] std::uint64_t outOfOrder() const { return outOfOrder_; }
 
-    void poll(int timeoutMs) {
+    void poll(int timeoutMs) { pollNs(static_cast<i64>(std::max(timeoutMs, 0)) * 1'000'000); }
+    // Waits to the nanosecond, so that sending on schedule needs no spinning
+    // (which real-time throttling would punish with 50 ms pauses).
+    void pollNs(i64 timeout) {
         epoll_event events[1024];
-        const int n = epoll_wait(ep_, events, 1024, std::max(timeoutMs, 0));
+        const timespec wait{static_cast<time_t>(timeout / kSecond),
+                            static_cast<long>(timeout % kSecond)};
+        const int n = epoll_pwait2(ep_, events, 1024, &wait, nullptr);
         for (int i = 0; i < n; ++i) {
             const int fd = static_cast<int>(events[i].data.u32);
             if ((events[i].events & EPOLLOUT) &&

@@ -26,6 +26,8 @@ constexpr auto kSweepEvery = std::chrono::seconds(1);
 // How often unacknowledged offline messages are looked at again.
 constexpr auto kAcknowledgementPoll = std::chrono::milliseconds(20);
 constexpr int kListenBacklog = 65535;
+// Connections flushed in one turn; the rest wait for the next.
+constexpr std::size_t kFlushesPerTurn = 256;
 
 // Runs one hub call; a failure is logged and the server goes on. `what`
 // names the work, and is only built when there is something to log.
@@ -291,17 +293,40 @@ void Server::onOutput(Connection& connection) {
     if (!connection.list(Listing::Output)) {
         return;
     }
-    if (flushPending_.empty()) {
+    flushPending_.push_back(connection.shared_from_this());
+    postFlush();
+}
+
+void Server::postFlush() {
+    if (!std::exchange(flushPosted_, true)) {
         // Runs after the handlers already queued, the rest of this turn's
         // reads among them: each connection's output goes in one send.
         asio::post(io_, [this] { flushAll(); });
     }
-    flushPending_.push_back(connection.shared_from_this());
 }
 
 void Server::flushAll() {
+    // A turn sends to a bounded number of connections: what one event gave
+    // to thousands (a popular user's presence) waits in the backlog and goes
+    // out between other work, behind the output of the turns that follow,
+    // so that nobody else's message waits for all of it.
+    flushPosted_ = false;
+    std::size_t budget = kFlushesPerTurn;
     for (auto& connection : takeRound(flushPending_, Listing::Output)) {
+        if (budget > 0) {
+            --budget;
+            connection->flush();
+        } else {
+            flushBacklog_.push_back(std::move(connection));
+        }
+    }
+    for (; budget > 0 && !flushBacklog_.empty(); --budget) {
+        const auto connection = std::move(flushBacklog_.front());
+        flushBacklog_.pop_front();
         connection->flush();
+    }
+    if (!flushBacklog_.empty() || !flushPending_.empty()) {
+        postFlush();
     }
 }
 

@@ -19,6 +19,7 @@
 #include <asio/steady_timer.hpp>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <memory_resource>
@@ -94,6 +95,7 @@ private:
     void configure(Socket& socket) const;
     void listQuiet(Connection& connection);
     void flushAll();
+    void postFlush();
     // Ends the turn's transaction, then sends what waited for it.
     void commitTurn();
     void awaitCommit();
@@ -125,6 +127,8 @@ private:
     std::vector<std::shared_ptr<Connection>> quietPending_;
     // Connections with output, flushed together once the turn's other work is done.
     std::vector<std::shared_ptr<Connection>> flushPending_;
+    // Connections past a turn's share, oldest first (flushAll()).
+    std::deque<std::shared_ptr<Connection>> flushBacklog_;
     // Connections whose written offline messages wait for the peer's
     // acknowledgement, looked at again every few milliseconds.
     asio::steady_timer acknowledgements_;
@@ -150,6 +154,7 @@ private:
     std::vector<bool> heldWrote_;
     std::uint64_t changesSeen_ = 0;
     bool commitPosted_ = false;
+    bool flushPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
     bool running_ = false;

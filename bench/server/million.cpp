@@ -135,8 +135,10 @@ public:
                          static_cast<long>(limit.rlim_max) - 100);
         }
         if (short_) {
-            throw std::runtime_error("the machine's limits are below this run; raise them as "
-                                     "above, or run as root to have them raised for the run");
+            throw std::runtime_error(
+                root_ ? "the machine's limits are below this run and could not be raised here"
+                      : "the machine's limits are below this run; raise them as above, or run "
+                        "as root to have them raised for the run");
         }
     }
     ~Limits() {

@@ -10,12 +10,15 @@
 //   million     N users (a million unless --conns says otherwise) logged in and
 //               held, with latency probes and a user with 1,000 watchers
 //               logging in and out meanwhile (million.cpp)
+//   sessions    N users (a million unless --conns says otherwise) logged in to the
+//               hub alone, without sockets: memory per session, logins and
+//               sweeps at that size (sessions_scale.cpp)
 //   cluster     two nodes sharing their users through a redis-server of the
 //               benchmark's own: throughput with both ends of every pair on
 //               node a, then with senders on a and receivers on b; CPU per
 //               message of each node and of Redis, Redis commands per message
 //
-//   bench_server_load [--mode throughput|latency|idle|logins|million|cluster|all]
+//   bench_server_load [--mode throughput|latency|idle|logins|million|sessions|cluster|all]
 //       [--pairs P]
 //       [--window W] [--duration T] [--rate R] [--conns N] [--burst K]
 //       [--msg-bytes B] [--accounts N] [--watchers N] [--server PATH] [--server-cpu C] [--cpu C]
@@ -25,6 +28,7 @@
 // login failed.
 #include "core/password.h"
 #include "million.h"
+#include "sessions_scale.h"
 #include "store/sqlite_store.h"
 
 #include <arpa/inet.h>
@@ -600,11 +604,12 @@ Args parse(int argc, char** argv) {
             die("unknown flag " + flag);
         }
     }
-    const std::set<std::string> modes = {"throughput", "latency", "idle", "logins",
-                                         "million",    "cluster", "all"};
+    const std::set<std::string> modes = {"throughput", "latency",  "idle",    "logins",
+                                         "million",    "sessions", "cluster", "all"};
     if (!modes.contains(a.mode) || a.pairs < 1 || a.window < 1 || a.conns < 1 || a.burst < 1 ||
         a.duration <= 1 || a.rate <= 0) {
-        die("a mode of throughput|latency|idle|logins|million|cluster|all; pairs, window, conns, "
+        die("a mode of throughput|latency|idle|logins|million|sessions|cluster|all; pairs, window, "
+            "conns, "
             "burst and "
             "rate "
             "above 0; duration above 1 s");
@@ -621,6 +626,9 @@ int main(int argc, char** argv) {
     sched_getaffinity(0, sizeof everyCpu, &everyCpu);
     if (args.cpu >= 0) {
         pin(args.cpu, &everyCpu);
+    }
+    if (args.mode == "sessions") {
+        return velmora::bench::runSessions(args.connsGiven ? args.conns : 1'000'000, args.watchers);
     }
     if (args.mode == "million") {
         velmora::bench::MillionArgs million;

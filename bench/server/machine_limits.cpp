@@ -70,6 +70,7 @@ MachineLimits::MachineLimits(int conns) : root_(geteuid() == 0) {
                      static_cast<long>(limit.rlim_max) - 100);
     }
     if (short_) {
+        restore(); // the destructor of an object never made does not run
         throw std::runtime_error(
             root_ ? "the machine's limits are below this run and could not be raised here"
                   : "the machine's limits are below this run; raise them as above, or run "
@@ -78,10 +79,15 @@ MachineLimits::MachineLimits(int conns) : root_(geteuid() == 0) {
 }
 
 MachineLimits::~MachineLimits() {
+    restore();
+}
+
+void MachineLimits::restore() {
     for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
         write(it->first, it->second);
         std::fprintf(stderr, "restored %s = %s\n", it->first.c_str(), it->second.c_str());
     }
+    saved_.clear();
 }
 
 int MachineLimits::portsPerAddress() {

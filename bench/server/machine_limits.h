@@ -25,6 +25,8 @@ public:
 private:
     void atLeast(const std::string& key, long wanted);
     void change(const std::string& key, const std::string& value);
+    // Puts back every sysctl changed.
+    void restore();
 
     bool root_;
     bool short_ = false;

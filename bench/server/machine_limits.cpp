@@ -48,9 +48,6 @@ MachineLimits::MachineLimits(int conns) : root_(geteuid() == 0) {
     atLeast("fs.file-max", 2 * files + 65536);
     atLeast("net.core.somaxconn", 65535);
     atLeast("net.ipv4.tcp_max_syn_backlog", 65535);
-    if (portsPerAddress() < 50000) {
-        change("net.ipv4.ip_local_port_range", "1024 65535");
-    }
     // Both processes inherit this: the server is started from here.
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
@@ -90,12 +87,6 @@ void MachineLimits::restore() {
     saved_.clear();
 }
 
-int MachineLimits::portsPerAddress() {
-    int low = 0, high = 0;
-    std::sscanf(readFile("/proc/sys/net/ipv4/ip_local_port_range").c_str(), "%d %d", &low, &high);
-    return high - low + 1;
-}
-
 void MachineLimits::atLeast(const std::string& key, long wanted) {
     if (std::atol(read(key).c_str()) < wanted) {
         change(key, std::to_string(wanted));
@@ -112,8 +103,7 @@ void MachineLimits::change(const std::string& key, const std::string& value) {
     }
     std::fprintf(stderr, "  %s is %s: sysctl -w %s=\"%s\"\n", key.c_str(), old.c_str(), key.c_str(),
                  value.c_str());
-    // A short port range only means more source addresses.
-    short_ = short_ || key != "net.ipv4.ip_local_port_range";
+    short_ = true;
 }
 
 } // namespace velmora::bench

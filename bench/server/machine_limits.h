@@ -1,6 +1,7 @@
 // The machine's limits a load run of N connections needs: descriptors (both
-// the generator and the server it starts hold one per connection), the
-// accept backlog and the local port range. As root it raises what falls
+// the generator and the server it starts hold one per connection) and the
+// accept backlog. The local port range needs no raising: every connection
+// comes from a loopback address of its own. As root it raises what falls
 // short and puts every sysctl back when done; otherwise it says what to
 // raise.
 #pragma once
@@ -18,9 +19,6 @@ public:
     ~MachineLimits();
     MachineLimits(const MachineLimits&) = delete;
     MachineLimits& operator=(const MachineLimits&) = delete;
-
-    // How many connections one source address can make to one port.
-    static int portsPerAddress();
 
 private:
     void atLeast(const std::string& key, long wanted);

@@ -4,8 +4,9 @@
 //
 // The benchmark holds as many sockets as the server, so its own state per
 // connection is one byte, indexed by descriptor; only the probe pairs and
-// the popular user keep buffers. Connections leave from 127.0.0.2 and up,
-// so that each source address needs no more ports than the range has.
+// the popular user keep buffers. Each user connects from an address of its
+// own, 127.0.0.2 and up, as clients on the Internet do: the server's count
+// of connections per address then holds an entry per user.
 #include "million.h"
 
 #include "bulk_accounts.h"
@@ -192,8 +193,7 @@ struct Pair {
 class Crowd {
 public:
     Crowd(const MillionArgs& args, unsigned short port)
-        : args_(args), port_(port), ep_(epoll_create1(EPOLL_CLOEXEC)),
-          perAddress_(std::min(5000, MachineLimits::portsPerAddress() - 1000)) {}
+        : args_(args), port_(port), ep_(epoll_create1(EPOLL_CLOEXEC)) {}
     ~Crowd() {
         for (std::size_t fd = 0; fd < state_.size(); ++fd) {
             if (state_[fd] != kFree) {
@@ -374,8 +374,7 @@ private:
             setsockopt(fd, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &one, sizeof one);
             sockaddr_in from{};
             from.sin_family = AF_INET;
-            from.sin_addr.s_addr =
-                htonl((127u << 24) + 2u + static_cast<unsigned>(k / perAddress_));
+            from.sin_addr.s_addr = htonl((127u << 24) + 2u + static_cast<unsigned>(k));
             bind(fd, reinterpret_cast<sockaddr*>(&from), sizeof from);
         }
         sockaddr_in to{};
@@ -577,7 +576,6 @@ private:
     const MillionArgs& args_;
     unsigned short port_;
     int ep_;
-    int perAddress_;
     std::vector<std::uint8_t> state_; // by descriptor
     std::unordered_map<int, int> connecting_;
     std::unordered_map<int, Watched> watched_;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -59,6 +60,24 @@ std::vector<std::shared_ptr<Connection>> takeRound(std::vector<std::shared_ptr<C
     return round;
 }
 } // namespace
+
+Place placeOf(const asio::ip::address& address) {
+    if (address.is_v4()) {
+        return asio::ip::make_address_v6(asio::ip::v4_mapped, address.to_v4()).to_bytes();
+    }
+    auto bytes = address.to_v6().to_bytes();
+    if (!address.to_v6().is_v4_mapped()) {
+        std::fill(bytes.begin() + 8, bytes.end(), 0);
+    }
+    return bytes;
+}
+
+std::size_t PlaceHash::operator()(const Place& place) const noexcept {
+    std::uint64_t high = 0, low = 0;
+    std::memcpy(&high, place.data(), 8);
+    std::memcpy(&low, place.data() + 8, 8);
+    return std::hash<std::uint64_t>()(high * 0x9E3779B97F4A7C15u ^ low);
+}
 
 std::string addressKey(const asio::ip::address& address) {
     if (address.is_v4()) {
@@ -362,11 +381,12 @@ void Server::accept(Socket socket, TlsContext* tls) {
                   " connections open");
         return;
     }
-    const std::string key = addressKey(peer.address());
-    auto& fromThere = perAddress_[key];
+    const Place place = placeOf(peer.address());
+    const auto there = perAddress_.find(place);
+    const std::size_t fromThere = there == perAddress_.end() ? 0 : there->second;
     if (fromThere >= limits_.maxConnectionsPerAddress) {
         log_.line(address + " refused: " + std::to_string(fromThere) + " connections open from " +
-                  key);
+                  addressKey(peer.address()));
         return;
     }
     configure(socket);
@@ -382,7 +402,7 @@ void Server::accept(Socket socket, TlsContext* tls) {
         connection->useTls(tls->accept(fd));
     }
     poller_.add(fd, id);
-    ++fromThere;
+    ++perAddress_[place];
     connections_.emplace(id, connection);
     hub_.connected(id, ip);
     connection->start();
@@ -550,8 +570,8 @@ void Server::onClosed(core::ConnId id) {
 void Server::forget(core::ConnId id) {
     if (const auto it = connections_.find(id); it != connections_.end()) {
         // The key again, from the address the connection was accepted from.
-        const auto key = addressKey(asio::ip::make_address(it->second->ip()));
-        if (const auto count = perAddress_.find(key);
+        const auto place = placeOf(asio::ip::make_address(it->second->ip()));
+        if (const auto count = perAddress_.find(place);
             count != perAddress_.end() && --count->second == 0) {
             perAddress_.erase(count);
         }

@@ -18,6 +18,7 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <array>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -46,6 +47,15 @@ struct ServerLimits {
 };
 
 class TlsContext;
+
+// Where connections are counted from, as 16 bytes: an IPv4 address mapped
+// into IPv6, or the /64 of an IPv6 address (the key of addressKey()).
+using Place = std::array<unsigned char, 16>;
+[[nodiscard]] Place placeOf(const asio::ip::address& address);
+struct PlaceHash {
+    std::size_t operator()(const Place& place) const noexcept;
+};
+
 // Takes the records that the hub meant for users of other nodes; a single
 // server has none.
 class RelaySink {
@@ -141,7 +151,10 @@ private:
     std::pmr::unsynchronized_pool_resource connectionPool_;
     std::pmr::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_{
         &connectionPool_};
-    std::unordered_map<std::string, std::size_t> perAddress_;
+    // One entry for each place clients connect from: at a million clients
+    // that is a million entries, so no string each, and nodes from a pool.
+    std::pmr::unsynchronized_pool_resource placePool_;
+    std::pmr::unordered_map<Place, std::uint32_t, PlaceHash> perAddress_{&placePool_};
     ReadScratch scratch_;
     TransferRelay transfers_;
     Poller poller_;

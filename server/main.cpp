@@ -4,6 +4,7 @@
 #include "admin/control_socket.h"
 #include "core/hub.h"
 #include "core/log.h"
+#include "net/descriptor_limit.h"
 #include "net/metrics_http.h"
 #include "net/server.h"
 #include "net/service_notify.h"
@@ -15,7 +16,6 @@
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -28,15 +28,6 @@
 namespace vs = velmora::server;
 
 namespace {
-
-// Thousands of idle clients need more descriptors than the usual soft limit.
-void raiseDescriptorLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
 
 // SIGHUP: the config file and the TLS certificate and key are read again.
 // What can change while everyone stays connected changes; a file that does
@@ -80,6 +71,8 @@ void reload(const std::vector<std::string>& args, vs::Options& running, vs::core
                     "password-threads/password-queue");
         fresh.core.hashCost = running.core.hashCost;
         fresh.core.maxLoginsPerMinute = running.core.maxLoginsPerMinute;
+        fresh.limits.maxConnections =
+            vs::net::fitDescriptorLimit(fresh.limits.maxConnections, log);
         server.reload(fresh.limits, std::move(tls));
         hub.reconfigure(fresh.core);
         running.core = fresh.core;
@@ -94,8 +87,10 @@ void reload(const std::vector<std::string>& args, vs::Options& running, vs::core
 }
 
 int serve(vs::Options options, const std::vector<std::string>& args) {
-    raiseDescriptorLimit();
     vs::core::Log log(std::cerr, vs::core::Log::stderrIsJournal());
+    options.limits.maxConnections =
+        vs::net::fitDescriptorLimit(options.limits.maxConnections, log);
+    const auto& limits = options.limits;
     const auto store = vs::store::openStore(options.db);
     asio::io_context io;
     std::unique_ptr<vs::bus::Node> node;
@@ -103,7 +98,7 @@ int serve(vs::Options options, const std::vector<std::string>& args) {
         node = std::make_unique<vs::bus::Node>(io, options.bus, log);
     }
     vs::core::Hub hub(*store, options.core, log, node.get());
-    vs::net::Server server(io, hub, *store, log, options.limits, options.core.hashCost);
+    vs::net::Server server(io, hub, *store, log, limits, options.core.hashCost);
     // Both ports open before the node joins the cluster and before the
     // lines that tell a supervisor the server is ready: one per port on
     // stdout, the plain one first.

@@ -7,19 +7,28 @@
 //               or not earlier ones arrived: p50/p99/p999 from the scheduled time
 //   idle        N connections logged in and held: the server's RSS per connection
 //   logins      N connections logged in, K at a time: how long that takes
+//   million     N users (a million unless --conns says otherwise) logged in and
+//               held, with latency probes and a user with 1,000 watchers
+//               logging in and out meanwhile (million.cpp)
+//   sessions    N users (a million unless --conns says otherwise) logged in to the
+//               hub alone, without sockets: memory per session, logins and
+//               sweeps at that size (sessions_scale.cpp)
 //   cluster     two nodes sharing their users through a redis-server of the
 //               benchmark's own: throughput with both ends of every pair on
 //               node a, then with senders on a and receivers on b; CPU per
 //               message of each node and of Redis, Redis commands per message
 //
-//   bench_server_load [--mode throughput|latency|idle|logins|cluster|all] [--pairs P]
+//   bench_server_load [--mode throughput|latency|idle|logins|million|sessions|cluster|all]
+//       [--pairs P]
 //       [--window W] [--duration T] [--rate R] [--conns N] [--burst K]
-//       [--msg-bytes B] [--server PATH] [--server-cpu C] [--cpu C]
+//       [--msg-bytes B] [--accounts N] [--watchers N] [--server PATH] [--server-cpu C] [--cpu C]
 //
 // One single-threaded epoll loop drives every connection. Each mode gets a
 // fresh server. Exits 1 when a message was lost or came out of order, or a
 // login failed.
 #include "core/password.h"
+#include "million.h"
+#include "sessions_scale.h"
 #include "store/sqlite_store.h"
 
 #include <arpa/inet.h>
@@ -70,6 +79,9 @@ struct Args {
     int pairs = 100, window = 16, conns = 10000, burst = 8, msgBytes = 32;
     double duration = 10, rate = 10000;
     int serverCpu = -1, cpu = -1;
+    int accounts = 0;    // million: accounts in the store, when more than --conns
+    int watchers = 1000; // million: users whose buddy list holds the popular user
+    bool connsGiven = false, burstGiven = false;
 };
 
 constexpr const char* kPassword = "loadpw1";
@@ -576,12 +588,14 @@ Args parse(int argc, char** argv) {
     const std::map<std::string, int*> counts = {
         {"--pairs", &a.pairs}, {"--window", &a.window},      {"--conns", &a.conns},
         {"--burst", &a.burst}, {"--msg-bytes", &a.msgBytes}, {"--server-cpu", &a.serverCpu},
-        {"--cpu", &a.cpu}};
+        {"--cpu", &a.cpu},     {"--accounts", &a.accounts},  {"--watchers", &a.watchers}};
     for (int i = 1; i < argc; i += 2) {
         const std::string flag = argv[i];
         const char* value = i + 1 < argc ? argv[i + 1] : "";
         if (counts.contains(flag)) {
             *counts.at(flag) = std::atoi(value);
+            a.connsGiven = a.connsGiven || flag == "--conns";
+            a.burstGiven = a.burstGiven || flag == "--burst";
         } else if (flag == "--duration" || flag == "--rate") {
             (flag == "--rate" ? a.rate : a.duration) = std::atof(value);
         } else if (flag == "--mode" || flag == "--server") {
@@ -590,11 +604,13 @@ Args parse(int argc, char** argv) {
             die("unknown flag " + flag);
         }
     }
-    const std::set<std::string> modes = {"throughput", "latency", "idle",
-                                         "logins",     "cluster", "all"};
+    const std::set<std::string> modes = {"throughput", "latency",  "idle",    "logins",
+                                         "million",    "sessions", "cluster", "all"};
     if (!modes.contains(a.mode) || a.pairs < 1 || a.window < 1 || a.conns < 1 || a.burst < 1 ||
         a.duration <= 1 || a.rate <= 0) {
-        die("a mode of throughput|latency|idle|logins|cluster|all; pairs, window, conns, burst and "
+        die("a mode of throughput|latency|idle|logins|million|sessions|cluster|all; pairs, window, "
+            "conns, "
+            "burst and "
             "rate "
             "above 0; duration above 1 s");
     }
@@ -610,6 +626,22 @@ int main(int argc, char** argv) {
     sched_getaffinity(0, sizeof everyCpu, &everyCpu);
     if (args.cpu >= 0) {
         pin(args.cpu, &everyCpu);
+    }
+    if (args.mode == "sessions") {
+        return velmora::bench::runSessions(args.connsGiven ? args.conns : 1'000'000, args.watchers);
+    }
+    if (args.mode == "million") {
+        velmora::bench::MillionArgs million;
+        million.server = args.server;
+        million.conns = args.connsGiven ? args.conns : million.conns;
+        million.accounts = args.accounts;
+        million.watchers = args.watchers;
+        million.burst = args.burstGiven ? args.burst : million.burst;
+        million.rate = args.rate;
+        million.duration = args.duration;
+        million.serverCpu = args.serverCpu;
+        million.cpu = args.cpu;
+        return velmora::bench::runMillion(million, everyCpu);
     }
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);

@@ -52,16 +52,34 @@ void CredentialCache::remember(std::int64_t user, std::string_view name, std::st
         evict(now);
     }
     entries_[user] = {digest(name, password, hash), now};
+    order_.emplace_back(user, now);
+    if (order_.size() > 2 * std::max<std::size_t>(maxEntries_, 16)) {
+        compactOrder();
+    }
+}
+
+void CredentialCache::compactOrder() {
+    order_.clear();
+    for (const auto& [user, entry] : entries_) {
+        order_.emplace_back(user, entry.at);
+    }
+    std::sort(order_.begin(), order_.end(),
+              [](const auto& a, const auto& b) { return a.second < b.second; });
 }
 
 void CredentialCache::evict(Clock::time_point now) {
-    std::erase_if(entries_, [&](const auto& entry) { return now - entry.second.at >= maxAge_; });
-    if (entries_.size() >= maxEntries_) {
-        // Still full of live entries: the oldest one goes.
-        const auto oldest =
-            std::min_element(entries_.begin(), entries_.end(),
-                             [](auto& a, auto& b) { return a.second.at < b.second.at; });
-        entries_.erase(oldest);
+    // Expired entries go, and while the cache is still full the oldest live one.
+    while (!order_.empty()) {
+        const auto [user, at] = order_.front();
+        const auto it = entries_.find(user);
+        const bool current = it != entries_.end() && it->second.at == at;
+        if (current && now - at < maxAge_ && entries_.size() < maxEntries_) {
+            return;
+        }
+        order_.pop_front();
+        if (current) {
+            entries_.erase(it);
+        }
     }
 }
 

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string_view>
 #include <unordered_map>
 
@@ -39,11 +40,18 @@ private:
     [[nodiscard]] Digest digest(std::string_view name, std::string_view password,
                                 std::string_view hash) const;
     void evict(Clock::time_point now);
+    // The remembered logins oldest first, rebuilt from the map when refreshes
+    // have left it twice the map's size.
+    void compactOrder();
 
     std::size_t maxEntries_;
     Clock::duration maxAge_;
     std::array<unsigned char, 32> key_{};
     std::unordered_map<std::int64_t, Entry> entries_;
+    // Every remember() in the order made: the oldest entry is at the front,
+    // behind records of entries refreshed or forgotten since, so that a full
+    // cache evicts in constant time rather than by a search of the map.
+    std::deque<std::pair<std::int64_t, Clock::time_point>> order_;
 };
 
 } // namespace velmora::server::core

@@ -29,6 +29,7 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now, boo
     Peer peer{std::move(address), now};
     peer.tls = tls;
     peers_[conn] = std::move(peer);
+    arrivals_.emplace_back(now, conn);
 }
 
 void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
@@ -133,12 +134,20 @@ Effects Hub::disconnected(ConnId conn) {
     return fx;
 }
 
-std::vector<ConnId> Hub::anonymousSince(Clock::time_point cutoff) const {
-    std::vector<ConnId> out;
-    for (const auto& [conn, peer] : peers_) {
-        if (peer.since < cutoff && !peer.passwordPending && !sessions_.of(conn)) {
-            out.push_back(conn);
+std::vector<ConnId> Hub::anonymousSince(Clock::time_point cutoff) {
+    std::vector<ConnId> out, pending;
+    while (!arrivals_.empty() && arrivals_.front().first < cutoff) {
+        const ConnId conn = arrivals_.front().second;
+        arrivals_.pop_front();
+        const auto peer = peers_.find(conn);
+        if (peer == peers_.end() || sessions_.of(conn)) {
+            continue;
         }
+        (peer->second.passwordPending ? pending : out).push_back(conn);
+    }
+    // A login still being checked is looked at again at the next cutoff.
+    for (auto it = pending.rbegin(); it != pending.rend(); ++it) {
+        arrivals_.emplace_front(cutoff, *it);
     }
     return out;
 }

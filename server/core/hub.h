@@ -20,6 +20,8 @@
 #include "store/store.h"
 
 #include <chrono>
+#include <deque>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -59,8 +61,9 @@ public:
     // The peer acknowledged the bytes that carried these offline messages.
     void acknowledged(const std::vector<std::int64_t>& offlineIds);
     // Connections still without a session (and not logging in) that opened
-    // before `cutoff`.
-    [[nodiscard]] std::vector<ConnId> anonymousSince(Clock::time_point cutoff) const;
+    // before `cutoff`. Asked once a second: it looks only at connections
+    // opened since the last cutoff, never at every user of the node.
+    [[nodiscard]] std::vector<ConnId> anonymousSince(Clock::time_point cutoff);
 
     // Events of the cluster, in the bus's order (hub_cluster.cpp).
     // `name` logged in on `node`, by the claim numbered `claim`.
@@ -227,7 +230,12 @@ private:
     Rooms localRooms_;
     RoomBook& rooms_;
     Directory directory_;
-    std::unordered_map<ConnId, Peer> peers_;
+    // Map nodes come from a pool: no allocator header on each of a million.
+    std::pmr::unsynchronized_pool_resource peerPool_;
+    std::pmr::unordered_map<ConnId, Peer> peers_{&peerPool_};
+    // Connections in the order they opened, until they are past the login
+    // timeout or logged in (or still logging in: kept at the front).
+    std::deque<std::pair<Clock::time_point, ConnId>> arrivals_;
     Offers offers_;
     TransferNode transferNode_;
     // Last offline message sent on a connection whose mailbox is being paged out.

@@ -5,8 +5,11 @@
 namespace velmora::server::core {
 
 void Sessions::attach(ConnId conn, Session session) {
-    byName_[session.name] = Recipient{conn, session.receipts};
-    byConnection_[conn] = std::move(session);
+    detach(conn);
+    byName_.erase(session.name); // its key may view a session about to go
+    const Recipient to{conn, session.receipts};
+    const auto& stored = byConnection_.insert_or_assign(conn, std::move(session)).first->second;
+    byName_.emplace(stored.name, to);
 }
 
 std::optional<Session> Sessions::detach(ConnId conn) {
@@ -14,9 +17,12 @@ std::optional<Session> Sessions::detach(ConnId conn) {
     if (it == byConnection_.end()) {
         return std::nullopt;
     }
+    if (const auto named = byName_.find(it->second.name);
+        named != byName_.end() && named->second.conn == conn) {
+        byName_.erase(named);
+    }
     Session session = std::move(it->second);
     byConnection_.erase(it);
-    byName_.erase(session.name);
     return session;
 }
 

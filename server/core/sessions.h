@@ -5,6 +5,7 @@
 #include "core/names.h"
 #include "store/store.h"
 
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,11 +43,15 @@ public:
     [[nodiscard]] bool isOnline(std::string_view name) const {
         return connectionOf(name).has_value();
     }
-    [[nodiscard]] const std::unordered_map<ConnId, Session>& all() const { return byConnection_; }
+    [[nodiscard]] const auto& all() const { return byConnection_; }
 
 private:
-    std::unordered_map<ConnId, Session> byConnection_;
-    std::unordered_map<std::string, Recipient, NameHash, NameEqual> byName_;
+    // Map nodes come from a pool: no allocator header on each of a million.
+    std::pmr::unsynchronized_pool_resource pool_;
+    std::pmr::unordered_map<ConnId, Session> byConnection_{&pool_};
+    // Keyed by a view of the session's own name (map nodes do not move): one
+    // copy of each name for the million users a node may hold.
+    std::pmr::unordered_map<std::string_view, Recipient, NameHash, NameEqual> byName_{&pool_};
 };
 
 } // namespace velmora::server::core

@@ -1,6 +1,7 @@
 #include "net/connection.h"
 #include "net/tls.h"
 
+#include <asio/ip/address.hpp>
 #include <asio/post.hpp>
 
 #include <linux/sockios.h>
@@ -27,12 +28,24 @@ constexpr std::size_t kKeepCapacity = 64 * 1024;
 
 Connection::Connection(int fd, core::ConnId id, std::string ip, std::uint16_t port,
                        const ConnectionContext& context)
-    : fd_(fd), id_(id), ip_(std::move(ip)), context_(context),
-      framer_(context.limits.maxRecordBytes), tokens_(context.limits.commandBurst),
-      refilled_(Clock::now()), port_(port) {}
+    : id_(id), context_(context), framer_(context.limits.maxRecordBytes), refilled_(Clock::now()),
+      fd_(fd), tokens_(static_cast<float>(context.limits.commandBurst)), port_(port) {
+    asio::error_code ec;
+    const auto address = asio::ip::make_address(ip, ec);
+    address_ = address.is_v6()
+                   ? address.to_v6().to_bytes()
+                   : asio::ip::make_address_v6(asio::ip::v4_mapped, address.to_v4()).to_bytes();
+}
+
+std::string Connection::ip() const {
+    const asio::ip::address_v6 address(address_);
+    return address.is_v4_mapped()
+               ? asio::ip::make_address_v4(asio::ip::v4_mapped, address).to_string()
+               : address.to_string();
+}
 
 std::string Connection::prefix() const {
-    return "#" + std::to_string(id_) + " " + ip_ + ":" + std::to_string(port_);
+    return "#" + std::to_string(id_) + " " + ip() + ":" + std::to_string(port_);
 }
 
 Connection::~Connection() {
@@ -76,26 +89,35 @@ void Connection::deliver(std::string_view bytes, std::vector<std::int64_t> offli
     }
     // Only a peer whose socket is full counts as not reading: a burst that
     // one turn makes for a reader goes out whole, whatever its size.
-    if (writing_ && out_.size() - sent_ + bytes.size() > context_.limits.maxPendingBytes) {
+    if (writing_ && unsent() + bytes.size() > context_.limits.maxPendingBytes) {
         stop("output over " + std::to_string(context_.limits.maxPendingBytes) +
              " bytes: peer not reading, dropped");
         return;
     }
-    out_ += bytes;
+    if (!out_) {
+        out_ = std::make_unique<Output>();
+    }
+    out_->bytes += bytes;
     queuedTotal_ += bytes.size();
     if (!offlineIds.empty() || page) {
-        offline_.push_back({queuedTotal_, std::move(offlineIds), false});
+        rare().offline.push_back({queuedTotal_, std::move(offlineIds), false});
     }
     if (!writing_) {
         context_.owner.onOutput(*this);
     }
 }
 
-void Connection::trim() {
-    if (out_.empty()) {
-        std::string().swap(out_);
+bool Connection::trim() {
+    if (out_ && out_->bytes.empty()) {
+        out_.reset();
     }
     framer_.trim();
+    // A pause long over and no offline messages in flight: nothing rare left.
+    if (rare_ && rare_->offline.empty() &&
+        (!rare_->pause || rare_->pause->expiry() + std::chrono::seconds(1) < Clock::now())) {
+        rare_.reset();
+    }
+    return open_ && (out_ || framer_.buffered() > 0 || rare_);
 }
 
 void Connection::flush() {
@@ -118,24 +140,28 @@ void Connection::stop(const std::string& reason) {
     ::shutdown(fd_, SHUT_RDWR);
     ::close(fd_); // also leaves the poller's set
     fd_ = -1;
-    if (pause_) {
-        pause_->cancel();
+    if (rare_ && rare_->pause) {
+        rare_->pause->cancel();
     }
     quietDeadline_ = Clock::time_point::max();
-    std::string().swap(out_);
-    offline_.clear();
+    out_.reset();
+    if (rare_) {
+        rare_->offline.clear();
+    }
     context_.owner.onClosed(id_);
 }
 
 Connection::Released Connection::release() {
     Released released{std::exchange(fd_, -1), std::move(tls_), framer_.buffered() > 0};
     open_ = false;
-    if (pause_) {
-        pause_->cancel();
+    if (rare_ && rare_->pause) {
+        rare_->pause->cancel();
     }
     quietDeadline_ = Clock::time_point::max();
-    std::string().swap(out_);
-    offline_.clear();
+    out_.reset();
+    if (rare_) {
+        rare_->offline.clear();
+    }
     return released;
 }
 
@@ -144,12 +170,13 @@ void Connection::finish(std::string reason) {
         return;
     }
     finishing_ = true;
-    finishReason_ = std::move(reason);
+    // Kept with the rare parts: few connections ever finish this way.
+    rare().finishReason = std::move(reason);
     // Nothing more is read; a write under way goes on.
     ::shutdown(fd_, SHUT_RD);
     quietDeadline_ = Clock::time_point::max();
-    if (out_.size() == sent_) {
-        stop(finishReason_);
+    if (unsent() == 0) {
+        stop(std::string(rare_->finishReason));
     }
 }
 
@@ -160,9 +187,10 @@ void Connection::handle(const protocol::FieldViews& command) {
 }
 
 void Connection::checkAcknowledged() {
-    if (offline_.empty() || !offline_.front().written) {
+    if (!hasOffline() || !rare_->offline.front().written) {
         return;
     }
+    auto& offline = rare_->offline;
     int unacknowledged = 0;
     if (::ioctl(fd_, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged < 0) {
         return;
@@ -170,11 +198,11 @@ void Connection::checkAcknowledged() {
     const std::uint64_t acknowledged = wireWritten() - static_cast<std::uint64_t>(unacknowledged);
     std::vector<std::int64_t> ids;
     std::size_t done = 0;
-    while (done < offline_.size() && offline_[done].written && offline_[done].end <= acknowledged) {
-        ids.insert(ids.end(), offline_[done].offlineIds.begin(), offline_[done].offlineIds.end());
+    while (done < offline.size() && offline[done].written && offline[done].end <= acknowledged) {
+        ids.insert(ids.end(), offline[done].offlineIds.begin(), offline[done].offlineIds.end());
         ++done;
     }
-    offline_.erase(offline_.begin(), offline_.begin() + static_cast<std::ptrdiff_t>(done));
+    offline.erase(offline.begin(), offline.begin() + static_cast<std::ptrdiff_t>(done));
     if (!ids.empty()) {
         context_.owner.onAcknowledged(ids);
     }
@@ -185,7 +213,7 @@ bool Connection::pollAcknowledged() {
         return false;
     }
     checkAcknowledged();
-    return !offline_.empty() && offline_.front().written;
+    return hasOffline() && rare_->offline.front().written;
 }
 
 Connection::Clock::duration Connection::tokenWait() {
@@ -195,8 +223,8 @@ Connection::Clock::duration Connection::tokenWait() {
     const auto now = Clock::now();
     const std::chrono::duration<double> since = now - refilled_;
     refilled_ = now;
-    tokens_ = std::min(context_.limits.commandBurst,
-                       tokens_ + since.count() * context_.limits.commandsPerSecond);
+    tokens_ = static_cast<float>(std::min(
+        context_.limits.commandBurst, tokens_ + since.count() * context_.limits.commandsPerSecond));
     if (tokens_ >= 1) {
         return {};
     }
@@ -240,11 +268,12 @@ void Connection::drain() {
         }
         if (const auto wait = tokenWait(); wait > Clock::duration::zero()) {
             // Back-pressure: nothing more is read from this peer until then.
-            if (!pause_) {
-                pause_ = std::make_unique<asio::steady_timer>(context_.io);
+            auto& pause = rare().pause;
+            if (!pause) {
+                pause = std::make_unique<asio::steady_timer>(context_.io);
             }
-            pause_->expires_after(wait);
-            pause_->async_wait([self = shared_from_this()](const asio::error_code&) {
+            pause->expires_after(wait);
+            pause->async_wait([self = shared_from_this()](const asio::error_code&) {
                 if (self->open_) {
                     self->guarded("read", [&] { self->drain(); });
                 }
@@ -305,35 +334,38 @@ Connection::Clock::time_point Connection::quietTick(Clock::time_point now) {
 }
 
 void Connection::writeOut() {
-    if (out_.size() > sent_) {
-        const std::size_t wanted = out_.size() - sent_;
-        ssize_t n = tls_ ? tlsWrite(out_.data() + sent_, wanted)
-                         : ::send(fd_, out_.data() + sent_, wanted, MSG_NOSIGNAL);
+    if (const std::size_t wanted = unsent(); wanted > 0) {
+        const char* from = out_->bytes.data() + out_->sent;
+        ssize_t n = tls_ ? tlsWrite(from, wanted) : ::send(fd_, from, wanted, MSG_NOSIGNAL);
         if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
             stop("write failed: " + failureText());
             return;
         }
         n = std::max<ssize_t>(n, 0);
         context_.metrics.bytesSent.add(static_cast<std::uint64_t>(n));
-        sent_ += static_cast<std::size_t>(n);
+        out_->sent += static_cast<std::size_t>(n);
         written_ += static_cast<std::uint64_t>(n);
         if (static_cast<std::size_t>(n) < wanted) {
             // The socket is full: the rest goes on the edge that says it has room.
-            if (sent_ > out_.size() / 2) {
-                out_.erase(0, sent_);
-                sent_ = 0;
+            if (out_->sent > out_->bytes.size() / 2) {
+                out_->bytes.erase(0, out_->sent);
+                out_->sent = 0;
             }
             writing_ = true;
             return;
         }
     }
-    out_.clear();
-    sent_ = 0;
-    if (out_.capacity() > kKeepCapacity) {
-        std::string().swap(out_);
+    if (out_) {
+        out_->bytes.clear();
+        out_->sent = 0;
+        if (out_->bytes.capacity() > kKeepCapacity) {
+            out_.reset();
+        }
     }
+    auto* offline = rare_ ? &rare_->offline : nullptr;
     bool pagesWritten = false;
-    for (auto& mark : offline_) {
+    for (std::size_t i = 0; offline && i < offline->size(); ++i) {
+        auto& mark = (*offline)[i];
         if (!mark.written && mark.end <= written_) {
             mark.written = true;
             if (tls_) {
@@ -345,19 +377,19 @@ void Connection::writeOut() {
     if (pagesWritten) {
         // A page whose messages wait for the client's own confirmation
         // waits for nothing more here.
-        std::erase_if(offline_, [](const OfflineMark& mark) {
+        std::erase_if(*offline, [](const OfflineMark& mark) {
             return mark.written && mark.offlineIds.empty();
         });
         checkAcknowledged();
-        if (!offline_.empty()) {
+        if (hasOffline()) {
             context_.owner.onAwaitingAcknowledgement(*this);
         }
         if (open_) {
             context_.owner.onOfflineWritten(id_);
         }
     }
-    if (finishing_ && open_ && out_.empty()) {
-        stop(finishReason_);
+    if (finishing_ && open_ && unsent() == 0) {
+        stop(std::string(rare_->finishReason));
     }
 }
 

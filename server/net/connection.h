@@ -48,7 +48,7 @@ class Connection;
 class TlsStream;
 
 // The lists an owner keeps connections on; a connection is on each at most once.
-enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4 };
+enum class Listing : std::uint8_t { Output = 1, Quiet = 2, Acknowledgement = 4, Trim = 8 };
 
 class ConnectionOwner {
 public:
@@ -102,8 +102,9 @@ public:
     // Sends what is queued; called by the owner once per turn after onOutput().
     void flush();
     // Gives back the buffers that hold nothing; the owner calls it now and
-    // then, so that an idle connection costs no more than its socket.
-    void trim();
+    // then, so that an idle connection costs no more than its socket. False
+    // once there is nothing left to give back.
+    bool trim();
     void stop(const std::string& reason);
     // What a connection that leaves the command path hands on.
     struct Released {
@@ -120,7 +121,7 @@ public:
 
     using Clock = asio::steady_timer::clock_type;
     [[nodiscard]] core::ConnId id() const { return id_; }
-    [[nodiscard]] const std::string& ip() const { return ip_; }
+    [[nodiscard]] std::string ip() const;
     // When the pending command is to be taken; time_point::max() when none.
     [[nodiscard]] Clock::time_point quietDeadline() const { return quietDeadline_; }
     // Takes the pending command if its deadline has passed; the new deadline.
@@ -173,24 +174,46 @@ private:
     void checkAcknowledged();
     [[nodiscard]] std::string prefix() const;
 
-    int fd_;
+    // What few connections need, made when first needed, so that an idle
+    // connection does not carry it: a peer over its command budget waits on
+    // a timer; offline messages wait for the peer's acknowledgement.
+    struct Rare {
+        std::unique_ptr<asio::steady_timer> pause;
+        std::vector<OfflineMark> offline;
+        // Why the connection closes once its output is out (finish()).
+        std::string finishReason;
+    };
+    Rare& rare() {
+        if (!rare_) {
+            rare_ = std::make_unique<Rare>();
+        }
+        return *rare_;
+    }
+    [[nodiscard]] bool hasOffline() const { return rare_ && !rare_->offline.empty(); }
+
     core::ConnId id_;
-    std::string ip_;
     const ConnectionContext& context_;
     Framer framer_;
-    // Only a peer over its command budget gets one.
-    std::unique_ptr<asio::steady_timer> pause_;
+    std::unique_ptr<Rare> rare_;
     Clock::time_point quietDeadline_ = Clock::time_point::max();
-    // Records waiting to go out; the first `sent_` bytes are already sent.
-    std::string out_;
-    std::size_t sent_ = 0;
-    std::vector<OfflineMark> offline_;
-    std::string finishReason_;
+    // Records waiting to go out; the first `sent` bytes are already sent.
+    // Made by the first delivery and given back by trim() once empty: most
+    // held connections are idle.
+    struct Output {
+        std::string bytes;
+        std::size_t sent = 0;
+    };
+    std::unique_ptr<Output> out_;
+    [[nodiscard]] std::size_t unsent() const { return out_ ? out_->bytes.size() - out_->sent : 0; }
     std::unique_ptr<TlsStream> tls_; // none on the plain port
     std::uint64_t queuedTotal_ = 0;  // stream offset at the end of out_
     std::uint64_t written_ = 0;      // stream offset the kernel has taken
-    double tokens_;
     Clock::time_point refilled_;
+    // The peer's address, IPv4 mapped into IPv6: half the size of its text.
+    std::array<unsigned char, 16> address_{};
+    int fd_;
+    // The command budget left; a float, as every connection carries one.
+    float tokens_;
     std::uint16_t port_;
     std::uint8_t listed_ = 0;
     bool open_ : 1 = true;

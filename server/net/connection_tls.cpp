@@ -43,7 +43,7 @@ bool Connection::tlsReady(std::uint32_t& events) {
     // Commands may have come in the handshake's last flight, and output
     // queued meanwhile waits for a write.
     events |= EPOLLIN;
-    if (out_.size() > sent_) {
+    if (unsent() > 0) {
         events |= EPOLLOUT;
     }
     return true;

@@ -39,7 +39,10 @@ std::size_t count(std::string_view text, std::string_view what) {
 }
 } // namespace
 
-Framer::Framer(std::size_t maxCommandBytes) : maxBytes_(maxCommandBytes) {}
+// A record over a gigabyte is refused like any other that is too long.
+Framer::Framer(std::size_t maxCommandBytes)
+    : buffer_(),
+      maxBytes_(static_cast<std::uint32_t>(std::min<std::size_t>(maxCommandBytes, 1u << 30))) {}
 
 void Framer::compact() {
     if (start_ > 0) {
@@ -76,7 +79,7 @@ Framer::Next Framer::next(p::FieldViews& command) {
         compact();
         return Next::None;
     }
-    const std::size_t from = std::max(start_ + p::kRecordMark.size(), scanned_);
+    const std::size_t from = std::max<std::size_t>(start_ + p::kRecordMark.size(), scanned_);
     const std::size_t next = p::findSeparator(buffer_, p::kRecordMark, from);
     if (next == std::string::npos) {
         scanned_ =

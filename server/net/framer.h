@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -63,14 +64,16 @@ private:
     void dropBeforeMark();
     [[nodiscard]] std::string_view pendingBody() const;
 
-    std::size_t maxBytes_;
     // From start_: either nothing, a partial mark, or a record mark followed by
     // commands, the last one possibly ending in a partial mark.
     std::string buffer_;
-    std::size_t start_ = 0;
+    // Offsets and counts in 32 bits: a buffer holds at most one record over
+    // the limit, and every connection of a large node has a framer.
+    std::uint32_t maxBytes_;
+    std::uint32_t start_ = 0;
     // No mark starts between start_ + mark and this offset.
-    std::size_t scanned_ = 0;
-    std::size_t dropped_ = 0;
+    std::uint32_t scanned_ = 0;
+    std::uint32_t dropped_ = 0;
 };
 
 } // namespace velmora::server::net

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -26,6 +27,9 @@ namespace {
 constexpr auto kSweepEvery = std::chrono::seconds(1);
 // How often unacknowledged offline messages are looked at again.
 constexpr auto kAcknowledgementPoll = std::chrono::milliseconds(20);
+constexpr int kListenBacklog = 65535;
+// Connections flushed in one turn; the rest wait for the next.
+constexpr std::size_t kFlushesPerTurn = 256;
 
 // Runs one hub call; a failure is logged and the server goes on. `what`
 // names the work, and is only built when there is something to log.
@@ -58,6 +62,24 @@ std::vector<std::shared_ptr<Connection>> takeRound(std::vector<std::shared_ptr<C
 }
 } // namespace
 
+Place placeOf(const asio::ip::address& address) {
+    if (address.is_v4()) {
+        return asio::ip::make_address_v6(asio::ip::v4_mapped, address.to_v4()).to_bytes();
+    }
+    auto bytes = address.to_v6().to_bytes();
+    if (!address.to_v6().is_v4_mapped()) {
+        std::fill(bytes.begin() + 8, bytes.end(), 0);
+    }
+    return bytes;
+}
+
+std::size_t PlaceHash::operator()(const Place& place) const noexcept {
+    std::uint64_t high = 0, low = 0;
+    std::memcpy(&high, place.data(), 8);
+    std::memcpy(&low, place.data() + 8, 8);
+    return std::hash<std::uint64_t>()(high * 0x9E3779B97F4A7C15u ^ low);
+}
+
 std::string addressKey(const asio::ip::address& address) {
     return core::addressKey(address.to_string()).value_or(address.to_string());
 }
@@ -75,6 +97,9 @@ Server::Server(asio::io_context& io, core::Hub& hub, store::Store& store, core::
               [this](core::ConnId id, std::uint32_t events) {
                   if (const auto it = connections_.find(id); it != connections_.end()) {
                       const auto connection = it->second;
+                      if (connection->list(Listing::Trim)) {
+                          trimPending_.push_back(connection);
+                      }
                       connection->ready(events);
                   } else {
                       trapped(log_, "a data connection", [&] { transfers_.ready(id, events); });
@@ -104,7 +129,9 @@ tcp::endpoint Server::open(Acceptor& acceptor, const std::string& host, unsigned
     acceptor.open(endpoint.protocol());
     acceptor.set_option(asio::socket_base::reuse_address(true));
     acceptor.bind(endpoint);
-    acceptor.listen(asio::socket_base::max_listen_connections);
+    // As deep as net.core.somaxconn allows (SOMAXCONN would cap it at 4096):
+    // after a restart every client of the node reconnects at once.
+    acceptor.listen(kListenBacklog);
     if (!std::exchange(running_, true)) {
         asio::co_spawn(io_, sweepLoop(), asio::detached);
         asio::co_spawn(io_, quietLoop(), asio::detached);
@@ -181,8 +208,10 @@ asio::awaitable<void> Server::sweepLoop() {
         if (stopping_) {
             co_return;
         }
-        for (const auto& [id, connection] : connections_) {
-            connection->trim();
+        for (auto& connection : takeRound(trimPending_, Listing::Trim)) {
+            if (connection->trim() && connection->list(Listing::Trim)) {
+                trimPending_.push_back(std::move(connection));
+            }
         }
         publishGauges();
         const auto cutoff = core::Hub::Clock::now() - limits_.loginTimeout;
@@ -272,20 +301,46 @@ void Server::onAwaitingAcknowledgement(Connection& connection) {
 }
 
 void Server::onOutput(Connection& connection) {
+    if (connection.list(Listing::Trim)) {
+        trimPending_.push_back(connection.shared_from_this());
+    }
     if (!connection.list(Listing::Output)) {
         return;
     }
-    if (flushPending_.empty()) {
+    flushPending_.push_back(connection.shared_from_this());
+    postFlush();
+}
+
+void Server::postFlush() {
+    if (!std::exchange(flushPosted_, true)) {
         // Runs after the handlers already queued, the rest of this turn's
         // reads among them: each connection's output goes in one send.
         asio::post(io_, [this] { flushAll(); });
     }
-    flushPending_.push_back(connection.shared_from_this());
 }
 
 void Server::flushAll() {
+    // A turn sends to a bounded number of connections: what one event gave
+    // to thousands (a popular user's presence) waits in the backlog and goes
+    // out between other work, behind the output of the turns that follow,
+    // so that nobody else's message waits for all of it.
+    flushPosted_ = false;
+    std::size_t budget = kFlushesPerTurn;
     for (auto& connection : takeRound(flushPending_, Listing::Output)) {
+        if (budget > 0) {
+            --budget;
+            connection->flush();
+        } else {
+            flushBacklog_.push_back(std::move(connection));
+        }
+    }
+    for (; budget > 0 && !flushBacklog_.empty(); --budget) {
+        const auto connection = std::move(flushBacklog_.front());
+        flushBacklog_.pop_front();
         connection->flush();
+    }
+    if (!flushBacklog_.empty() || !flushPending_.empty()) {
+        postFlush();
     }
 }
 
@@ -321,11 +376,12 @@ void Server::accept(Socket socket, TlsContext* tls) {
                   " connections open");
         return;
     }
-    const std::string key = addressKey(peer.address());
-    auto& fromThere = perAddress_[key];
+    const Place place = placeOf(peer.address());
+    const auto there = perAddress_.find(place);
+    const std::size_t fromThere = there == perAddress_.end() ? 0 : there->second;
     if (fromThere >= limits_.maxConnectionsPerAddress) {
         log_.line(address + " refused: " + std::to_string(fromThere) + " connections open from " +
-                  key);
+                  addressKey(peer.address()));
         return;
     }
     configure(socket);
@@ -341,7 +397,7 @@ void Server::accept(Socket socket, TlsContext* tls) {
         connection->useTls(tls->accept(fd));
     }
     poller_.add(fd, id);
-    ++fromThere;
+    ++perAddress_[place];
     connections_.emplace(id, connection);
     hub_.connected(id, ip, core::Hub::Clock::now(), tls != nullptr);
     connection->start();
@@ -546,8 +602,8 @@ void Server::onClosed(core::ConnId id) {
 void Server::forget(core::ConnId id) {
     if (const auto it = connections_.find(id); it != connections_.end()) {
         // The key again, from the address the connection was accepted from.
-        const auto key = addressKey(asio::ip::make_address(it->second->ip()));
-        if (const auto count = perAddress_.find(key);
+        const auto place = placeOf(asio::ip::make_address(it->second->ip()));
+        if (const auto count = perAddress_.find(place);
             count != perAddress_.end() && --count->second == 0) {
             perAddress_.erase(count);
         }

@@ -19,9 +19,12 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <array>
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 
@@ -45,6 +48,15 @@ struct ServerLimits {
 };
 
 class TlsContext;
+
+// Where connections are counted from, as 16 bytes: an IPv4 address mapped
+// into IPv6, or the /64 of an IPv6 address (the key of addressKey()).
+using Place = std::array<unsigned char, 16>;
+[[nodiscard]] Place placeOf(const asio::ip::address& address);
+struct PlaceHash {
+    std::size_t operator()(const Place& place) const noexcept;
+};
+
 // Takes the records that the hub meant for users of other nodes; a single
 // server has none.
 class RelaySink {
@@ -106,6 +118,7 @@ private:
     void configure(Socket& socket) const;
     void listQuiet(Connection& connection);
     void flushAll();
+    void postFlush();
     // Ends the turn's transaction, then sends what waited for it.
     void commitTurn();
     void awaitCommit();
@@ -142,13 +155,24 @@ private:
     std::vector<std::shared_ptr<Connection>> quietPending_;
     // Connections with output, flushed together once the turn's other work is done.
     std::vector<std::shared_ptr<Connection>> flushPending_;
+    // Connections past a turn's share, oldest first (flushAll()).
+    std::deque<std::shared_ptr<Connection>> flushBacklog_;
     // Connections whose written offline messages wait for the peer's
     // acknowledgement, looked at again every few milliseconds.
     asio::steady_timer acknowledgements_;
     std::vector<std::shared_ptr<Connection>> ackPending_;
+    // Connections that read or wrote since the last sweep: the only ones
+    // that may hold buffers to give back, however many are idle.
+    std::vector<std::shared_ptr<Connection>> trimPending_;
     PasswordPool passwords_;
-    std::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_;
-    std::unordered_map<std::string, std::size_t> perAddress_;
+    // Map nodes come from a pool: no allocator header on each of a million.
+    std::pmr::unsynchronized_pool_resource connectionPool_;
+    std::pmr::unordered_map<core::ConnId, std::shared_ptr<Connection>> connections_{
+        &connectionPool_};
+    // One entry for each place clients connect from: at a million clients
+    // that is a million entries, so no string each, and nodes from a pool.
+    std::pmr::unsynchronized_pool_resource placePool_;
+    std::pmr::unordered_map<Place, std::uint32_t, PlaceHash> perAddress_{&placePool_};
     ReadScratch scratch_;
     TransferRelay transfers_;
     Poller poller_;
@@ -162,6 +186,7 @@ private:
     std::uint64_t changesSeen_ = 0;
     std::uint64_t failedCommits_ = 0;
     bool commitPosted_ = false;
+    bool flushPosted_ = false;
     core::ConnId nextId_ = 0;
     bool stopping_ = false;
     bool running_ = false;

@@ -16,6 +16,7 @@
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,8 +33,10 @@ inline bool enterNetns(const std::string& path) {
     return entered;
 }
 
-// `netns`, when given, is the network namespace the server runs in.
-inline pid_t spawn(std::vector<std::string> args, int out, int err, const std::string& netns = {}) {
+// `netns`, when given, is the network namespace the server runs in;
+// `descriptors`, when not 0, its soft and hard RLIMIT_NOFILE.
+inline pid_t spawn(std::vector<std::string> args, int out, int err, const std::string& netns = {},
+                   rlim_t descriptors = 0) {
     const char* path = std::getenv("VELMORAD");
     if (!path) {
         throw std::runtime_error("VELMORAD is not set");
@@ -50,6 +53,10 @@ inline pid_t spawn(std::vector<std::string> args, int out, int err, const std::s
         dup2(err, STDERR_FILENO);
         if (!netns.empty() && !enterNetns(netns)) {
             _exit(126);
+        }
+        const rlimit files{descriptors, descriptors};
+        if (descriptors > 0 && setrlimit(RLIMIT_NOFILE, &files) != 0) {
+            _exit(125);
         }
         execv(path, argv.data());
         _exit(127);
@@ -258,7 +265,7 @@ protected:
         int out[2];
         ASSERT_EQ(pipe(out), 0);
         const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-        pid = spawn(flags, out[1], log, netns);
+        pid = spawn(flags, out[1], log, netns, descriptors);
         close(out[1]);
         close(log);
         FILE* lines = fdopen(out[0], "r");
@@ -287,6 +294,7 @@ protected:
     unsigned short port = 0;
     unsigned short tlsPort = 0; // with --tls-listen
     std::string netns;          // a namespace file for the server, else this one
+    rlim_t descriptors = 0;     // the server's descriptor limit, else this process's
 };
 
 } // namespace velmora::test

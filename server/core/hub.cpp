@@ -34,9 +34,14 @@ void Hub::connected(ConnId conn, std::string address, Clock::time_point now, boo
 
 void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
     const std::string_view code = f.empty() ? std::string_view() : std::string_view(f[0]);
+    const Session* me = sessions_.of(conn);
     bool first = false;
-    if (const auto peer = peers_.find(conn); peer != peers_.end()) {
-        first = !std::exchange(peer->second.spoke, true);
+    if (!me) {
+        // Only a connection's first command may open a data connection, and
+        // only before a login: the relay path after it looks nothing up for it.
+        if (const auto peer = peers_.find(conn); peer != peers_.end()) {
+            first = !std::exchange(peer->second.spoke, true);
+        }
     }
     const auto info = commandInfo(code);
     if (!info) {
@@ -62,7 +67,6 @@ void Hub::handle(ConnId conn, const p::FieldViews& f, Effects& fx) {
         dataHello(conn, f, first, fx);
         return;
     }
-    const Session* me = sessions_.of(conn);
     if (!me) {
         violation(conn, std::string(code) + " before login ignored", fx);
         return;

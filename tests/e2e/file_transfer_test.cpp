@@ -312,12 +312,15 @@ private slots:
                  qPrintable(statusOf(transferWindow(*alicia.client, "bobby"))));
         QCOMPARE(sha256Of(home + "/Downloads/halves.bin"), sha256Of(file));
         QVERIFY(!QFile::exists(part));
-        // The second start went on from what the receiver had kept.
+        // Every start after the first went on from what the receiver had
+        // kept (after a server restart both ends may come back more than
+        // once, each time from the part file's end), never from byte 0.
         const QStringList starts = startsIn(nodeA.errorOutput()).split(QLatin1Char('|'));
-        QCOMPARE(starts.size(), 2);
+        QVERIFY2(starts.size() >= 2, qPrintable(starts.join(" | ")));
         QCOMPARE(starts[0], "from byte 0 of " + QString::number(kFileBytes) + " started");
-        QVERIFY2(starts[1] != starts[0] && !starts[1].startsWith("from byte 0 "),
-                 qPrintable(starts.join(" | ")));
+        for (const QString& later : starts.mid(1)) {
+            QVERIFY2(!later.startsWith("from byte 0 "), qPrintable(starts.join(" | ")));
+        }
         QVERIFY(alicia.prompter.boxes.isEmpty());
     }
 };
